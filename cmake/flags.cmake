@@ -1,0 +1,36 @@
+# Compile flags as interface targets: what a target needs, it links.
+
+# The arithmetic that every result rests on: SSE2 in both builds, no fused multiply-add, no
+# reassociation. Whatever computes or checks samples uses it, tests and host kit included.
+add_library(ulmar_arithmetic INTERFACE)
+target_compile_options(ulmar_arithmetic INTERFACE -msse2 -mfpmath=sse -ffp-contract=off)
+
+add_library(ulmar_warnings INTERFACE)
+target_compile_options(ulmar_warnings INTERFACE -Wall -Wextra -Wconversion -Wshadow)
+
+# The library's own sources.
+add_library(ulmar_core_flags INTERFACE)
+target_compile_options(
+  ulmar_core_flags
+  INTERFACE
+    -fno-exceptions
+    # sqrt compiles to its instruction instead of a call that sets errno.
+    -fno-math-errno
+    # sin and cos of one angle stay two calls: sincos is not among the library's imports.
+    -fno-builtin-sin
+    -fno-builtin-cos
+    # Exported members call one another directly, as no host may replace one of them.
+    -fno-semantic-interposition)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Hosts may call with a stack that is aligned to 4 bytes only.
+  target_compile_options(ulmar_core_flags INTERFACE -mstackrealign)
+endif()
+target_link_libraries(ulmar_core_flags INTERFACE ulmar_arithmetic ulmar_warnings)
+
+# The address and undefined-behaviour sanitizers, in everything that is built.
+option(ULMAR_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
+if(ULMAR_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()

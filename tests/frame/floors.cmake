@@ -1,0 +1,75 @@
+# Holds every #include against the floors: a file may include its own folder and the floors
+# below it, by paths from the root.
+cmake_minimum_required(VERSION 3.25)
+
+set(library base fft decoder spectral convrt process)
+
+# What each folder may include besides itself. host/ is written against the published
+# headers, and the programs against host/.
+set(base "")
+set(fft base)
+set(decoder base)
+set(spectral base)
+set(convrt base fft decoder spectral)
+set(process base fft decoder spectral convrt)
+set(host "") # and PUBLIC_HEADERS
+set(apps host)
+set(plugins host)
+set(tests ${library} host apps plugins)
+set(bench ${library} host)
+set(fuzz ${library} host)
+
+list(TRANSFORM PUBLIC_HEADERS REPLACE "^${ROOT}/" "")
+
+function(refuse file include why)
+  message(SEND_ERROR "${file} includes ${include}: ${why}")
+endfunction()
+
+function(check_quoted file folder include)
+  if(NOT EXISTS "${ROOT}/${include}")
+    refuse("${file}" "${include}" "no such file from the root")
+  elseif(file MATCHES "/x86/" AND NOT include MATCHES "^${folder}/[a-z_]+_kernels\\.h$")
+    refuse("${file}" "${include}" "an x86 body includes its contract and intrinsics only")
+  elseif(folder STREQUAL host AND include IN_LIST PUBLIC_HEADERS)
+    return()
+  else()
+    string(REGEX MATCH "^[^/]+" target "${include}")
+    if(NOT target STREQUAL folder AND NOT target IN_LIST ${folder})
+      refuse("${file}" "${include}" "${folder}/ does not stand on ${target}/")
+    endif()
+  endif()
+endfunction()
+
+# The library stands on the standard library alone, whose headers have no suffix; only the
+# x86 bodies see intrinsics, and they see no other inline code.
+function(check_angled file folder include)
+  if(file MATCHES "/x86/")
+    if(NOT include MATCHES "intrin\\.h$")
+      refuse("${file}" "<${include}>" "an x86 body includes its contract and intrinsics only")
+    endif()
+  elseif(folder IN_LIST library AND include MATCHES "[./]")
+    refuse("${file}" "<${include}>" "the library uses the standard library alone")
+  endif()
+endfunction()
+
+set(numIncludes 0)
+foreach(folder IN LISTS library ITEMS host apps plugins tests bench fuzz)
+  file(GLOB_RECURSE files RELATIVE "${ROOT}" "${ROOT}/${folder}/*.h" "${ROOT}/${folder}/*.cpp")
+  foreach(file IN LISTS files)
+    file(STRINGS "${ROOT}/${file}" lines REGEX "^[ \t]*#[ \t]*include")
+    foreach(line IN LISTS lines)
+      math(EXPR numIncludes "${numIncludes} + 1")
+      if(line MATCHES "\"([^\"]+)\"")
+        check_quoted("${file}" ${folder} "${CMAKE_MATCH_1}")
+      elseif(line MATCHES "<([^>]+)>")
+        check_angled("${file}" ${folder} "${CMAKE_MATCH_1}")
+      else()
+        refuse("${file}" "${line}" "an include names its file")
+      endif()
+    endforeach()
+  endforeach()
+endforeach()
+if(numIncludes EQUAL 0)
+  message(SEND_ERROR "no #include found below ${ROOT}")
+endif()
+message(STATUS "${numIncludes} includes looked at")
