@@ -1,0 +1,28 @@
+// Addresses of the host's memory areas. Every area is used from the next multiple of
+// 32 bytes on, the width of one VecComplex and of one 256-bit vector.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace ulmar {
+
+inline constexpr std::size_t kAreaAlign = 32;
+
+/// The host's bytes from `address` on, seen as elements of type T. The one place where
+/// untyped host memory becomes typed.
+template <typename T>
+T* asRecords(void* address) noexcept {
+  return static_cast<T*>(address);
+}
+
+/// The same from the first multiple of 32 bytes at or after `address`: an area of n
+/// bytes needs up to 31 bytes of slack behind it.
+template <typename T>
+T* alignedArea(void* address) noexcept {
+  const auto bits = reinterpret_cast<std::uintptr_t>(address);
+  const std::uintptr_t up = (bits + (kAreaAlign - 1)) & ~std::uintptr_t{kAreaAlign - 1};
+  return asRecords<T>(reinterpret_cast<void*>(up));
+}
+
+}  // namespace ulmar
