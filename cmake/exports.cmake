@@ -24,7 +24,6 @@ endfunction()
 
 # ulmar_write_map(TEMPLATE NAMES MAP): the linker map that publishes those names.
 function(ulmar_write_map template names map)
-  list(TRANSFORM names REPLACE "(.+)" "    \\1;")
-  list(JOIN names "\n" ULMAR_EXPORTS)
+  list(JOIN names ";\n    " ULMAR_EXPORTS)
   configure_file("${template}" "${map}" @ONLY)
 endfunction()

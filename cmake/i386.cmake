@@ -5,8 +5,6 @@
 # 64-bit file offsets, without which the 32-bit tools stop at files of 2 GiB.
 set(CMAKE_CXX_FLAGS_INIT "-m32 -D_FILE_OFFSET_BITS=64")
 
-# Libraries, package descriptions and pkg-config files of the 32-bit packages only.
-set(CMAKE_CXX_LIBRARY_ARCHITECTURE i386-linux-gnu)
-set(CMAKE_LIBRARY_ARCHITECTURE i386-linux-gnu)
+# A library that is missing in 32 bits is missing, even where its 64-bit twin is installed.
 set(CMAKE_IGNORE_PATH /usr/lib/x86_64-linux-gnu /lib/x86_64-linux-gnu)
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/i386-linux-gnu/pkgconfig:/usr/share/pkgconfig)

@@ -1,0 +1,87 @@
+# Shared by demo.sh and test.sh: their messages, and the Debian packages that a build needs.
+# shellcheck shell=bash
+
+say() { printf '\n== %s\n' "$*"; }
+
+fail() {
+  printf '\n%s: %s\n' "${0##*/}" "$*" >&2
+  exit 1
+}
+
+needRoot() {
+  [ "$(id -u)" -eq 0 ] || command -v sudo >/dev/null ||
+    fail "packages are missing, and installing them takes root or sudo."
+}
+
+asRoot() {
+  if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+# packagesFor PRESET: the packages that building and testing the preset takes.
+packagesFor() {
+  echo cmake g++ ninja-build pkg-config libcli11-dev nlohmann-json3-dev
+  case $1 in
+    i386*) echo g++-multilib libgtest-dev:i386 libsndfile1-dev:i386 libsoxr-dev:i386 ;;
+    *) echo libgtest-dev libsndfile1-dev libsoxr-dev ;;
+  esac
+  case $1 in
+    *clang*) echo clang libclang-rt-14-dev ;;
+  esac
+}
+
+# installFor PRESET...: installs what is missing of their packages. Without anything missing
+# it neither asks for root nor calls apt-get.
+installFor() {
+  local preset package native installed log=build/install.log
+  local -a wanted missing=()
+  command -v dpkg-query >/dev/null ||
+    fail "the packages come from Debian 12 (or a relative with apt-get), which this is not."
+  native=$(dpkg --print-architecture)
+  [ "$native" = amd64 ] || fail "the builds need an x86-64 Debian, and this one is $native."
+
+  mapfile -t wanted < <(
+    for preset in "$@"; do packagesFor "$preset"; done | tr ' ' '\n' | sort -u)
+  installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}:${Architecture}\n' |
+    sed -n 's/^installed //p')
+  for package in "${wanted[@]}"; do
+    case $package in
+      *:*) grep -qxF "$package" <<<"$installed" ;;
+      *) grep -qxF -e "$package:$native" -e "$package:all" <<<"$installed" ;;
+    esac || missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+
+  needRoot
+  say "Installing ${missing[*]} (a minute or two; details in $log)"
+  case ${missing[*]} in
+    *:i386*) asRoot dpkg --add-architecture i386 ;;
+  esac
+  refreshPackageLists "$log"
+  asRoot env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=120 \
+    install -y --no-install-recommends "${missing[@]}" >>"$log" 2>&1 || {
+    tail -n 15 "$log" >&2
+    fail "apt-get could not install all of: ${missing[*]}."
+  }
+}
+
+# refreshPackageLists LOG: a list that cannot be had is no reason to stop, as what is wanted
+# may stand in the others.
+refreshPackageLists() {
+  needRoot
+  asRoot apt-get update >"$1" 2>&1 ||
+    echo "Not every package list could be refreshed; going on with those at hand."
+}
+
+# build PRESET [TARGET...]: configures and builds, all targets where none is named.
+build() {
+  local preset=$1
+  shift
+  say "Configuring build/$preset"
+  cmake --preset "$preset" >build/configure.log 2>&1 || {
+    cat build/configure.log >&2
+    fail "the build $preset could not be configured; CMake's reason stands above."
+  }
+  say "Building build/$preset"
+  cmake --build --preset "$preset" ${1:+--target "$@"} ||
+    fail "the build $preset failed; the first error stands above."
+}

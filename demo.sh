@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds the renderer and lets it be heard:
+#   ./demo.sh                   recorded speech in a recorded hall, and in a synthetic one
+#   ./demo.sh DRY.wav HALL.wav  your recording in your hall
+set -euo pipefail
+case $# in
+  0) ;;
+  2) dry=$(realpath -m -- "$1") hall=$(realpath -m -- "$2") ;;
+  *) sed -n '2,4s/^# //p' "$0" >&2 && exit 2 ;;
+esac
+cd "$(dirname "$0")"
+. cmake/setup.sh
+
+out=build/demo
+
+# fetchFrom PACKAGE PATH: takes one file out of a Debian package without installing it.
+fetchFrom() {
+  local package=$1 path=$2 log=build/fetch.log
+  local file=$out/${path##*/}
+  [ -s "$file" ] && return
+  say "Fetching ${path##*/} from Debian's package $package"
+  rm -rf "$out/package" && mkdir -p "$out/package"
+  download() (cd "$out/package" && apt-get download "$package") >"$log" 2>&1
+  download || {
+    refreshPackageLists "$log"
+    download
+  } || {
+    tail -n 5 "$log" >&2
+    fail "the package $package could not be downloaded."
+  }
+  dpkg-deb --fsys-tarfile "$out"/package/*.deb | tar -xO "./$path" >"$file.part" ||
+    fail "the package $package holds no $path."
+  mv "$file.part" "$file"
+  rm -r "$out/package"
+}
+
+# render DRY WET OPTION...
+render() {
+  local dry=$1 wet=$2
+  shift 2
+  say "Rendering $wet"
+  build/x86_64/ulmar-render -i "$dry" "$@" -o "$wet" ||
+    fail "$wet was not written, for the reason above."
+  written+=("$wet")
+}
+
+mkdir -p "$out"
+written=()
+installFor x86_64
+build x86_64 ulmar-render
+if [ $# -eq 2 ]; then
+  name=$(basename -- "${dry%.*}")
+  render "$dry" "$out/$name-in-$(basename -- "${hall%.*}").wav" --ir "$hall"
+else
+  dry=$out/a11wlk01.wav hall=$out/greathall.wav
+  fetchFrom supercollider-common usr/share/SuperCollider/sounds/a11wlk01.wav
+  fetchFrom guitarix-common usr/share/gx_head/sounds/greathall.wav
+  render "$dry" "$out/speech-in-great-hall.wav" --ir "$hall"
+  render "$dry" "$out/speech-in-synthetic-hall.wav" --room hall
+fi
+
+say "Written, to be compared by ear with $dry:"
+printf '   %s\n' "${written[@]}"
