@@ -1,0 +1,161 @@
+#include "host/temp_file.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <system_error>
+
+#include "host/error.h"
+
+namespace ulmar::host {
+namespace {
+
+static_assert(sizeof(off_t) == 8, "files of 2 GiB and more need 64-bit offsets");
+
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
+
+// Paths that the signal handler removes. Each points into a living TempFile; a free
+// slot holds null. Lock-free atomics are all that a handler may read.
+std::array<std::atomic<const char*>, 16> registeredPaths{};
+static_assert(std::atomic<const char*>::is_always_lock_free);
+
+void registerPath(const char* path) {
+  for (auto& slot : registeredPaths) {
+    const char* expected = nullptr;
+    if (slot.compare_exchange_strong(expected, path)) return;
+  }
+}
+
+void unregisterPath(const char* path) {
+  for (auto& slot : registeredPaths) {
+    const char* expected = path;
+    if (slot.compare_exchange_strong(expected, nullptr)) return;
+  }
+}
+
+// Async-signal-safe. SA_RESETHAND has restored the default action, which takes effect
+// when the handler returns and the signal it raised is no longer blocked.
+extern "C" void removeRegisteredPaths(int signal) {
+  const int savedErrno = errno;
+  for (const auto& slot : registeredPaths) {
+    if (const char* path = slot.load()) unlink(path);
+  }
+  raise(signal);
+  errno = savedErrno;
+}
+
+// Holds the ending signals back, so that a file is never created without being
+// registered.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int signal : kEndingSignals) sigaddset(&ending, signal);
+    pthread_sigmask(SIG_BLOCK, &ending, &previous_);
+  }
+  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+ private:
+  sigset_t previous_;
+};
+
+std::string systemMessage(int error) { return std::generic_category().message(error); }
+
+std::string withLinksResolved(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> real(
+      realpath(path.c_str(), nullptr), &std::free);
+  return real ? std::string(real.get()) : path;
+}
+
+void refuseUnlessReplaceable(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return;  // nothing there yet
+  if (S_ISDIR(status.st_mode)) fail("cannot write ", path, ": it is a folder");
+  if (!S_ISREG(status.st_mode))
+    fail("cannot write ", path, ": it is not a regular file");
+  if (access(path.c_str(), W_OK) != 0) {
+    fail("cannot write ", path, ": the file of that name is write-protected");
+  }
+}
+
+}  // namespace
+
+TempFile::TempFile(const std::string& finalPath)
+    : finalPath_(finalPath), target_(withLinksResolved(finalPath)) {
+  refuseUnlessReplaceable(finalPath_);
+  createBeside(target_);
+}
+
+TempFile::~TempFile() {
+  if (fd_ >= 0) close(fd_);
+  if (tempPath_.empty()) return;
+  unlink(tempPath_.c_str());
+  unregisterPath(tempPath_.c_str());
+}
+
+void TempFile::createBeside(const std::string& target) {
+  // A name may have 255 bytes; the rest is for the suffix.
+  constexpr std::size_t kMaxStemLen = 200;
+  constexpr int kMaxAttempts = 1000;
+  const std::size_t slash = target.rfind('/');
+  const std::size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
+  const std::string stem = target.substr(0, nameStart) +
+                           target.substr(nameStart, kMaxStemLen) + ".part-" +
+                           std::to_string(getpid()) + "-";
+  const SignalsHeld held;
+  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+    tempPath_ = stem + std::to_string(attempt);
+    fd_ = open(tempPath_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd_ >= 0) {
+      registerPath(tempPath_.c_str());
+      return;
+    }
+    if (errno != EEXIST) break;
+  }
+  fail("cannot write ", finalPath_, ": no file can be created in its folder (",
+       systemMessage(errno), ")");
+}
+
+void TempFile::commit() {
+  // Some file systems cannot synchronise and say EINVAL; there is nothing more to be
+  // done.
+  if (fsync(fd_) != 0 && errno != EINVAL) {
+    fail("cannot write ", finalPath_, ": ", systemMessage(errno));
+  }
+  const int closed = close(fd_);
+  fd_ = -1;
+  if (closed != 0) fail("cannot write ", finalPath_, ": ", systemMessage(errno));
+  if (std::rename(tempPath_.c_str(), target_.c_str()) != 0) {
+    fail("cannot write ", finalPath_, ": the finished file cannot be given its name (",
+         systemMessage(errno), ")");
+  }
+  unregisterPath(tempPath_.c_str());
+  tempPath_.clear();
+}
+
+void removeTempFilesOnSignal() {
+  struct sigaction action = {};
+  action.sa_handler = removeRegisteredPaths;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int signal : kEndingSignals) {
+    struct sigaction previous;
+    if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_IGN) {
+      continue;
+    }
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+}  // namespace ulmar::host

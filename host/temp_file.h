@@ -1,0 +1,44 @@
+// A new file that takes its final name only when it is complete.
+#pragma once
+
+#include <string>
+
+namespace ulmar::host {
+
+/// A file written under a temporary name in the folder of its final name. commit()
+/// makes it durable and renames it, replacing an older file of that name in one step;
+/// without commit() the destructor removes it and leaves an older file as it was. A
+/// symbolic link is followed, so that the file it points to is the one replaced.
+/// Permissions follow the umask.
+class TempFile {
+ public:
+  /// Creates the temporary file. Throws Error if the final name is a folder, a device
+  /// or write-protected, or if its folder cannot be written.
+  explicit TempFile(const std::string& finalPath);
+  ~TempFile();
+  TempFile(const TempFile&) = delete;
+  TempFile& operator=(const TempFile&) = delete;
+
+  /// Open for reading and writing until commit().
+  int fd() const { return fd_; }
+
+  /// Throws Error, with the final name untouched, if the data cannot be made durable or
+  /// the file cannot be renamed. Call it once.
+  void commit();
+
+ private:
+  void createBeside(const std::string& target);
+
+  std::string finalPath_;  // as the caller wrote it, for messages
+  std::string target_;     // finalPath_ with symbolic links resolved
+  std::string tempPath_;   // empty once the file has its final name
+  int fd_ = -1;
+};
+
+/// From now on SIGINT, SIGTERM and SIGHUP first remove the temporary files that exist
+/// at that moment (the newest 16 at most), then end the process as they would have
+/// done. A signal that the process was started to ignore stays ignored. For an
+/// application's main().
+void removeTempFilesOnSignal();
+
+}  // namespace ulmar::host
