@@ -203,8 +203,9 @@ std::vector<std::byte> Stream::snapshot() const {
   const SnapshotHeader header = snapshotHeader(params_, inChannels_, outChannels_);
   std::vector<std::byte> bytes;
   const auto append = [&](const void* from, std::int64_t size) {
-    const auto* const first = static_cast<const std::byte*>(from);
-    bytes.insert(bytes.end(), first, first + size);
+    const std::size_t begin = bytes.size();
+    bytes.resize(begin + static_cast<std::size_t>(size));
+    std::memcpy(bytes.data() + begin, from, static_cast<std::size_t>(size));
   };
   append(&header, sizeof header);
   append(&state_, sizeof state_);
