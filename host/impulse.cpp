@@ -25,6 +25,23 @@ int Responses::length() const {
   return static_cast<int>(longest);
 }
 
+const std::vector<float>* Responses::between(int input, int output) const {
+  if (!perOutput)
+    return &samples[static_cast<std::size_t>(input * numOutputs + output)];
+  const bool connected = output == input || output == input + numInputs || output == 4;
+  return connected ? &samples[static_cast<std::size_t>(output)] : nullptr;
+}
+
+int Responses::numPairs() const {
+  int count = 0;
+  for (int input = 0; input < numInputs; ++input) {
+    for (int output = 0; output < numOutputs; ++output) {
+      if (between(input, output) != nullptr) ++count;
+    }
+  }
+  return count;
+}
+
 Responses arrangeResponses(const Planar& channels, int materialChannels) {
   if (materialChannels != 1 && materialChannels != 2) {
     fail("the material has ", materialChannels, " channels, and 1 or 2 are supported");

@@ -19,6 +19,11 @@ struct Responses {
 
   /// Samples of the longest response.
   int length() const;
+
+  /// The response between an input and an output, or null where the pair is silent.
+  const std::vector<float>* between(int input, int output) const;
+  /// Pairs of input and output that are not silent, each of which costs row products.
+  int numPairs() const;
 };
 
 /// Arranges a response file's channels for mono or stereo material:
