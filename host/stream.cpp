@@ -199,25 +199,30 @@ void Stream::reset() {
   for (const Area area : kCarried) areas_.zero(area);
 }
 
+std::int64_t Stream::snapshotBytes() const {
+  std::int64_t bytes = sizeof(SnapshotHeader) + sizeof(StateStruct);
+  for (const Area area : kCarried) bytes += areas_.sizes()[area];
+  return bytes;
+}
+
 std::vector<std::byte> Stream::snapshot() const {
-  const SnapshotHeader header = snapshotHeader(params_, inChannels_, outChannels_);
-  std::vector<std::byte> bytes;
-  const auto append = [&](const void* from, std::int64_t size) {
-    const std::size_t begin = bytes.size();
-    bytes.resize(begin + static_cast<std::size_t>(size));
-    std::memcpy(bytes.data() + begin, from, static_cast<std::size_t>(size));
+  std::vector<std::byte> bytes(static_cast<std::size_t>(snapshotBytes()));
+  std::byte* to = bytes.data();
+  const auto put = [&](const void* from, std::int64_t size) {
+    std::memcpy(to, from, static_cast<std::size_t>(size));
+    to += size;
   };
-  append(&header, sizeof header);
-  append(&state_, sizeof state_);
-  for (const Area area : kCarried) append(areas_[area], areas_.sizes()[area]);
+  const SnapshotHeader header = snapshotHeader(params_, inChannels_, outChannels_);
+  put(&header, sizeof header);
+  put(&state_, sizeof state_);
+  for (const Area area : kCarried) put(areas_[area], areas_.sizes()[area]);
   return bytes;
 }
 
 void Stream::restore(std::span<const std::byte> bytes) {
-  std::int64_t needed = sizeof(SnapshotHeader) + sizeof(StateStruct);
-  for (const Area area : kCarried) needed += areas_.sizes()[area];
-  if (std::cmp_not_equal(bytes.size(), needed)) {
-    fail("the snapshot has ", bytes.size(), " bytes, and this stream's have ", needed);
+  if (std::cmp_not_equal(bytes.size(), snapshotBytes())) {
+    fail("the snapshot has ", bytes.size(), " bytes, and this stream's have ",
+         snapshotBytes());
   }
   SnapshotHeader header;
   std::memcpy(&header, bytes.data(), sizeof header);

@@ -80,6 +80,8 @@ class Stream {
   const Areas& areas() const { return areas_; }
 
  private:
+  std::int64_t snapshotBytes() const;
+
   int inChannels_;
   int outChannels_;
   ParamStruct params_;
