@@ -10,6 +10,8 @@ case $# in
 esac
 cd "$(dirname "$0")"
 . cmake/setup.sh
+[ $# -eq 0 ] || [ -r "$dry" ] || fail "there is no file $dry to read."
+[ $# -eq 0 ] || [ -r "$hall" ] || fail "there is no file $hall to read."
 
 out=build/demo
 
