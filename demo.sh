@@ -36,14 +36,16 @@ fetchFrom() {
   rm -r "$out/package"
 }
 
-# render DRY WET OPTION...
+# render DRY WET OPTION...: the response's energy is brought to 1, so that halls recorded at
+# any level leave headroom in the mix.
 render() {
   local dry=$1 wet=$2
   shift 2
   say "Rendering $wet"
-  build/x86_64/ulmar-render -i "$dry" "$@" -o "$wet" ||
+  build/x86_64/ulmar-render -i "$dry" "$@" --normalize energy --dry -6 -o "$wet" |
+    tee "$out/report.txt" ||
     fail "$wet was not written, for the reason above."
-  written+=("$wet")
+  written+=("$wet ($(sed -n 's/^rendered *//p' "$out/report.txt"))")
 }
 
 mkdir -p "$out"
@@ -52,14 +54,15 @@ installFor x86_64
 build x86_64 ulmar-render
 if [ $# -eq 2 ]; then
   name=$(basename -- "${dry%.*}")
-  render "$dry" "$out/$name-in-$(basename -- "${hall%.*}").wav" --ir "$hall"
+  render "$dry" "$out/$name-in-$(basename -- "${hall%.*}").wav" \
+    --ir "$hall" --wet -15
 else
   dry=$out/a11wlk01.wav hall=$out/greathall.wav
   fetchFrom supercollider-common usr/share/SuperCollider/sounds/a11wlk01.wav
   fetchFrom guitarix-common usr/share/gx_head/sounds/greathall.wav
-  render "$dry" "$out/speech-in-great-hall.wav" --ir "$hall"
-  render "$dry" "$out/speech-in-synthetic-hall.wav" --room hall
+  render "$dry" "$out/speech-in-great-hall.wav" --ir "$hall" --wet -15
+  render "$dry" "$out/speech-in-synthetic-hall.wav" --room hall --wet -9
 fi
 
-say "Written, to be compared by ear with $dry:"
+say "Written; to be heard beside $dry:"
 printf '   %s\n' "${written[@]}"

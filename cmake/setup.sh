@@ -19,7 +19,7 @@ asRoot() {
 
 # packagesFor PRESET: the packages that building and testing the preset takes.
 packagesFor() {
-  echo cmake g++ ninja-build pkg-config libcli11-dev nlohmann-json3-dev
+  echo cmake g++ ninja-build libcli11-dev nlohmann-json3-dev
   case $1 in
     i386*) echo g++-multilib libgtest-dev:i386 libsndfile1-dev:i386 libsoxr-dev:i386 ;;
     *) echo libgtest-dev libsndfile1-dev libsoxr-dev ;;
