@@ -93,6 +93,11 @@ struct AudioFormat {
   std::vector<Speaker> speakers;       // one per channel, or empty to say nothing
 };
 
+/// Throws Error where AudioWriter would, as far as that can be told without touching
+/// anything: an extension or a format that cannot be, too many frames, a name that
+/// cannot be written.
+void checkAudioOutput(const std::string& path, const AudioFormat& format);
+
 /// Writes a file beside its final name and renames it when it is complete; see
 /// TempFile. The extension chooses WAV, FLAC or AIFF. WAV of 4 GiB and more becomes
 /// RF64. The same samples give the same bytes at any time.

@@ -95,6 +95,18 @@ void refuseImpossibleFormat(const std::string& path, const Container& container,
   }
 }
 
+std::int64_t maxFramesOf(std::int64_t maxAudioBytes, const AudioFormat& format) {
+  return maxAudioBytes /
+         (std::int64_t{bytesPerSample(format.samples)} * format.channels);
+}
+
+void refuseTooLong(const std::string& path, std::int64_t frames,
+                   std::int64_t maxFrames) {
+  if (frames <= maxFrames) return;
+  fail("cannot write ", path, ": the file would hold at least ", frames,
+       " frames, and the limit of its format is ", maxFrames);
+}
+
 // Full scale of 2^31 for libsndfile's integer calls, which keep the upper 16 or 24
 // bits.
 class Quantiser {
@@ -120,17 +132,24 @@ SampleFormat finestFormat(const std::string& path) {
                                                       : SampleFormat::float32;
 }
 
+void checkAudioOutput(const std::string& path, const AudioFormat& format) {
+  const Container& container = containerOf(path);
+  refuseImpossibleFormat(path, container, format);
+  if (format.frames) {
+    refuseTooLong(path, *format.frames, maxFramesOf(container.maxAudioBytes, format));
+  }
+  checkReplaceable(path);
+}
+
 struct AudioWriter::Impl {
   Impl(const std::string& path_, const AudioFormat& format_)
-      : path(path_), format(format_), container(containerOf(path_)), temp(nullptr) {
-    refuseImpossibleFormat(path, container, format);
-    const std::int64_t bytesPerFrame =
-        std::int64_t{bytesPerSample(format.samples)} * format.channels;
-    maxFrames = container.maxAudioBytes / bytesPerFrame;
-    if (format.frames) refuseTooLong(*format.frames);
-    const bool knownShort =
-        format.frames && *format.frames <= kMaxShortBytes / bytesPerFrame;
-    if (knownShort) maxFrames = kMaxShortBytes / bytesPerFrame;
+      : path(path_),
+        format(format_),
+        container((checkAudioOutput(path_, format_), containerOf(path_))) {
+    const std::int64_t maxShortFrames = maxFramesOf(kMaxShortBytes, format);
+    const bool knownShort = format.frames && *format.frames <= maxShortFrames;
+    maxFrames =
+        knownShort ? maxShortFrames : maxFramesOf(container.maxAudioBytes, format);
     temp = std::make_unique<TempFile>(path);
     openEncoder(knownShort);
   }
@@ -175,15 +194,9 @@ struct AudioWriter::Impl {
     }
   }
 
-  void refuseTooLong(std::int64_t frames) const {
-    if (frames <= maxFrames) return;
-    fail("cannot write ", path, ": the file would hold at least ", frames,
-         " frames, and the limit of its format is ", maxFrames);
-  }
-
   void write(const float* interleaved, int frames) {
     if (frames <= 0) return;
-    refuseTooLong(written + frames);
+    refuseTooLong(path, written + frames, maxFrames);
     const auto numSamples =
         static_cast<std::size_t>(frames) * static_cast<std::size_t>(format.channels);
     errno = 0;

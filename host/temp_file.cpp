@@ -78,7 +78,18 @@ std::string withLinksResolved(const std::string& path) {
   return real ? std::string(real.get()) : path;
 }
 
-void refuseUnlessReplaceable(const std::string& path) {
+std::string folderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+}  // namespace
+
+void checkReplaceable(const std::string& path) {
+  if (access(folderOf(withLinksResolved(path)).c_str(), W_OK | X_OK) != 0) {
+    fail("cannot write ", path, ": no file can be created in its folder (",
+         systemMessage(errno), ")");
+  }
   struct stat status;
   if (stat(path.c_str(), &status) != 0) return;  // nothing there yet
   if (S_ISDIR(status.st_mode)) fail("cannot write ", path, ": it is a folder");
@@ -89,11 +100,9 @@ void refuseUnlessReplaceable(const std::string& path) {
   }
 }
 
-}  // namespace
-
 TempFile::TempFile(const std::string& finalPath)
     : finalPath_(finalPath), target_(withLinksResolved(finalPath)) {
-  refuseUnlessReplaceable(finalPath_);
+  checkReplaceable(finalPath_);
   createBeside(target_);
 }
 

@@ -12,8 +12,8 @@ namespace ulmar::host {
 /// Permissions follow the umask.
 class TempFile {
  public:
-  /// Creates the temporary file. Throws Error if the final name is a folder, a device
-  /// or write-protected, or if its folder cannot be written.
+  /// Creates the temporary file. Throws Error as checkReplaceable() does, and if no
+  /// file can be created.
   explicit TempFile(const std::string& finalPath);
   ~TempFile();
   TempFile(const TempFile&) = delete;
@@ -34,6 +34,10 @@ class TempFile {
   std::string tempPath_;   // empty once the file has its final name
   int fd_ = -1;
 };
+
+/// Throws Error if the name is of a folder, a device or a write-protected file, or if
+/// its folder is missing or write-protected. Touches nothing.
+void checkReplaceable(const std::string& path);
 
 /// From now on SIGINT, SIGTERM and SIGHUP first remove the temporary files that exist
 /// at that moment (the newest 16 at most), then end the process as they would have
