@@ -1,0 +1,265 @@
+#include "apps/render/options.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <iostream>
+#include <limits>
+#include <memory>
+
+#include "apps/render/option_values.h"
+#include "host/geometry.h"
+
+namespace ulmar::render {
+namespace {
+
+constexpr const char* kDescription =
+    "Puts dry audio into a room: convolves it with the room's impulse response and "
+    "mixes\n"
+    "the result with the dry signal.\n";
+
+constexpr const char* kExamples =
+    "Examples:\n"
+    "  ulmar-render -i speech.wav --ir hall.wav -o speech-in-hall.wav --wet -6\n"
+    "      mixes the hall's reverberation 6 dB below the dry signal\n"
+    "  ulmar-render -i guitar.flac --room cathedral -o send.wav --dry off --predelay "
+    "30\n"
+    "      renders an effect return: reverberation only, 30 ms late\n"
+    "\n"
+    "A response has 1 channel (every channel of the material through the same "
+    "response),\n"
+    "2 (left, right) or 4 (true stereo: left to left, left to right, right to left, "
+    "right\n"
+    "to right); material has 1 or 2. A response at another sample rate is resampled "
+    "to\n"
+    "the material's. A failed or interrupted run writes nothing and leaves an "
+    "existing\n"
+    "file as it was.";
+
+constexpr Range kBlockLen = {host::kMinBlockLen, host::kMaxBlockLen, ""};
+constexpr Range kSeed = {0, std::numeric_limits<std::uint32_t>::max(), ""};
+constexpr Range kPredelay = {0.0, 10000.0, " ms"};
+constexpr Range kCrossfeed = {0.0, 1.0, ""};
+constexpr Range kSeconds = {0.0, 3600.0, " s"};
+
+/// The library's layout with a usage line that shows what is needed, one empty line
+/// between groups, and names without the value that a negated flag stands for.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  HelpFormatter() { column_width(26); }
+
+  std::string make_usage(const CLI::App*, std::string name) const override {
+    return "Usage: " + name +
+           " -i FILE (--ir FILE | --room KIND) -o FILE [OPTIONS]\n\n";
+  }
+  std::string make_group(std::string group, bool isPositional,
+                         std::vector<const CLI::Option*> options) const override {
+    return CLI::Formatter::make_group(group, isPositional, options).substr(1);
+  }
+  std::string make_option_name(const CLI::Option* option, bool) const override {
+    const std::string name = option->get_name(false, true);
+    return name.substr(0, name.find('{'));
+  }
+};
+
+using Take = std::function<void(const std::string&)>;
+
+void addValue(CLI::App& app, const std::string& names, const char* value, Take take,
+              const char* help) {
+  app.add_option_function<std::string>(names, std::move(take), help)
+      ->option_text(value);
+}
+
+void addFileOptions(CLI::App& app, Options& options) {
+  app.option_defaults()->group("Files");
+  app.add_option("-i,--input", options.material, "The dry audio: WAV, FLAC or AIFF")
+      ->option_text("FILE");
+  app.add_option("-o,--output", options.output,
+                 "The result, by its extension .wav, .flac or .aiff")
+      ->option_text("FILE");
+}
+
+void addResponseOptions(CLI::App& app, Options& options) {
+  app.option_defaults()->group("Impulse response, one of --ir and --room");
+  app.add_option("--ir", options.response, "A recorded impulse response")
+      ->option_text("FILE");
+  addValue(
+      app, "--room", "KIND",
+      [&](const std::string& text) {
+        options.room =
+            parseWord<host::RoomKind>("--room", text,
+                                      {{"small", host::RoomKind::small},
+                                       {"hall", host::RoomKind::hall},
+                                       {"cathedral", host::RoomKind::cathedral}});
+      },
+      "A synthetic room instead: small (0.45 s),\n"
+      "hall (2 s) or cathedral (6 s)");
+  addValue(
+      app, "--seed", "N",
+      [&](const std::string& text) {
+        options.seed = static_cast<std::uint32_t>(parseWhole("--seed", text, kSeed));
+      },
+      "Another tail for --room; the same number\n"
+      "gives the same room");
+  addValue(
+      app, "--ir-start", "S",
+      [&](const std::string& text) {
+        options.responseStart = parseNumber("--ir-start", text, kSeconds);
+      },
+      "Skip so many seconds of the response");
+  addValue(
+      app, "--ir-length", "S",
+      [&](const std::string& text) {
+        options.responseLength = parseNumber("--ir-length", text, kSeconds);
+      },
+      "Use so many seconds of it at most");
+  addValue(
+      app, "--ir-fade", "S",
+      [&](const std::string& text) {
+        options.responseFade = parseNumber("--ir-fade", text, kSeconds);
+      },
+      "Fade out over the last S seconds of what is used");
+  addValue(
+      app, "--normalize", "HOW",
+      [&](const std::string& text) {
+        options.normalization =
+            parseWord<Normalization>("--normalize", text,
+                                     {{"none", Normalization::none},
+                                      {"peak", Normalization::peak},
+                                      {"energy", Normalization::energy}});
+      },
+      "Bring its largest sample (peak) or the energy\n"
+      "of its louder side (energy) to 1; channels\n"
+      "keep their balance (default: none)");
+}
+
+void addMixOptions(CLI::App& app, Options& options) {
+  app.option_defaults()->group("Mix");
+  addValue(
+      app, "--wet", "DB",
+      [&](const std::string& text) { options.wetGain = parseGain("--wet", text); },
+      "Level of the reverberation (default: 0)\n"
+      "or 'off'");
+  addValue(
+      app, "--dry", "DB",
+      [&](const std::string& text) { options.dryGain = parseGain("--dry", text); },
+      "Level of the dry signal (default: 0) or 'off'");
+  addValue(
+      app, "--predelay", "MS",
+      [&](const std::string& text) {
+        options.predelay = parseNumber("--predelay", text, kPredelay) / 1000.0;
+      },
+      "Delay the reverberation against the dry signal");
+  addValue(
+      app, "--crossfeed", "GAIN",
+      [&](const std::string& text) {
+        options.crossfeed = parseNumber("--crossfeed", text, kCrossfeed);
+      },
+      "Send so much (0 to 1) of each side of stereo\n"
+      "material into the other side's reverberation");
+  app.add_flag("--align,!--no-align", options.align,
+               "On by default: the dry signal waits for the\n"
+               "reverberation, whose latency of a block is\n"
+               "taken off the file. --no-align writes what a\n"
+               "live host hears");
+}
+
+void addEngineOptions(CLI::App& app, Options& options) {
+  app.option_defaults()->group("Engine");
+  addValue(
+      app, "--block", "FRAMES",
+      [&](const std::string& text) {
+        options.blockLen = static_cast<int>(parseWhole("--block", text, kBlockLen));
+      },
+      "Block length and latency, a power of two\n"
+      "(default: 512)");
+  app.add_flag("--hf-truncate", options.hfTruncate,
+               "Save work: cut the response above a quarter of\n"
+               "the sample rate after the first 32 blocks");
+}
+
+void addOutputOptions(CLI::App& app, Options& options) {
+  app.option_defaults()->group("Output");
+  addValue(
+      app, "--tail", "HOW",
+      [&](const std::string& text) { options.tail = parseTail("--tail", text); },
+      "How long the end rings on: full, none or\n"
+      "seconds (default: full)");
+  addValue(
+      app, "--format", "HOW",
+      [&](const std::string& text) {
+        options.format =
+            parseWord<host::SampleFormat>("--format", text,
+                                          {{"float", host::SampleFormat::float32},
+                                           {"24", host::SampleFormat::pcm24},
+                                           {"16", host::SampleFormat::pcm16}});
+      },
+      "Samples as float, or with 24 or 16 bits\n"
+      "(default: float, and 24 in FLAC)");
+  app.add_flag("--check", options.check,
+               "Say everything that would be done, and do\n"
+               "nothing");
+  app.add_flag("--json", options.json, "Print the figures as one JSON object instead");
+}
+
+void addHelp(CLI::App& app) {
+  app.option_defaults()->group("Help");
+  app.set_help_flag();  // asked for again, so that it comes last
+  app.set_help_flag("-h,--help", "Print this and exit");
+  app.set_version_flag("--version", "ulmar-render " ULMAR_VERSION,
+                       "Print the version and exit");
+}
+
+void checkTogether(const Options& options) {
+  const auto refuse = [](const char* why) { throw UsageError(why); };
+  if (options.material.empty()) refuse("-i is missing, and must name the dry audio");
+  if (options.output.empty() && !options.check) {
+    refuse("-o is missing, and must name the file to write");
+  }
+  if (options.response.empty() && !options.room) {
+    refuse("there is no response: give --ir FILE, or --room small, hall or cathedral");
+  }
+  if (!options.response.empty() && options.room) {
+    refuse("--ir and --room exclude each other: give one of them");
+  }
+  if (options.seed && !options.room)
+    refuse("--seed belongs to --room, which is not given");
+}
+
+/// The library's words for what is wrong with the form of a command line, as a
+/// sentence.
+std::string sentenceOf(const CLI::ParseError& error) {
+  std::string text = error.what();
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    return text.substr(0, text.find(':')) + " needs a value";
+  }
+  if (!text.empty()) text[0] = static_cast<char>(std::tolower(text[0]));
+  return text;
+}
+
+}  // namespace
+
+std::optional<Options> parseOptions(int argc, const char* const* argv) {
+  Options options;
+  CLI::App app(kDescription, "ulmar-render");
+  app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  addFileOptions(app, options);
+  addResponseOptions(app, options);
+  addMixOptions(app, options);
+  addEngineOptions(app, options);
+  addOutputOptions(app, options);
+  addHelp(app);
+  app.footer(kExamples);
+  app.formatter(std::make_shared<HelpFormatter>());
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& asked) {
+    app.exit(asked);
+    return std::nullopt;
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(sentenceOf(error));
+  }
+  checkTogether(options);
+  return options;
+}
+
+}  // namespace ulmar::render

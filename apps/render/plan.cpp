@@ -1,0 +1,99 @@
+#include "apps/render/plan.h"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "apps/render/text.h"
+#include "host/areas.h"
+#include "host/error.h"
+#include "host/geometry.h"
+
+namespace ulmar::render {
+namespace {
+
+using host::fail;
+
+void refuseToReplace(const std::string& input, const std::string& output) {
+  std::error_code missing;  // then they differ, or reading the input says more
+  if (!std::filesystem::equivalent(input, output, missing) || missing) return;
+  fail("cannot write ", output, ": it is the input ", input,
+       ", which would be replaced; give the output another name");
+}
+
+void refuseUseless(const Options& options, const host::AudioInfo& material) {
+  if (options.crossfeed > 0.0 && material.channels != 2) {
+    fail("cannot feed ", material.path, " across (--crossfeed ", options.crossfeed,
+         "): it has ", material.channels, " channel, and 2 are needed");
+  }
+}
+
+host::StreamOptions streamOptions(const Options& options) {
+  host::StreamOptions stream;
+  stream.blockLen = options.blockLen;
+  stream.hfTruncate = options.hfTruncate;
+  stream.wetGain = static_cast<float>(options.wetGain);
+  stream.dryGain = static_cast<float>(options.dryGain);
+  stream.crossfeed = static_cast<float>(options.crossfeed);
+  stream.dryDelay = options.align ? options.blockLen : 0;
+  return stream;
+}
+
+/// The wet signal ends a response's length less one frame after the material, and a
+/// latency later where that is not taken off.
+std::int64_t tailFrames(const Plan& plan) {
+  const Tail& tail = plan.options.tail;
+  switch (tail.kind) {
+    case Tail::Kind::none:
+      return 0;
+    case Tail::Kind::seconds:
+      return framesIn(tail.seconds, plan.material.sampleRate);
+    default:
+      return plan.params.irLen - 1 + plan.params.blockLen - plan.skippedFrames;
+  }
+}
+
+host::AudioFormat outputFormat(const Plan& plan) {
+  const Options& options = plan.options;
+  host::AudioFormat format;
+  format.channels = plan.responses.numOutputs;
+  format.sampleRate = plan.material.sampleRate;
+  if (options.format) {
+    format.samples = *options.format;
+  } else if (!options.output.empty()) {
+    format.samples = host::finestFormat(options.output);
+  }
+  format.frames = plan.outFrames();
+  return format;
+}
+
+}  // namespace
+
+Plan makePlan(const Options& options, const host::AudioInfo& material) {
+  refuseUseless(options, material);
+  if (!options.output.empty()) {
+    refuseToReplace(material.path, options.output);
+    if (!options.room) refuseToReplace(options.response, options.output);
+  }
+  PreparedResponse prepared = prepareResponse(options, material);
+
+  Plan plan;
+  plan.options = options;
+  plan.material = material;
+  plan.response = std::move(prepared.info);
+  plan.responses = std::move(prepared.responses);
+  plan.params = host::streamParams(plan.responses, streamOptions(options));
+  const ParamStruct& params = plan.params;
+  plan.numPartitions = (params.irLen - 1) / params.blockLen + 1;
+  plan.rowProducts =
+      host::blockCost(host::geometryOf(params)).total() * plan.responses.numPairs();
+  plan.memory =
+      host::areaSizes(params, material.channels, plan.responses.numOutputs).total();
+  plan.skippedFrames = options.align ? params.blockLen : 0;
+  plan.tailFrames = tailFrames(plan);
+  plan.format = outputFormat(plan);
+  if (!options.output.empty()) host::checkAudioOutput(options.output, plan.format);
+  return plan;
+}
+
+}  // namespace ulmar::render

@@ -1,0 +1,21 @@
+// The rendering of a plan: material through the stream into the output file.
+#pragma once
+
+#include <vector>
+
+#include "apps/render/plan.h"
+#include "host/audio_file.h"
+
+namespace ulmar::render {
+
+struct Rendering {
+  double elapsed = 0.0;  // s, from the set-up of the stream to the last frame written
+  std::vector<float> peaks;  // of each output, linear, before the clamp
+};
+
+/// Holds a buffer's length of the material at a time. material: at its start. The
+/// output takes its name when it is complete; throws Error, and leaves nothing, if the
+/// material cannot be read to its end or the output cannot be written.
+Rendering render(const Plan& plan, host::AudioReader& material);
+
+}  // namespace ulmar::render

@@ -1,0 +1,22 @@
+// What is said of a plan and of its rendering: lines for people, an object for scripts.
+#pragma once
+
+#include <string>
+
+#include "apps/render/plan.h"
+#include "apps/render/render.h"
+
+namespace ulmar::render {
+
+/// The gain that would have kept every sample below the clamp, at most 1.
+double gainWithoutClipping(const Rendering& rendering);
+
+/// Lines of text.
+std::string describe(const Plan& plan);
+std::string describe(const Plan& plan, const Rendering& rendering);
+
+/// One JSON object. Gains and peaks are linear, times in seconds, memory in bytes.
+/// rendering: null if there was none, and then "rendering" is null.
+std::string figures(const Plan& plan, const Rendering* rendering);
+
+}  // namespace ulmar::render

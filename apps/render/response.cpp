@@ -1,0 +1,188 @@
+#include "apps/render/response.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <utility>
+
+#include "apps/render/text.h"
+#include "host/error.h"
+#include "host/geometry.h"
+#include "host/planar.h"
+#include "host/resample.h"
+
+namespace ulmar::render {
+namespace {
+
+using host::fail;
+
+const char* nameOf(host::RoomKind room) {
+  switch (room) {
+    case host::RoomKind::small:
+      return "synthetic small room";
+    case host::RoomKind::hall:
+      return "synthetic hall";
+    default:
+      return "synthetic cathedral";
+  }
+}
+
+/// A room is heard in stereo, and each side of stereo material from its own place in
+/// it.
+host::Planar renderRoomFor(const Options& options, const host::AudioInfo& material,
+                           ResponseInfo& info) {
+  host::RoomSpec spec = host::roomPreset(*options.room);
+  if (options.seed) spec.seed = *options.seed;
+  const auto layout =
+      material.channels == 1 ? host::RoomLayout::stereo : host::RoomLayout::trueStereo;
+  info.name = nameOf(*options.room);
+  info.sourceRate = material.sampleRate;
+  return host::renderRoom(spec, layout, material.sampleRate);
+}
+
+host::Planar readSource(const Options& options, const host::AudioInfo& material,
+                        ResponseInfo& info) {
+  host::Planar signal;
+  if (options.room) {
+    signal = renderRoomFor(options, material, info);
+  } else {
+    host::AudioFile file = host::readAudioFile(options.response);
+    info.name = file.info.path;
+    info.format = file.info.format;
+    info.sourceRate = file.info.sampleRate;
+    signal = std::move(file.samples);
+  }
+  info.channels = static_cast<int>(signal.size());
+  info.sourceFrames = std::ssize(signal[0]);
+  return signal;
+}
+
+/// Keeps the part that is used, and fades its end out by half a period of a raised
+/// cosine.
+void trim(const Options& options, host::Planar& signal, ResponseInfo& info) {
+  const int rate = info.sourceRate;
+  const std::string duration = secondsText(info.sourceFrames, rate);
+  info.startFrame = framesIn(options.responseStart, rate);
+  if (info.startFrame >= info.sourceFrames) {
+    fail("cannot use ", info.name, " from ", options.responseStart,
+         " s on (--ir-start): it lasts ", duration);
+  }
+  info.usedFrames = info.sourceFrames - info.startFrame;
+  if (options.responseLength) {
+    info.usedFrames =
+        std::min(info.usedFrames, framesIn(*options.responseLength, rate));
+  }
+  if (info.usedFrames < 1) {
+    fail("cannot use ", *options.responseLength, " s of ", info.name,
+         " (--ir-length): one frame, the least, is ", 1.0 / rate, " s");
+  }
+  info.fadeFrames = framesIn(options.responseFade, rate);
+  if (info.fadeFrames > info.usedFrames) {
+    fail("cannot fade ", info.name, " out over ", options.responseFade,
+         " s (--ir-fade): ", secondsText(info.usedFrames, rate), " of it are used");
+  }
+  const std::int64_t fadeStart = info.usedFrames - info.fadeFrames;
+  for (auto& channel : signal) {
+    channel.erase(channel.begin(), channel.begin() + info.startFrame);
+    channel.resize(static_cast<std::size_t>(info.usedFrames));
+    for (std::int64_t k = 0; k < info.fadeFrames; ++k) {
+      const double phase = std::numbers::pi * (static_cast<double>(k) + 0.5) /
+                           static_cast<double>(info.fadeFrames);
+      float& sample = channel[static_cast<std::size_t>(fadeStart + k)];
+      sample = static_cast<float>(sample * (0.5 + 0.5 * std::cos(phase)));
+    }
+  }
+}
+
+void refuseTooLong(const ResponseInfo& info, int rate) {
+  const double seconds =
+      static_cast<double>(info.usedFrames) / static_cast<double>(info.sourceRate);
+  const double frames = seconds * rate + static_cast<double>(info.predelay);
+  if (frames <= host::kMaxIRLen) return;
+  fail("cannot use ", info.name, ": at ", rate, " Hz it has ", frames,
+       " frames, and the limit is ", host::kMaxIRLen);
+}
+
+double peakOf(const host::Responses& responses) {
+  double peak = 0.0;
+  for (const auto& response : responses.samples) {
+    for (const float sample : response) peak = std::max(peak, std::abs(double{sample}));
+  }
+  return peak;
+}
+
+double energyOf(const std::vector<float>& response) {
+  double energy = 0.0;
+  for (const float sample : response) energy += double{sample} * double{sample};
+  return energy;
+}
+
+/// The energy that reaches an output from all its inputs, of the output with most of
+/// it.
+double loudestEnergyOf(const host::Responses& responses) {
+  double loudest = 0.0;
+  for (int output = 0; output < responses.numOutputs; ++output) {
+    double energy = 0.0;
+    for (int input = 0; input < responses.numInputs; ++input) {
+      if (const auto* response = responses.between(input, output)) {
+        energy += energyOf(*response);
+      }
+    }
+    loudest = std::max(loudest, energy);
+  }
+  return loudest;
+}
+
+double normalizationGain(Normalization normalization,
+                         const host::Responses& responses) {
+  switch (normalization) {
+    case Normalization::peak:
+      return 1.0 / peakOf(responses);
+    case Normalization::energy:
+      return 1.0 / std::sqrt(loudestEnergyOf(responses));
+    default:
+      return 1.0;
+  }
+}
+
+host::Responses arrange(const host::Planar& signal, const ResponseInfo& info,
+                        const host::AudioInfo& material) {
+  try {
+    return host::arrangeResponses(signal, material.channels);
+  } catch (const host::Error& error) {
+    fail("cannot put ", material.path, " through ", info.name, ": ", error.what());
+  }
+}
+
+}  // namespace
+
+PreparedResponse prepareResponse(const Options& options,
+                                 const host::AudioInfo& material) {
+  PreparedResponse prepared;
+  ResponseInfo& info = prepared.info;
+  host::Planar signal = readSource(options, material, info);
+  trim(options, signal, info);
+  info.predelay = framesIn(options.predelay, material.sampleRate);
+  refuseTooLong(info, material.sampleRate);
+  signal = host::resampleResponse(signal, info.sourceRate, material.sampleRate);
+  info.frames = std::ssize(signal[0]);
+
+  host::Responses& responses = prepared.responses;
+  responses = arrange(signal, info, material);
+  if (peakOf(responses) == 0.0) {
+    fail("cannot use ", info.name, ": all ", info.usedFrames,
+         " frames that are used are silent");
+  }
+  info.normalizationGain = normalizationGain(options.normalization, responses);
+  for (auto& response : responses.samples) {
+    if (options.normalization != Normalization::none) {
+      for (float& sample : response) {
+        sample = static_cast<float>(sample * info.normalizationGain);
+      }
+    }
+    response.insert(response.begin(), static_cast<std::size_t>(info.predelay), 0.0F);
+  }
+  return prepared;
+}
+
+}  // namespace ulmar::render

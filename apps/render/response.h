@@ -1,0 +1,42 @@
+// The impulse response on its way from file or synthetic room to what the stream
+// convolves with: the part that is used, faded, resampled, arranged, normalised,
+// delayed.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "apps/render/options.h"
+#include "host/audio_file.h"
+#include "host/impulse.h"
+
+namespace ulmar::render {
+
+/// What a response was and what became of it. Frames of the source are at its own rate,
+/// all others at the material's.
+struct ResponseInfo {
+  std::string name;    // the file, or the room in words
+  std::string format;  // as AudioInfo, empty for a room
+  int channels = 0;
+  int sourceRate = 0;             // Hz
+  std::int64_t sourceFrames = 0;  // all there are
+  std::int64_t startFrame = 0;    // in the source, the first that is used
+  std::int64_t usedFrames = 0;    // in the source
+  std::int64_t fadeFrames = 0;    // in the source, at the end of what is used
+  std::int64_t frames = 0;        // of what is used, resampled
+  std::int64_t predelay = 0;      // frames of silence put before it
+  double normalizationGain = 1.0;
+};
+
+struct PreparedResponse {
+  ResponseInfo info;
+  host::Responses responses;
+};
+
+/// Trimming and fading act at the response's own rate, so that they fall on its frames.
+/// Normalisation acts on the responses as they are arranged for the material, with one
+/// gain for all. Throws Error naming the file, the value and the limit.
+PreparedResponse prepareResponse(const Options& options,
+                                 const host::AudioInfo& material);
+
+}  // namespace ulmar::render

@@ -1,0 +1,46 @@
+#include "apps/render/text.h"
+
+#include <cmath>
+#include <iomanip>
+#include <locale>
+#include <sstream>
+
+namespace ulmar::render {
+
+std::int64_t framesIn(double seconds, int sampleRate) {
+  return std::llround(seconds * sampleRate);
+}
+
+std::string fixed(double value, int decimals) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << std::fixed << std::setprecision(decimals) << value;
+  return text.str();
+}
+
+std::string secondsText(double seconds) {
+  constexpr double kHour = 3600.0;
+  if (seconds < 1.0) return fixed(seconds, 3) + " s";
+  if (seconds < kHour) return fixed(seconds, 2) + " s";
+  const auto whole = static_cast<std::int64_t>(seconds);
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << std::setfill('0') << whole / 3600 << ':' << std::setw(2) << whole / 60 % 60
+       << ':' << std::setw(2) << whole % 60 << " h";
+  return text.str();
+}
+
+std::string secondsText(std::int64_t frames, int sampleRate) {
+  return secondsText(static_cast<double>(frames) / sampleRate);
+}
+
+std::string decibelText(double gain) {
+  if (gain == 0.0) return "off";
+  return fixed(20.0 * std::log10(gain), 1) + " dB";
+}
+
+std::string countText(std::int64_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+}  // namespace ulmar::render

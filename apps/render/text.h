@@ -1,0 +1,25 @@
+// Figures as people read them, and the frames that they mean.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace ulmar::render {
+
+/// The nearest whole number of frames.
+std::int64_t framesIn(double seconds, int sampleRate);
+
+/// Fixed decimals, with a point in every locale.
+std::string fixed(double value, int decimals);
+
+/// "0.012 s", "4.32 s" or "1:02:03 h".
+std::string secondsText(std::int64_t frames, int sampleRate);
+std::string secondsText(double seconds);
+
+/// "-3.1 dB" of a linear gain, or "off" for 0.
+std::string decibelText(double gain);
+
+/// "1 channel", "2 channels".
+std::string countText(std::int64_t count, const std::string& noun);
+
+}  // namespace ulmar::render
