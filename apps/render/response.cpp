@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <numbers>
 #include <utility>
 
@@ -83,7 +84,8 @@ void trim(const Options& options, host::Planar& signal, ResponseInfo& info) {
   }
   const std::int64_t fadeStart = info.usedFrames - info.fadeFrames;
   for (auto& channel : signal) {
-    channel.erase(channel.begin(), channel.begin() + info.startFrame);
+    channel.erase(channel.begin(),
+                  channel.begin() + static_cast<std::ptrdiff_t>(info.startFrame));
     channel.resize(static_cast<std::size_t>(info.usedFrames));
     for (std::int64_t k = 0; k < info.fadeFrames; ++k) {
       const double phase = std::numbers::pi * (static_cast<double>(k) + 0.5) /

@@ -1,0 +1,383 @@
+// What the renderer writes, against a convolution in the time domain in double
+// precision of the very samples it was given.
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <numbers>
+#include <sstream>
+
+#include "tests/host/audio_samples.h"
+#include "tests/render/program.h"
+#include "tests/support/convolution.h"
+#include "tests/support/random.h"
+
+namespace ulmar::render {
+namespace {
+
+using host::ScratchDir;
+using Channel = std::vector<double>;
+
+constexpr int kRate = 8000;          // Hz
+constexpr int kMaterialLen = 17351;  // frames: buffers of the renderer and a rest
+constexpr int kResponseLen = 1237;   // frames
+constexpr double kUpperClamp = 1.0 - 0x1p-15;
+
+enum class Normalized { no, toPeak, toEnergy };
+
+/// A call, and what it means. Times in frames, gains linear.
+struct Case {
+  const char* name = "";
+  int materialChannels = 2;
+  int responseChannels = 2;
+  const char* options = "";
+  double wet = 1.0;
+  double dry = 1.0;
+  double crossfeed = 0.0;
+  int wetDelay = 0;
+  int start = 0;  // of the part of the response that is used
+  int length = kResponseLen;
+  int fade = 0;
+  Normalized normalized = Normalized::no;
+  int tail = kResponseLen - 1;
+  const char* output = "wet.wav";
+  const char* format = "32 bit float";
+  double step = 0.0;  // between neighbouring samples of the format
+};
+
+const Case kCases[] = {
+    {.name = "mono", .materialChannels = 1, .responseChannels = 1},
+    {.name = "mono, left and right", .materialChannels = 1},
+    {.name = "mono, true stereo",
+     .materialChannels = 1,
+     .responseChannels = 4,
+     .options = "--block 64"},
+    {.name = "stereo, one response", .responseChannels = 1, .options = "--block 1024"},
+    {.name = "stereo, side by side", .options = "--block 32"},
+    {.name = "true stereo", .responseChannels = 4},
+    {.name = "levels",
+     .responseChannels = 4,
+     .options = "--wet -6 --dry +3.5",
+     .wet = 0.50118723362727229,
+     .dry = 1.4962356560944334},
+    {.name = "wet only", .options = "--dry off", .dry = 0.0},
+    {.name = "dry only", .materialChannels = 1, .options = "--wet -inf", .wet = 0.0},
+    {.name = "beyond full scale",
+     .responseChannels = 4,
+     .options = "--wet 40",
+     .wet = 100.0},
+    {.name = "predelay",
+     .options = "--predelay 12.5",
+     .wetDelay = 100,
+     .tail = kResponseLen - 1 + 100},
+    {.name = "as heard live",
+     .responseChannels = 4,
+     .options = "--no-align --block 256",
+     .wetDelay = 256,
+     .tail = kResponseLen - 1 + 256},
+    {.name = "as heard live, predelay",
+     .materialChannels = 1,
+     .responseChannels = 1,
+     .options = "--no-align --predelay 1",
+     .wetDelay = 8 + 512,
+     .tail = kResponseLen - 1 + 8 + 512},
+    {.name = "no tail", .materialChannels = 1, .options = "--tail none", .tail = 0},
+    {.name = "no tail, as heard live",
+     .options = "--tail none --no-align",
+     .wetDelay = 512,
+     .tail = 0},
+    {.name = "a short tail", .options = "--tail 0.05", .tail = 400},
+    {.name = "a tail beyond the end", .options = "--tail 0.5", .tail = 4000},
+    {.name = "a block longer than all",
+     .materialChannels = 1,
+     .options = "--block 32768"},
+    {.name = "crossfeed", .options = "--crossfeed 0.25", .crossfeed = 0.25},
+    {.name = "part of the response",
+     .responseChannels = 4,
+     .options = "--ir-start 0.025 --ir-length 0.1 --ir-fade 0.04",
+     .start = 200,
+     .length = 800,
+     .fade = 320,
+     .tail = 799},
+    {.name = "the rest of the response",
+     .responseChannels = 1,
+     .options = "--ir-start 0.125 --ir-length 5",
+     .start = 1000,
+     .length = 237,
+     .tail = 236},
+    {.name = "brought to a peak",
+     .responseChannels = 4,
+     .options = "--normalize peak --wet -40",
+     .wet = 0.01,
+     .normalized = Normalized::toPeak},
+    {.name = "brought to an energy",
+     .responseChannels = 4,
+     .options = "--normalize energy --ir-length 0.1",
+     .length = 800,
+     .normalized = Normalized::toEnergy,
+     .tail = 799},
+    {.name = "brought to an energy, mono",
+     .materialChannels = 1,
+     .responseChannels = 4,
+     .options = "--normalize energy",
+     .normalized = Normalized::toEnergy},
+    {.name = "WAV of 16 bits",
+     .materialChannels = 1,
+     .responseChannels = 1,
+     .options = "--format 16",
+     .format = "16 bit PCM",
+     .step = 0x1p-15},
+    {.name = "AIFF of 24 bits",
+     .options = "--format 24",
+     .output = "wet.aiff",
+     .format = "24 bit PCM",
+     .step = 0x1p-23},
+    {.name = "FLAC", .output = "wet.flac", .format = "FLAC", .step = 0x1p-23},
+};
+
+/// Writes noise and returns its channels.
+std::vector<Channel> writeNoise(const std::string& path, int channels, int frames,
+                                std::uint64_t seed) {
+  constexpr float kLevel = 0.0625F;  // at which only "beyond full scale" clips
+  std::vector<float> interleaved = test::Random(seed).signal(channels * frames);
+  for (float& sample : interleaved) sample *= kLevel;
+  host::writeAudio(path, {.channels = channels, .sampleRate = kRate}, interleaved);
+  std::vector<Channel> result(static_cast<std::size_t>(channels));
+  for (std::size_t i = 0; i < interleaved.size(); ++i) {
+    result[i % result.size()].push_back(interleaved[i]);
+  }
+  return result;
+}
+
+/// The responses [input][output]; empty where an input does not reach an output.
+using Matrix = std::vector<std::vector<Channel>>;
+
+Channel sum(Channel a, const Channel& b) {
+  std::transform(a.begin(), a.end(), b.begin(), a.begin(), std::plus<>());
+  return a;
+}
+
+Matrix arranged(const std::vector<Channel>& file, int inputs) {
+  if (file.size() == 4) {
+    if (inputs == 2) return {{file[0], file[1]}, {file[2], file[3]}};
+    return {{sum(file[0], file[2]), sum(file[1], file[3])}};
+  }
+  if (inputs == 1) return {file};
+  return {{file.front(), {}}, {{}, file.back()}};
+}
+
+void cut(const Case& c, Channel& channel) {
+  channel = Channel(channel.begin() + c.start, channel.begin() + c.start + c.length);
+  for (int k = 0; k < c.fade; ++k) {
+    channel[static_cast<std::size_t>(c.length - c.fade + k)] *=
+        0.5 + 0.5 * std::cos(std::numbers::pi * (k + 0.5) / c.fade);
+  }
+}
+
+double normalization(Normalized normalized, const Matrix& matrix) {
+  double peak = 0.0;
+  std::vector<double> energies(matrix[0].size());
+  for (const auto& row : matrix) {
+    for (std::size_t j = 0; j < row.size(); ++j) {
+      for (const double h : row[j]) {
+        peak = std::max(peak, std::abs(h));
+        energies[j] += h * h;
+      }
+    }
+  }
+  switch (normalized) {
+    case Normalized::toPeak:
+      return 1.0 / peak;
+    case Normalized::toEnergy:
+      return 1.0 / std::sqrt(*std::max_element(energies.begin(), energies.end()));
+    default:
+      return 1.0;
+  }
+}
+
+std::vector<Channel> fedAcross(const std::vector<Channel>& material, double gain) {
+  if (material.size() < 2) return material;
+  std::vector<Channel> result = material;
+  for (std::size_t n = 0; n < material[0].size(); ++n) {
+    result[0][n] += gain * material[1][n];
+    result[1][n] += gain * material[0][n];
+  }
+  return result;
+}
+
+/// Every output of a case, before the clamp.
+std::vector<Channel> expectedOutputs(const Case& c,
+                                     const std::vector<Channel>& material,
+                                     std::vector<Channel> response) {
+  for (auto& channel : response) cut(c, channel);
+  const Matrix matrix = arranged(response, c.materialChannels);
+  const double wet = c.wet * normalization(c.normalized, matrix);
+  const auto engineInputs = fedAcross(material, c.crossfeed);
+  const auto wetDelay = static_cast<std::size_t>(c.wetDelay);
+  const auto frames = static_cast<std::size_t>(kMaterialLen + c.tail);
+
+  std::vector<Channel> outputs(matrix[0].size(), Channel(frames));
+  for (std::size_t j = 0; j < outputs.size(); ++j) {
+    const Channel& dry = material[j % material.size()];
+    for (std::size_t n = 0; n < frames; ++n) {
+      if (n < dry.size()) outputs[j][n] = c.dry * dry[n];
+      if (n < wetDelay || c.wet == 0.0) continue;
+      for (std::size_t i = 0; i < matrix.size(); ++i) {
+        outputs[j][n] +=
+            wet * test::convolved(engineInputs[i], matrix[i][j], n - wetDelay);
+      }
+    }
+  }
+  return outputs;
+}
+
+std::vector<std::string> words(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+nlohmann::json figuresOf(const ScratchDir& folder, const std::string& arguments) {
+  return nlohmann::json::parse(expectRun(folder, words(arguments + " --json")).out,
+                               nullptr, false);
+}
+
+TEST(Output, IsTheConvolution) {
+  for (const Case& c : kCases) {
+    SCOPED_TRACE(c.name);
+    const ScratchDir folder;
+    const auto material =
+        writeNoise(folder / "dry.wav", c.materialChannels, kMaterialLen, 1);
+    const auto response =
+        writeNoise(folder / "ir.wav", c.responseChannels, kResponseLen, 2);
+    const auto figures = figuresOf(
+        folder, std::string("-i dry.wav --ir ir.wav -o ") + c.output + " " + c.options);
+    const auto expected = expectedOutputs(c, material, response);
+
+    const host::AudioInfo info = host::AudioReader(folder / c.output).info();
+    EXPECT_EQ(info.sampleRate, kRate);
+    EXPECT_NE(info.format.find(c.format), std::string::npos) << info.format;
+    ASSERT_EQ(static_cast<std::size_t>(info.channels), expected.size());
+    ASSERT_EQ(info.frames, kMaterialLen + c.tail);
+    EXPECT_EQ(figures["output"]["frames"], info.frames);
+
+    const std::vector<float> out = host::readAudio(folder / c.output);
+    double worst = 0.0;
+    double highest = 0.0;
+    for (std::size_t j = 0; j < expected.size(); ++j) {
+      double peak = 0.0;
+      for (std::size_t n = 0; n < expected[j].size(); ++n) {
+        const double unclamped = expected[j][n];
+        peak = std::max(peak, std::abs(unclamped));
+        worst = std::max(worst, std::abs(std::clamp(unclamped, -1.0, kUpperClamp) -
+                                         double{out[n * expected.size() + j]}));
+      }
+      EXPECT_NEAR(figures["rendering"]["peaks"][j], peak, 1e-5 * peak);
+      highest = std::max(highest, peak);
+    }
+    EXPECT_LT(worst, 1e-5 * highest + c.step / 2.0);
+    EXPECT_NEAR(figures["rendering"]["gainWithoutClipping"],
+                std::min(1.0, kUpperClamp / highest), 1e-5);
+  }
+}
+
+// A pulse far below either Nyquist frequency keeps its gain at DC, its shape and its
+// moment at any rate.
+TEST(Output, ResamplesTheResponseToTheMaterial) {
+  constexpr int kResponseRate = 11025;
+  constexpr int kFrames = 1500;
+  const auto pulse = [](double seconds) {
+    const double t = (seconds - 0.05) / 0.002;
+    return 0.05 * std::exp(-0.5 * t * t);
+  };
+  const ScratchDir folder;
+  std::vector<float> response;
+  for (int n = 0; n < kFrames; ++n) {
+    response.push_back(static_cast<float>(pulse(double{1.0} * n / kResponseRate)));
+  }
+  host::writeAudio(folder / "ir.wav", {.channels = 1, .sampleRate = kResponseRate},
+                   response);
+  std::vector<float> impulse(3000);
+  impulse[0] = 1.0F;
+  host::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate}, impulse);
+  const auto figures =
+      figuresOf(folder, "-i dry.wav --ir ir.wav -o wet.wav --dry off --predelay 1");
+
+  const int resampled = (kFrames * kRate + kResponseRate - 1) / kResponseRate;
+  EXPECT_EQ(figures["response"]["resampledFrames"], resampled);
+  EXPECT_EQ(figures["engine"]["irLen"], resampled + 8);
+  const std::vector<float> out = host::readAudio(folder / "wet.wav");
+  ASSERT_EQ(out.size(), impulse.size() + static_cast<std::size_t>(resampled + 8 - 1));
+  // 24 bits are what the resampler promises.
+  constexpr double kGain = double{kResponseRate} / kRate;
+  for (int n = 8; n < resampled; ++n) {
+    EXPECT_NEAR(out[static_cast<std::size_t>(n)], kGain * pulse((n - 8.0) / kRate),
+                0x1p-24)
+        << n;
+  }
+}
+
+// An impulse shows the response: cut above a quarter of the rate after 32 blocks, whole
+// before.
+TEST(Output, TruncatesTheUpperBand) {
+  constexpr std::size_t kKept = 32 * 16;
+  const ScratchDir folder;
+  host::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate}, {0.5F});
+  writeNoise(folder / "ir.wav", 1, kResponseLen, 3);
+  const std::string call = "-i dry.wav --ir ir.wav --block 16 --dry off -o ";
+  EXPECT_EQ(figuresOf(folder, call + "whole.wav")["engine"]["hfTruncate"], false);
+  EXPECT_EQ(figuresOf(folder, call + "cut.wav --hf-truncate")["engine"]["hfTruncate"],
+            true);
+  const auto whole = host::readAudio(folder / "whole.wav");
+  const auto cut = host::readAudio(folder / "cut.wav");
+  ASSERT_EQ(whole.size(), cut.size());
+  const auto energy = [](auto first, auto last) {
+    double result = 0.0;
+    for (; first != last; ++first) result += double{*first} * double{*first};
+    return result;
+  };
+  EXPECT_TRUE(std::equal(whole.begin(), whole.begin() + kKept, cut.begin()));
+  // White noise has half of its energy in the upper half of its band.
+  EXPECT_NEAR(energy(cut.begin() + kKept, cut.end()) /
+                  energy(whole.begin() + kKept, whole.end()),
+              0.5, 0.1);
+}
+
+TEST(Output, PutsAnyMaterialIntoASyntheticRoom) {
+  for (const int channels : {1, 2}) {
+    const ScratchDir folder;
+    writeNoise(folder / "dry.wav", channels, 100, 4);
+    for (const char* const room : {"small", "hall", "cathedral"}) {
+      SCOPED_TRACE(room);
+      const auto figures = figuresOf(
+          folder, std::string("-i dry.wav -o wet.wav --dry off --room ") + room);
+      EXPECT_EQ(figures["output"]["channels"], 2);
+      EXPECT_EQ(figures["engine"]["numPairs"], 2 * channels);
+      EXPECT_GT(figures["rendering"]["peaks"][0], 0.0);
+    }
+    const std::string call = "-i dry.wav --room small -o ";
+    figuresOf(folder, call + "a.wav --seed 7");
+    figuresOf(folder, call + "b.wav --seed 7");
+    figuresOf(folder, call + "c.wav --seed 8");
+    EXPECT_EQ(host::bytesOf(folder / "a.wav"), host::bytesOf(folder / "b.wav"));
+    EXPECT_NE(host::bytesOf(folder / "a.wav"), host::bytesOf(folder / "c.wav"));
+  }
+}
+
+TEST(Output, TakesNoMoreMemoryForLongerMaterial) {
+  constexpr int kLongFrames = 10'000'000;  // 40 MB as float
+  const ScratchDir folder;
+  const host::WavHeader header = {
+      .channels = 1, .rate = 48000, .dataLen = 2 * kLongFrames};
+  host::writeBytes(folder / "long.wav", header.with(""));
+  std::filesystem::resize_file(folder / "long.wav", 44 + 2 * kLongFrames);
+  host::writeAudio(folder / "short.wav", {.channels = 1, .sampleRate = 48000}, {0.5F});
+  const auto peakMemory = [&](const std::string& material) {
+    return expectRun(folder,
+                     words("-i " + material + " --ir short.wav -o wet.wav --format 16"))
+        .peakMemory;
+  };
+  EXPECT_LT(peakMemory("long.wav"), peakMemory("short.wav") + 8 * 1024);
+}
+
+}  // namespace
+}  // namespace ulmar::render

@@ -1,0 +1,87 @@
+// Runs the built renderer as a user does, in a folder, and takes down what it says.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "gtest/gtest.h"
+#include "tests/host/scratch_dir.h"
+
+namespace ulmar::render {
+
+struct Outcome {
+  int exitCode = -1;  // -1 if a signal ended the program
+  int signal = 0;
+  long peakMemory = 0;  // KiB resident
+  std::string out;
+  std::string err;
+};
+
+class Program {
+ public:
+  /// Starts ulmar-render in a folder. maxFileBytes: what a file may grow to, as on a
+  /// disk that is nearly full.
+  Program(const host::ScratchDir& folder, const std::vector<std::string>& arguments,
+          std::optional<rlim_t> maxFileBytes = std::nullopt) {
+    const std::string path = folder / "";
+    std::vector<char*> argv = {const_cast<char*>(ULMAR_RENDER)};
+    for (const auto& argument : arguments)
+      argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    pid_ = fork();
+    if (pid_ != 0) return;
+    const bool ready = redirect(STDOUT_FILENO, log_ / "out") &&
+                       redirect(STDERR_FILENO, log_ / "err") &&
+                       chdir(path.c_str()) == 0;
+    if (maxFileBytes) {
+      const rlimit limit = {*maxFileBytes, *maxFileBytes};
+      setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    if (ready) execv(ULMAR_RENDER, argv.data());
+    _exit(127);
+  }
+
+  pid_t pid() const { return pid_; }
+
+  Outcome wait() {
+    int status = 0;
+    rusage usage = {};
+    EXPECT_EQ(wait4(pid_, &status, 0, &usage), pid_);
+    Outcome outcome;
+    if (WIFEXITED(status)) outcome.exitCode = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
+    outcome.peakMemory = usage.ru_maxrss;
+    outcome.out = host::bytesOf(log_ / "out");
+    outcome.err = host::bytesOf(log_ / "err");
+    return outcome;
+  }
+
+ private:
+  static bool redirect(int fd, const std::string& path) {
+    return dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), fd) == fd;
+  }
+
+  host::ScratchDir log_;
+  pid_t pid_ = -1;
+};
+
+inline Outcome run(const host::ScratchDir& folder,
+                   const std::vector<std::string>& arguments) {
+  return Program(folder, arguments).wait();
+}
+
+/// Runs it, and fails the test with its own words if it refuses.
+inline Outcome expectRun(const host::ScratchDir& folder,
+                         const std::vector<std::string>& arguments) {
+  Outcome outcome = run(folder, arguments);
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+  return outcome;
+}
+
+}  // namespace ulmar::render

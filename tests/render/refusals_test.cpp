@@ -1,0 +1,232 @@
+// What is refused, how that is said, and that nothing is lost by it.
+#include <signal.h>
+
+#include <chrono>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "tests/host/audio_samples.h"
+#include "tests/render/program.h"
+#include "tests/support/random.h"
+
+namespace ulmar::render {
+namespace {
+
+using host::ScratchDir;
+
+constexpr const char* kOldOutput = "what an earlier run has written";
+
+/// A folder with sound and with spoilt files, and an older output.
+class Refusals : public testing::Test {
+ protected:
+  Refusals() {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+    write("dry.wav", 2, 48000, test::Random(1).signal(2 * 20000));
+    write("mono.wav", 1, 48000, {0.5F, 0.25F});
+    write("ir.wav", 2, 44100, {0.5F, 0.0F, 0.25F, 0.5F});
+    write("three.wav", 3, 48000, {0.5F, 0.5F, 0.5F});
+    write("silent.wav", 1, 48000, std::vector<float>(48000));
+    write("slow.wav", 1, 4000, {0.5F});
+    write("fast.wav", 1, 768000, {0.5F});
+    host::writeBytes(folder / "empty.wav", "");
+    host::writeBytes(folder / "text.wav", "Dear diary, today I recorded nothing.");
+    const std::string frames(400, '\1');
+    host::writeBytes(folder / "truncated.wav",
+                     host::WavHeader{.dataLen = 4000}.with(frames));
+    host::writeBytes(folder / "frameless.wav", host::WavHeader{.riffLen = 36}.with(""));
+    host::writeBytes(folder / "rateless.wav",
+                     host::WavHeader{.rate = 0, .dataLen = 400}.with(frames));
+    spoil("nan.wav", 9000, kNaN);
+    spoil("inf.wav", 3, kInfinity);
+    host::writeBytes(folder / "wet.wav", kOldOutput);
+    std::filesystem::create_directory(folder / "folder.wav");
+    std::filesystem::create_hard_link(folder / "dry.wav", folder / "link.wav");
+    names_ = folder.names();
+  }
+
+  /// The older output as it was, and nothing beside the files that were there.
+  void expectUntouched() const {
+    EXPECT_EQ(host::bytesOf(folder / "wet.wav"), kOldOutput);
+    EXPECT_EQ(folder.names(), names_);
+  }
+
+  ScratchDir folder;
+
+ private:
+  void write(const char* name, int channels, int rate,
+             const std::vector<float>& samples) {
+    host::writeAudio(folder / name, {.channels = channels, .sampleRate = rate},
+                     samples);
+  }
+
+  /// A float WAV whose last of so many frames is the value, which no writer would take.
+  void spoil(const char* name, int frames, float value) {
+    std::vector<float> samples(static_cast<std::size_t>(frames), 0.5F);
+    write(name, 1, 48000, samples);
+    std::string bytes = host::bytesOf(folder / name);
+    const char* const raw = reinterpret_cast<const char*>(&value);
+    bytes.replace(bytes.size() - sizeof value, sizeof value, raw, sizeof value);
+    host::writeBytes(folder / name, bytes);
+  }
+
+  std::set<std::string> names_;
+};
+
+struct Refusal {
+  std::vector<std::string> arguments;
+  std::vector<std::string> parts;  // of the sentence
+  int exitCode = 1;
+};
+
+/// The arguments of a call that is right but for what the words say instead.
+std::vector<std::string> with(std::vector<std::string> options,
+                              const std::string& material = "dry.wav",
+                              const std::string& response = "ir.wav",
+                              const std::string& output = "wet.wav") {
+  std::vector<std::string> arguments = {"-i", material, "--ir", response, "-o", output};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  return arguments;
+}
+
+std::vector<Refusal> refusals() {
+  return {
+      // Files that cannot be read.
+      {with({}, "none.wav"), {"none.wav", "No such file"}},
+      {with({}, "dry.wav", "none.wav"), {"none.wav", "No such file"}},
+      {with({}, "folder.wav"), {"folder.wav", "folder"}},
+      {with({}, "empty.wav"), {"empty.wav", "0 bytes"}},
+      {with({}, "dry.wav", "empty.wav"), {"empty.wav", "0 bytes"}},
+      {with({}, "text.wav"), {"text.wav", "no audio file"}},
+      {with({}, "dry.wav", "text.wav"), {"text.wav", "no audio file"}},
+      {with({}, "truncated.wav"), {"truncated.wav", "4000", "400"}},
+      {with({}, "frameless.wav"), {"frameless.wav", "0 frames"}},
+      {with({}, "rateless.wav"), {"rateless.wav", "0 Hz", "1000", "768000"}},
+      {with({}, "nan.wav"), {"nan.wav", "nan", "8999"}},
+      {with({}, "dry.wav", "inf.wav"), {"inf.wav", "inf", "frame 2"}},
+      // Files that do not fit.
+      {with({}, "three.wav"), {"three.wav", "ir.wav", "3 channels", "1 or 2"}},
+      {with({}, "dry.wav", "three.wav"), {"three.wav", "3 channels", "1, 2 or 4"}},
+      {with({}, "dry.wav", "silent.wav"), {"silent.wav", "48000", "silent"}},
+      {with({"--crossfeed", "0.5"}, "mono.wav"), {"mono.wav", "0.5", "1 channel", "2"}},
+      {{"-i", "slow.wav", "--room", "hall", "-o", "wet.wav"}, {"4000", "8000"}},
+      // Outputs that cannot be.
+      {with({}, "dry.wav", "ir.wav", "dry.wav"), {"dry.wav", "input"}},
+      {with({}, "dry.wav", "ir.wav", "./folder.wav/../ir.wav"), {"ir.wav", "input"}},
+      {with({}, "dry.wav", "ir.wav", "link.wav"), {"link.wav", "dry.wav", "input"}},
+      {with({}, "dry.wav", "ir.wav", "folder.wav"), {"folder.wav", "folder"}},
+      {with({}, "dry.wav", "ir.wav", "none/wet.wav"), {"none/wet.wav", "No such file"}},
+      {with({}, "dry.wav", "ir.wav", "wet.mp3"), {"wet.mp3", "'.mp3'", ".flac"}},
+      {with({"--format", "float"}, "dry.wav", "ir.wav", "wet.flac"),
+       {"wet.flac", "float", "16 or 24"}},
+      {with({}, "fast.wav", "ir.wav", "wet.flac"), {"wet.flac", "768000", "655350"}},
+      {with({"--tail", "3600"}, "fast.wav", "ir.wav", "wet.aiff"),
+       {"wet.aiff", "2764800001 frames"}},
+      // Values out of range.
+      {with({"--block", "500"}), {"500", "power of two", "4", "131072"}},
+      {with({"--ir-start", "1"}), {"ir.wav", "--ir-start", "1 s"}},
+      {with({"--ir-length", "0"}), {"ir.wav", "--ir-length", "0 s"}},
+      {with({"--ir-fade", "1"}), {"ir.wav", "--ir-fade", "1 s"}},
+      {with({"--block", "2"}), {"--block", "'2'", "4 to 131072"}, 2},
+      {with({"--block", "64.5"}), {"--block", "'64.5'", "whole"}, 2},
+      {with({"--wet", "61"}), {"--wet", "'61'", "-200 to 60 dB", "off"}, 2},
+      {with({"--dry", "nan"}), {"--dry", "'nan'", "-200 to 60 dB", "off"}, 2},
+      {with({"--predelay", "-1"}), {"--predelay", "'-1'", "0 to 10000 ms"}, 2},
+      {with({"--crossfeed", "1.01"}), {"--crossfeed", "'1.01'", "0 to 1"}, 2},
+      {with({"--tail", "long"}), {"--tail", "'long'", "full", "none", "0 to 3600"}, 2},
+      {with({"--normalize", "rms"}), {"--normalize", "'rms'", "peak", "energy"}, 2},
+      {with({"--format", "32"}), {"--format", "'32'", "float, 24 or 16"}, 2},
+      {{"-i", "dry.wav", "--room", "barn", "-o", "wet.wav"},
+       {"--room", "'barn'", "small, hall or cathedral"},
+       2},
+      // Calls that do not make sense.
+      {with({"--room", "hall"}), {"--ir", "--room"}, 2},
+      {with({"--seed", "1"}), {"--seed", "--room"}, 2},
+      {with({"--loud"}), {"--loud"}, 2},
+      {with({"--wet"}), {"--wet", "value"}, 2},
+      {{"-i", "dry.wav", "-o", "wet.wav"}, {"--ir", "--room"}, 2},
+      {{"--ir", "ir.wav", "-o", "wet.wav"}, {"-i"}, 2},
+      {{"-i", "dry.wav", "--ir", "ir.wav"}, {"-o"}, 2},
+  };
+}
+
+TEST_F(Refusals, SayInOneSentenceWhatIsWrongAndTouchNothing) {
+  for (const Refusal& refusal : refusals()) {
+    std::string call;
+    for (const auto& argument : refusal.arguments) call += ' ' + argument;
+    SCOPED_TRACE(call);
+    const Outcome outcome = run(folder, refusal.arguments);
+    EXPECT_EQ(outcome.exitCode, refusal.exitCode);
+    EXPECT_EQ(outcome.err.rfind("ulmar-render: ", 0), 0U) << outcome.err;
+    // One line, and nothing behind it.
+    EXPECT_EQ(outcome.err.find('\n') + 1, outcome.err.size()) << outcome.err;
+    for (const std::string& part : refusal.parts) {
+      EXPECT_NE(outcome.err.find(part), std::string::npos)
+          << '"' << part << "\" is not in: " << outcome.err;
+    }
+    expectUntouched();
+  }
+}
+
+TEST_F(Refusals, AFullDiskLosesNothing) {
+  const Outcome outcome = Program(folder, with({}), 30000).wait();
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_NE(outcome.err.find("wet.wav"), std::string::npos) << outcome.err;
+  expectUntouched();
+}
+
+TEST_F(Refusals, AnInterruptedRunLosesNothing) {
+  // Ten minutes of silence, which take seconds to render.
+  constexpr unsigned kBytes = 600 * 48000 * 4;
+  const host::WavHeader header = {.dataLen = kBytes};
+  host::writeBytes(folder / "link.wav", header.with(""));
+  std::filesystem::resize_file(folder / "link.wav", 44 + kBytes);
+  const auto before = folder.names();
+  for (const int ending : {SIGINT, SIGTERM}) {
+    Program program(folder, {"-i", "link.wav", "--room", "cathedral", "-o", "wet.wav"});
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (folder.names() == before && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_NE(folder.names(), before) << "nothing is being written";
+    kill(program.pid(), ending);
+    EXPECT_EQ(program.wait().signal, ending);
+    expectUntouched();
+  }
+}
+
+TEST_F(Refusals, CheckSaysWhatItWouldDoAndWritesNothing) {
+  const Outcome text = expectRun(folder, with({"--check"}));
+  for (const char* const part : {"dry.wav", "ir.wav", "wet.wav", "48000 Hz", "44100 Hz",
+                                 "2 channels", "512", "MiB"}) {
+    EXPECT_NE(text.out.find(part), std::string::npos) << part << " in " << text.out;
+  }
+  const auto figures = nlohmann::json::parse(
+      expectRun(folder, with({"--check", "--json"})).out, nullptr, false);
+  EXPECT_EQ(figures["output"]["frames"], 20000 + 2);
+  EXPECT_TRUE(figures["rendering"].is_null());
+  EXPECT_EQ(expectRun(folder, {"-i", "dry.wav", "--ir", "ir.wav", "--check"}).err, "");
+  expectUntouched();
+
+  // What would be refused is refused already.
+  EXPECT_EQ(
+      run(folder, with({"--check"}, "dry.wav", "ir.wav", "none/wet.wav")).exitCode, 1);
+  expectUntouched();
+}
+
+TEST_F(Refusals, HelpAndVersionAreNone) {
+  const std::string help = expectRun(folder, {"--help"}).out;
+  for (const char* const option :
+       {"--input",    "--output",      "--ir",        "--room",      "--seed",
+        "--ir-start", "--ir-length",   "--ir-fade",   "--normalize", "--wet",
+        "--dry",      "--predelay",    "--crossfeed", "--align",     "--no-align",
+        "--block",    "--hf-truncate", "--tail",      "--format",    "--check",
+        "--json"}) {
+    EXPECT_NE(help.find(option), std::string::npos) << option;
+  }
+  EXPECT_EQ(expectRun(folder, {"--version"}).out.rfind("ulmar-render ", 0), 0U);
+}
+
+}  // namespace
+}  // namespace ulmar::render
