@@ -146,22 +146,22 @@ TEST(AudioWriter, AFullDiskIsReportedAndNothingIsLeft) {
   };
   const ScratchDir dir;
   const std::vector<float> samples = noise(20000);
-  for (const auto& [name, format] :
-       {Case{"out.wav", float32}, Case{"out.wav", pcm16}, Case{"out.aiff", pcm24},
-        Case{"out.flac", pcm16}}) {
-    SCOPED_TRACE(name);
-    writeBytes(dir / name, "old");
+  for (const Case& c : {Case{"out.wav", float32}, Case{"out.wav", pcm16},
+                        Case{"out.aiff", pcm24}, Case{"out.flac", pcm16}}) {
+    SCOPED_TRACE(c.name);
+    const std::string path = dir / c.name;
+    writeBytes(path, "old");
     // From the first block on, midway, and when only the last bytes do not fit.
-    for (const rlim_t maxBytes : {100, 20000, 39900}) {
+    for (const rlim_t maxBytes : {100U, 20000U, 39900U}) {
       const std::string sentence = refusalOf([&] {
         const FullDisk full(maxBytes);
-        writeAudio(dir / name, {.channels = 2, .sampleRate = 48000, .samples = format},
+        writeAudio(path, {.channels = 2, .sampleRate = 48000, .samples = c.samples},
                    samples);
       });
-      expectSentence(sentence, {"cannot write " + (dir / name) + ": "});
-      EXPECT_EQ(bytesOf(dir / name), "old");
+      expectSentence(sentence, {"cannot write " + path + ": "});
+      EXPECT_EQ(bytesOf(path), "old");
     }
-    std::filesystem::remove(dir / name);
+    std::filesystem::remove(path);
     EXPECT_TRUE(dir.names().empty());
   }
 }
