@@ -1,5 +1,11 @@
 // From the engine's outputs to five speaker feeds: left front, centre, right front,
 // left surround, right surround.
+//
+// Decoding takes horizontal first-order B-format, W at -3 dB, X positive to the front
+// and Y to the left, and applies one matrix below and one above the crossover: below,
+// for the velocity vector of the sound field; above, for its energy vector (Gerzon,
+// "General Metatheory of Auditory Localisation", 92nd AES Convention, 1992). The
+// loudspeakers stand at 0, +-45 and +-130 degrees.
 #pragma once
 
 #include "base/host_long.h"
@@ -7,7 +13,14 @@
 
 namespace ulmar {
 
-/// Writes outFrame[0 ... 4] from the five engine channels at `pos`.
+/// Writes outFrame[0 ... 4] from the five engine channels at `pos`, which are only
+/// read. passThrough: the channels are left front, right front, left surround, right
+/// surround and
+///   centre, the last under centreGain; xoverSts stays as it is.
+/// Otherwise: channels 0, 1, 2 are W, X and yGain Y; without plainXY, X and Y are
+/// formed as
+///   the sum and the difference of channels 1 and 2 over sqrt 2. The three states in
+///   xoverSts, of W, X and Y, advance by one sample.
 void decodeFiveSpeakers(double const* const* chanBufs, HostLong pos, double* outFrame,
                         float centreGain, cApXOverCfs<float>* xoverCfs,
                         sApXOverSts<float>* xoverSts, bool plainXY, bool passThrough,

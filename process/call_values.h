@@ -6,11 +6,10 @@
 #include <cstddef>
 
 #include "base/align.h"
+#include "base/constants.h"
 #include "process/host_records.h"
 
 namespace ulmar {
-
-inline constexpr double kOverSqrt2 = 0.7071067811865476;
 
 /// One channel's place in the host's buffer.
 struct ChannelCursor {
