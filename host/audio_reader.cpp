@@ -61,6 +61,13 @@ void refuseImpossibleHeader(const AudioHeader& header, const std::string& path) 
   }
 }
 
+// Why the last file could not be opened, without libsndfile's full stop.
+std::string openingError() {
+  std::string reason = sf_strerror(nullptr);
+  if (reason.ends_with('.')) reason.pop_back();
+  return reason;
+}
+
 std::string formatName(SNDFILE* file, int format) {
   std::string name;
   for (const int part : {format & SF_FORMAT_TYPEMASK, format & SF_FORMAT_SUBMASK}) {
@@ -117,7 +124,7 @@ struct AudioReader::Impl {
                    : sf_open_fd(fd.get(), SFM_READ, &sfInfo, SF_FALSE));
     if (!file) {
       fail("cannot read ", path, ": it is no audio file that can be decoded (",
-           sf_strerror(nullptr), ")");
+           openingError(), ")");
     }
     return sfInfo;
   }
