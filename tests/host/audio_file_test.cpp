@@ -1,6 +1,7 @@
 // Audio files: what is written is read back, and what is no sound file is refused.
 #include "host/audio_file.h"
 
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cmath>
@@ -8,7 +9,6 @@
 #include <limits>
 #include <random>
 
-#include "gtest/gtest.h"
 #include "tests/host/audio_samples.h"
 #include "tests/host/scratch_dir.h"
 

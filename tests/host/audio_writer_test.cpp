@@ -1,4 +1,5 @@
 // What a writer leaves behind: the whole file under its name, or everything as it was.
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -7,7 +8,6 @@
 
 #include <random>
 
-#include "gtest/gtest.h"
 #include "host/audio_file.h"
 #include "host/temp_file.h"
 #include "tests/host/audio_samples.h"

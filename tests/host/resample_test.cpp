@@ -2,13 +2,14 @@
 // would have been sampled at the other rate.
 #include "host/resample.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <complex>
 #include <limits>
 #include <numbers>
 #include <random>
 
-#include "gtest/gtest.h"
 #include "tests/host/scratch_dir.h"
 
 namespace ulmar::host {

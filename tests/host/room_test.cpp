@@ -2,6 +2,8 @@
 // room.
 #include "host/room.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -12,7 +14,6 @@
 #include <random>
 #include <utility>
 
-#include "gtest/gtest.h"
 #include "tests/host/scratch_dir.h"
 
 namespace ulmar::host {

@@ -1,6 +1,7 @@
 // A folder for the files of one test, removed with all that is in it.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>
@@ -10,7 +11,6 @@
 #include <string>
 #include <string_view>
 
-#include "gtest/gtest.h"
 #include "host/error.h"
 
 namespace ulmar::host {
