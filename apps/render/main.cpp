@@ -18,8 +18,8 @@ namespace {
 constexpr int kExitRefused = 1;
 constexpr int kExitUsage = 2;
 
-/// Output that nobody takes and files beyond a limit are failures to report, no reason
-/// to end at once and leave a half file.
+// Output that nobody takes and files beyond a limit are failures to report, no reason
+// to end at once and leave a half file.
 void prepareSignals() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);

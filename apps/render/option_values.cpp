@@ -25,7 +25,7 @@ std::string limits(const Range& range) {
   return text.str();
 }
 
-/// Whether the whole text is a number of that type.
+// Whether the whole text is a number of that type.
 template <class Number>
 bool readWholly(std::string_view text, Number& number) {
   if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
@@ -77,7 +77,7 @@ Tail parseTail(const std::string& option, const std::string& text) {
 }
 
 void refuseWord(const std::string& option, const std::string& text,
-                const std::vector<std::string>& words) {
+                std::span<const char* const> words) {
   std::string allowed;
   for (std::size_t i = 0; i < words.size(); ++i) {
     if (i > 0) allowed += i + 1 == words.size() ? " or " : ", ";

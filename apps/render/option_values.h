@@ -2,10 +2,13 @@
 // sentence that names the option, what was written and what may be.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "apps/render/options.h"
 
@@ -32,19 +35,45 @@ double parseGain(const std::string& option, const std::string& text);
 /// "full", "none" or a time in seconds.
 Tail parseTail(const std::string& option, const std::string& text);
 
-[[noreturn]] void refuseWord(const std::string& option, const std::string& text,
-                             const std::vector<std::string>& words);
+/// The words of an option, each with what it means.
+template <class Value, std::size_t size>
+using Words = std::array<std::pair<const char*, Value>, size>;
 
-/// One of the words, as the value beside it.
-template <class Value>
+inline constexpr Words<host::RoomKind, 3> kRoomWords = {
+    {{"small", host::RoomKind::small},
+     {"hall", host::RoomKind::hall},
+     {"cathedral", host::RoomKind::cathedral}}};
+inline constexpr Words<Normalization, 3> kNormalizationWords = {
+    {{"none", Normalization::none},
+     {"peak", Normalization::peak},
+     {"energy", Normalization::energy}}};
+inline constexpr Words<host::SampleFormat, 3> kFormatWords = {
+    {{"float", host::SampleFormat::float32},
+     {"24", host::SampleFormat::pcm24},
+     {"16", host::SampleFormat::pcm16}}};
+
+[[noreturn]] void refuseWord(const std::string& option, const std::string& text,
+                             std::span<const char* const> words);
+
+/// What one of the words means.
+template <class Value, std::size_t size>
 Value parseWord(const std::string& option, const std::string& text,
-                const std::vector<std::pair<std::string, Value>>& choices) {
-  std::vector<std::string> words;
-  for (const auto& [word, value] : choices) {
-    if (text == word) return value;
-    words.push_back(word);
+                const Words<Value, size>& words) {
+  std::array<const char*, size> known{};
+  for (std::size_t i = 0; i < size; ++i) {
+    known[i] = words[i].first;
+    if (text == known[i]) return words[i].second;
   }
-  refuseWord(option, text, words);
+  refuseWord(option, text, known);
+}
+
+/// The word for a value, which has one.
+template <class Value, std::size_t size>
+const char* wordFor(Value value, const Words<Value, size>& words) {
+  const auto* const found =
+      std::find_if(words.begin(), words.end(),
+                   [&](const auto& word) { return word.second == value; });
+  return found->first;
 }
 
 }  // namespace ulmar::render

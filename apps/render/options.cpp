@@ -41,8 +41,8 @@ constexpr Range kPredelay = {0.0, 10000.0, " ms"};
 constexpr Range kCrossfeed = {0.0, 1.0, ""};
 constexpr Range kSeconds = {0.0, 3600.0, " s"};
 
-/// The library's layout with a usage line that shows what is needed, one empty line
-/// between groups, and names without the value that a negated flag stands for.
+// The library's layout with a usage line that shows what is needed, one empty line
+// between groups, and names without the value that a negated flag stands for.
 class HelpFormatter : public CLI::Formatter {
  public:
   HelpFormatter() { column_width(26); }
@@ -63,10 +63,9 @@ class HelpFormatter : public CLI::Formatter {
 
 using Take = std::function<void(const std::string&)>;
 
-void addValue(CLI::App& app, const std::string& names, const char* value, Take take,
-              const char* help) {
-  app.add_option_function<std::string>(names, std::move(take), help)
-      ->option_text(value);
+void addValue(CLI::App& app, const std::string& names, const char* value,
+              const Take& take, const char* help) {
+  app.add_option_function<std::string>(names, take, help)->option_text(value);
 }
 
 void addFileOptions(CLI::App& app, Options& options) {
@@ -85,11 +84,7 @@ void addResponseOptions(CLI::App& app, Options& options) {
   addValue(
       app, "--room", "KIND",
       [&](const std::string& text) {
-        options.room =
-            parseWord<host::RoomKind>("--room", text,
-                                      {{"small", host::RoomKind::small},
-                                       {"hall", host::RoomKind::hall},
-                                       {"cathedral", host::RoomKind::cathedral}});
+        options.room = parseWord("--room", text, kRoomWords);
       },
       "A synthetic room instead: small (0.45 s),\n"
       "hall (2 s) or cathedral (6 s)");
@@ -121,11 +116,7 @@ void addResponseOptions(CLI::App& app, Options& options) {
   addValue(
       app, "--normalize", "HOW",
       [&](const std::string& text) {
-        options.normalization =
-            parseWord<Normalization>("--normalize", text,
-                                     {{"none", Normalization::none},
-                                      {"peak", Normalization::peak},
-                                      {"energy", Normalization::energy}});
+        options.normalization = parseWord("--normalize", text, kNormalizationWords);
       },
       "Bring its largest sample (peak) or the energy\n"
       "of its louder side (energy) to 1; channels\n"
@@ -187,11 +178,7 @@ void addOutputOptions(CLI::App& app, Options& options) {
   addValue(
       app, "--format", "HOW",
       [&](const std::string& text) {
-        options.format =
-            parseWord<host::SampleFormat>("--format", text,
-                                          {{"float", host::SampleFormat::float32},
-                                           {"24", host::SampleFormat::pcm24},
-                                           {"16", host::SampleFormat::pcm16}});
+        options.format = parseWord("--format", text, kFormatWords);
       },
       "Samples as float, or with 24 or 16 bits\n"
       "(default: float, and 24 in FLAC)");
@@ -225,8 +212,8 @@ void checkTogether(const Options& options) {
     refuse("--seed belongs to --room, which is not given");
 }
 
-/// The library's words for what is wrong with the form of a command line, as a
-/// sentence.
+// The library's words for what is wrong with the form of a command line, as a
+// sentence.
 std::string sentenceOf(const CLI::ParseError& error) {
   std::string text = error.what();
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {

@@ -39,8 +39,8 @@ host::StreamOptions streamOptions(const Options& options) {
   return stream;
 }
 
-/// The wet signal ends a response's length less one frame after the material, and a
-/// latency later where that is not taken off.
+// The wet signal ends a response's length less one frame after the material, and a
+// latency later where that is not taken off.
 std::int64_t tailFrames(const Plan& plan) {
   const Tail& tail = plan.options.tail;
   switch (tail.kind) {

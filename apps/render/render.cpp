@@ -9,11 +9,11 @@
 namespace ulmar::render {
 namespace {
 
-/// Frames that are read, processed and written at a time: long enough to make the cost
-/// of a call vanish, short enough for a smooth progress bar and a small memory.
+// Frames that are read, processed and written at a time: long enough to make the cost
+// of a call vanish, short enough for a smooth progress bar and a small memory.
 constexpr int kBufferFrames = 8192;
 
-/// Interleaved frames of the material, then of silence.
+// Interleaved frames of the material, then of silence.
 class Source {
  public:
   explicit Source(host::AudioReader& material)

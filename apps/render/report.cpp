@@ -5,15 +5,16 @@
 #include <sstream>
 #include <string_view>
 
+#include "apps/render/option_values.h"
 #include "apps/render/text.h"
 
 namespace ulmar::render {
 namespace {
 
-/// The library's upper clamp.
+// The library's upper clamp.
 constexpr double kFullScale = 32767.0 / 32768.0;
 
-/// One line: what it is about in a column of its own, then the sentence.
+// One line: what it is about in a column of its own, then the sentence.
 std::string line(std::string_view label, const std::string& text) {
   constexpr std::size_t kLabelWidth = 10;
   std::string result(label);
@@ -85,7 +86,9 @@ std::string truncationText(const Plan& plan) {
            std::to_string(numKept) + " blocks";
   }
   return ", upper band cut after " +
-         secondsText(std::int64_t{numKept} * params.blockLen, plan.material.sampleRate);
+         secondsText(std::int64_t{numKept} * params.blockLen,
+                     plan.material.sampleRate) +
+         (plan.response.predelay > 0 ? " of predelay and response" : "");
 }
 
 std::string engineText(const Plan& plan) {
@@ -119,21 +122,11 @@ std::string mixText(const Plan& plan) {
   return text;
 }
 
-const char* nameOf(host::SampleFormat samples) {
-  switch (samples) {
-    case host::SampleFormat::pcm16:
-      return "16 bit";
-    case host::SampleFormat::pcm24:
-      return "24 bit";
-    default:
-      return "float";
-  }
-}
-
 std::string outputText(const Plan& plan) {
   const host::AudioFormat& format = plan.format;
   std::string text = plan.options.output.empty() ? "" : plan.options.output + ": ";
-  text += nameOf(format.samples);
+  text += wordFor(format.samples, kFormatWords);
+  if (format.samples != host::SampleFormat::float32) text += " bit";
   text += ", " + audioText(format.channels, format.sampleRate, plan.outFrames());
   if (plan.tailFrames > 0) {
     text += ", of which the tail " + secondsText(plan.tailFrames, format.sampleRate);
@@ -142,14 +135,13 @@ std::string outputText(const Plan& plan) {
 }
 
 std::string peakText(const Rendering& rendering) {
-  static constexpr const char* kNames[] = {"left ", "right "};
-  std::string text;
-  for (std::size_t j = 0; j < rendering.peaks.size(); ++j) {
-    if (j > 0) text += ", ";
-    if (rendering.peaks.size() == 2) text += kNames[j];
-    const double peak = rendering.peaks[j];
-    text += peak > 0.0 ? decibelText(peak) + "FS" : "silence";
-  }
+  const auto level = [](float peak) {
+    return peak > 0.0F ? decibelText(peak) + "FS" : "silence";
+  };
+  const std::vector<float>& peaks = rendering.peaks;
+  std::string text = peaks.size() == 1
+                         ? level(peaks[0])
+                         : "left " + level(peaks[0]) + ", right " + level(peaks[1]);
   const double gain = gainWithoutClipping(rendering);
   if (gain == 1.0) return text + ", nothing clipped";
   // Rounded down, so that it is enough.

@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "apps/render/option_values.h"
 #include "apps/render/report.h"
 
 namespace ulmar::render {
@@ -52,20 +53,9 @@ Json engineFigures(const Plan& plan) {
           {"memoryBytes", plan.memory}};
 }
 
-const char* nameOf(host::SampleFormat samples) {
-  switch (samples) {
-    case host::SampleFormat::pcm16:
-      return "16";
-    case host::SampleFormat::pcm24:
-      return "24";
-    default:
-      return "float";
-  }
-}
-
 Json outputFigures(const Plan& plan) {
   return {{"path", plan.options.output},
-          {"format", nameOf(plan.format.samples)},
+          {"format", wordFor(plan.format.samples, kFormatWords)},
           {"channels", plan.format.channels},
           {"sampleRate", plan.format.sampleRate},
           {"frames", plan.outFrames()},

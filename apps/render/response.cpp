@@ -6,6 +6,7 @@
 #include <numbers>
 #include <utility>
 
+#include "apps/render/option_values.h"
 #include "apps/render/text.h"
 #include "host/error.h"
 #include "host/geometry.h"
@@ -17,26 +18,15 @@ namespace {
 
 using host::fail;
 
-const char* nameOf(host::RoomKind room) {
-  switch (room) {
-    case host::RoomKind::small:
-      return "synthetic small room";
-    case host::RoomKind::hall:
-      return "synthetic hall";
-    default:
-      return "synthetic cathedral";
-  }
-}
-
-/// A room is heard in stereo, and each side of stereo material from its own place in
-/// it.
+// A room is heard in stereo, and each side of stereo material from its own place in
+// it.
 host::Planar renderRoomFor(const Options& options, const host::AudioInfo& material,
                            ResponseInfo& info) {
   host::RoomSpec spec = host::roomPreset(*options.room);
   if (options.seed) spec.seed = *options.seed;
   const auto layout =
       material.channels == 1 ? host::RoomLayout::stereo : host::RoomLayout::trueStereo;
-  info.name = nameOf(*options.room);
+  info.name = std::string("synthetic ") + wordFor(*options.room, kRoomWords);
   info.sourceRate = material.sampleRate;
   return host::renderRoom(spec, layout, material.sampleRate);
 }
@@ -58,8 +48,8 @@ host::Planar readSource(const Options& options, const host::AudioInfo& material,
   return signal;
 }
 
-/// Keeps the part that is used, and fades its end out by half a period of a raised
-/// cosine.
+// Keeps the part that is used, and fades its end out by half a period of a raised
+// cosine.
 void trim(const Options& options, host::Planar& signal, ResponseInfo& info) {
   const int rate = info.sourceRate;
   const std::string duration = secondsText(info.sourceFrames, rate);
@@ -119,8 +109,8 @@ double energyOf(const std::vector<float>& response) {
   return energy;
 }
 
-/// The energy that reaches an output from all its inputs, of the output with most of
-/// it.
+// The energy that reaches an output from all its inputs, of the output with most of
+// it.
 double loudestEnergyOf(const host::Responses& responses) {
   double loudest = 0.0;
   for (int output = 0; output < responses.numOutputs; ++output) {
