@@ -196,8 +196,8 @@ std::vector<Channel> expectedOutputs(const Case& c,
       if (n < dry.size()) outputs[j][n] = c.dry * dry[n];
       if (n < wetDelay || c.wet == 0.0) continue;
       for (std::size_t i = 0; i < matrix.size(); ++i) {
-        outputs[j][n] +=
-            wet * test::convolved(engineInputs[i], matrix[i][j], n - wetDelay);
+        outputs[j][n] += wet * test::convolved(engineInputs[i], matrix[i][j],
+                                               static_cast<int>(n - wetDelay));
       }
     }
   }
