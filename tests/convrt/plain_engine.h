@@ -3,8 +3,8 @@
 // the order of every sum, so that both give the same bits.
 #pragma once
 
-#include <array>
 #include <complex>
+#include <limits>
 #include <map>
 #include <utility>
 #include <vector>
@@ -16,44 +16,31 @@ namespace ulmar::test {
 
 class PlainEngine {
  public:
-  using Spectrum = std::vector<std::complex<float>>;  // [N], natural order
+  using Bin = std::complex<float>;
+  using Spectrum = std::vector<Bin>;  // [N], natural order
 
   explicit PlainEngine(const Shape& shape)
-      : geometry_(shape.state()),
-        areas_(shape.blockLen),
+      : s(shape.state()),
+        areas_(2 * shape.blockLen),
         inputs_(static_cast<std::size_t>(shape.numInputs)),
         tails_(static_cast<std::size_t>(shape.numOutputs),
                std::vector<double>(static_cast<std::size_t>(shape.blockLen))) {}
 
   /// Partition spectra of arbitrary values, which need not be those of any response.
-  void setRandomPartitions(int input, int output, Random& random) {
-    auto& parts = parts_[{input, output}];
-    parts.resize(static_cast<std::size_t>(geometry_.numIRBlocks));
-    for (Spectrum& part : parts) {
-      for (int k = 0; k < geometry_.blockLen; ++k) {
-        const float re = random.sample();
-        part.emplace_back(re, random.sample());
-      }
-    }
-  }
-
-  /// The same partitions in the ring layout; NaN in the elements that are never read.
-  Engine::Set ringLayout(int input, int output) const {
-    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-    const ConvRTState& s = geometry_;
-    Engine::Set set(static_cast<std::size_t>(s.numRows * s.rowPitch + 1));
-    set.back() = {{kNan, kNan, kNan, kNan}, {kNan, kNan, kNan, kNan}};
+  /// Returns them in the ring layout, with NaN in the elements that are never read.
+  std::vector<VecComplex> setRandomPartitions(int input, int output, Random& random) {
+    std::vector<VecComplex> set(static_cast<std::size_t>(s.numRows * s.rowPitch));
     for (int row = 0; row < s.numRows; ++row) {
-      set[static_cast<std::size_t>(row * s.rowPitch + s.ringLen)] = set.back();
+      at(set, row * s.rowPitch + s.ringLen).re[0] =
+          std::numeric_limits<float>::quiet_NaN();
     }
-    const auto& parts = parts_.at({input, output});
-    for (std::size_t v = 0; v < parts.size(); ++v) {
+    for (int v = 0; v < s.numIRBlocks; ++v) {
+      auto& part = parts_[{input, output}].emplace_back();
       for (int k = 0; k < s.blockLen; ++k) {
-        const int col = s.ringLen - 1 - static_cast<int>(v);
-        VecComplex& element =
-            set[static_cast<std::size_t>(rowOfBin(k) * s.rowPitch + col)];
-        element.re[k % 4] = parts[v][static_cast<std::size_t>(k)].real();
-        element.im[k % 4] = parts[v][static_cast<std::size_t>(k)].imag();
+        VecComplex& element = at(set, rowOfBin(k) * s.rowPitch + s.ringLen - 1 - v);
+        element.re[k % 4] = random.sample();
+        element.im[k % 4] = random.sample();
+        part.emplace_back(element.re[k % 4], element.im[k % 4]);
       }
     }
     return set;
@@ -61,10 +48,15 @@ class PlainEngine {
 
   Engine::Blocks process(const Engine::Blocks& inputs) {
     for (std::size_t i = 0; i < inputs.size(); ++i) {
-      inputs_[i].push_back(spectrumOf(inputs[i]));
+      std::vector<cmplxFFT> bins(inputs[i].size());
+      areas_.transform().rcfftZX(inputs[i].data(), bins.data(), s.blockLen);
+      auto& spectrum = inputs_[i].emplace_back();
+      for (const auto& [re, im] : bins) {
+        spectrum.emplace_back(static_cast<float>(re), static_cast<float>(im));
+      }
     }
     Engine::Blocks outputs;
-    for (int j = 0; j < geometry_.numOutputs; ++j) outputs.push_back(outputOf(j));
+    for (int j = 0; j < s.numOutputs; ++j) outputs.push_back(outputOf(j));
     ++block_;
     return outputs;
   }
@@ -72,100 +64,79 @@ class PlainEngine {
   /// The row that holds bin k, in lane k mod 4.
   int rowOfBin(int k) const {
     const int group = k / 4;
-    return group % geometry_.numChunks * geometry_.rowsPerChunk +
-           group / geometry_.numChunks;
+    return group % s.numChunks * s.rowsPerChunk + group / s.numChunks;
   }
 
   /// The latest block's spectrum of an input.
-  const Spectrum& newest(int input) const {
-    return inputs_[static_cast<std::size_t>(input)].back();
-  }
+  const Spectrum& newest(int input) const { return at(inputs_, input).back(); }
 
  private:
-  using Sum = std::complex<float>;
-
-  // The counters with which block t is generated: slots count down from 0.
-  std::pair<int, int> phases(int t) const {
-    const int slot =
-        ((-t) % geometry_.numChunks + geometry_.numChunks) % geometry_.numChunks;
-    return {slot % geometry_.numSegments, slot / geometry_.numSegments};
-  }
-
-  Spectrum spectrumOf(const std::vector<double>& samples) {
-    std::vector<cmplxFFT> bins(samples.size());
-    areas_.transform().rcfftZX(samples.data(), bins.data(), geometry_.blockLen);
-    Spectrum spectrum;
-    for (const auto& [re, im] : bins) {
-      spectrum.emplace_back(static_cast<float>(re), static_cast<float>(im));
-    }
-    return spectrum;
-  }
+  // The slot whose phases block t is generated with: slots count down from 0.
+  int slotOf(int t) const { return (s.numChunks - t % s.numChunks) % s.numChunks; }
 
   // Bin k of partitions `first` down to `last`, each times the block that many back.
-  Sum products(int input, int output, int k, int first, int last) const {
+  Bin products(int input, int output, int k, int first, int last) const {
     const auto& parts = parts_.at({input, output});
-    const auto& blocks = inputs_[static_cast<std::size_t>(input)];
-    const auto bin = static_cast<std::size_t>(k);
     float rr = 0.0F;
     float ri = 0.0F;
     float ii = 0.0F;
     float ir = 0.0F;
-    for (int v = first; v >= last; --v) {
-      if (v > block_ || v >= geometry_.numIRBlocks) continue;
-      const Sum x = blocks[static_cast<std::size_t>(block_ - v)][bin];
-      const Sum h = parts[static_cast<std::size_t>(v)][bin];
+    for (int v = std::min({first, block_, s.numIRBlocks - 1}); v >= last; --v) {
+      const Bin x = at(at(at(inputs_, input), block_ - v), k);
+      const Bin h = at(at(parts, v), k);
       rr += x.real() * h.real();
       ri += x.real() * h.imag();
       ii += x.imag() * h.imag();
       ir += x.imag() * h.real();
     }
-    return k == 0 ? Sum{rr, ii} : Sum{rr - ii, ri + ir};
+    return k == 0 ? Bin{rr, ii} : Bin{rr - ii, ri + ir};
   }
 
   // Low tier: partitions 0 to lowLast; mid tier: up to midLast; high tier: the rest.
-  Sum binOf(int input, int output, int k) const {
-    const ConvRTState& s = geometry_;
+  Bin binOf(int input, int output, int k) const {
     const int group = k / 4;
     const int chunk = group % s.numChunks;
     const int segment = chunk / s.chunksPerSegment;
-    const int inSegment = chunk % s.chunksPerSegment;
-
+    const int slot = slotOf(block_);
     const int lowLast =
-        (segment - phases(block_).first + s.numSegments) % s.numSegments;
-    const int chunkPhase = phases(block_ - lowLast).second;
-    const int passes =
-        (inSegment - chunkPhase + s.chunksPerSegment) % s.chunksPerSegment;
+        (segment + s.numSegments - slot % s.numSegments) % s.numSegments;
+
+    // The mid tier was summed right before block t - lowLast was generated and with its
+    // phases; its passes count from the chunk that was the high tier's then.
+    const int midSlot = (slot + lowLast) % s.numChunks;
+    const int highChunk = midSlot / s.numSegments;
+    const int passes = (chunk % s.chunksPerSegment + s.chunksPerSegment - highChunk) %
+                       s.chunksPerSegment;
     const int midLast = lowLast + passes * s.numSegments;
     const bool upperBand = 2 * (group / s.numChunks) >= s.rowsPerChunk;
     const bool truncated = upperBand && s.hfSkipBlocks > 0;
     const int last = truncated ? s.hfKeepBlocks - 1 : s.numIRBlocks - 1;
 
-    Sum slot = products(input, output, k, last, midLast + 1);
-    slot += products(input, output, k, midLast, lowLast + 1);
-    return slot + products(input, output, k, lowLast, 0);
+    Bin sum = products(input, output, k, last, midLast + 1);
+    sum += products(input, output, k, midLast, lowLast + 1);
+    return sum + products(input, output, k, lowLast, 0);
   }
 
   std::vector<double> outputOf(int output) {
     std::vector<double> work;
-    for (int k = 0; k < geometry_.blockLen; ++k) {
-      Sum bin = 0.0F;
-      for (int input = 0; input < geometry_.numInputs; ++input) {
-        if (parts_.contains({input, output})) bin += binOf(input, output, k);
+    for (int k = 0; k < s.blockLen; ++k) {
+      Bin sum = 0.0F;
+      for (int input = 0; input < s.numInputs; ++input) {
+        if (parts_.contains({input, output})) sum += binOf(input, output, k);
       }
-      work.push_back(bin.real());
-      work.push_back(bin.imag());
+      work.insert(work.end(), {sum.real(), sum.imag()});
     }
     areas_.transform().crifft(reinterpret_cast<cmplxFFT*>(work.data()));
-    std::vector<double>& tail = tails_[static_cast<std::size_t>(output)];
-    std::vector<double> samples(tail.size());
+    std::vector<double>& tail = at(tails_, output);
+    std::vector<double> samples;
     for (std::size_t n = 0; n < tail.size(); ++n) {
-      samples[n] = work[n] + tail[n];
+      samples.push_back(work[n] + tail[n]);
       tail[n] = work[tail.size() + n];
     }
     return samples;
   }
 
-  ConvRTState geometry_;
+  ConvRTState s;
   TransformAreas areas_;
   int block_ = 0;
   std::map<std::pair<int, int>, std::vector<Spectrum>> parts_;

@@ -12,12 +12,11 @@
 #include <bit>
 #include <cmath>
 #include <complex>
-#include <memory>
 #include <numbers>
 
-#include "spectral/UpdateOstinFFT.h"
-#include "tests/support/guarded.h"
+#include "tests/support/at.h"
 #include "tests/support/random.h"
+#include "tests/support/transform_areas.h"
 
 namespace ulmar::test {
 namespace {
@@ -37,8 +36,7 @@ Spectrum directDft(const Spectrum& x, int sign = -1) {
   Spectrum result(x.size());
   for (int k = 0; k < n; ++k) {
     for (int j = 0; j < n; ++j) {
-      result[static_cast<std::size_t>(k)] +=
-          x[static_cast<std::size_t>(j)] * unit(std::int64_t{j} * k, n, sign);
+      at(result, k) += at(x, j) * unit(std::int64_t{j} * k, n, sign);
     }
   }
   return result;
@@ -85,55 +83,44 @@ void expectSameBits(const std::vector<cmplxFFT>& a, const std::vector<cmplxFFT>&
   EXPECT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(cmplxFFT)), 0);
 }
 
-// A transform over areas of exactly its size between inaccessible pages: read-only
-// tables, and NaN in the work area before every call.
 class Transform {
  public:
   explicit Transform(int n)
-      : size(n),
-        log2Size(std::countr_zero(static_cast<unsigned>(n))),
-        twiddles_(8 * static_cast<std::size_t>(n)),
-        bitRev_(4 * static_cast<std::size_t>(n)),
-        work_(24 * static_cast<std::size_t>(n)),
-        fft(n, twiddles_.as<char>(), bitRev_.as<char>(), work_.as<char>()) {
-    dUpdateFFTTables(bitRev_.as<HostLong>(), twiddles_.as<dcmplx>(), n);
-    twiddles_.makeReadOnly();
-    bitRev_.makeReadOnly();
-  }
+      : size(n), log2Size(std::countr_zero(static_cast<unsigned>(n))), areas_(n) {}
 
-  std::vector<cmplxFFT> rcfft(const std::vector<double>& in) {
+  FFT fft() const { return areas_.transform(); }
+
+  std::vector<cmplxFFT> rcfft(const std::vector<double>& in) const {
     std::vector<cmplxFFT> out(in.size() / 2);
-    spoilWork();
-    fft.rcfft(ReadOnly(in).data(), out.data());
+    fft().rcfft(ReadOnly(in).data(), out.data());
     return out;
   }
 
   // `in` is all that may be read; count may be negative.
   template <typename Sample>
-  std::vector<cmplxFFT> rcfftZX(const std::vector<Sample>& in, int count) {
+  std::vector<cmplxFFT> rcfftZX(const std::vector<Sample>& in, int count) const {
     std::vector<cmplxFFT> out(static_cast<std::size_t>(size / 2));
-    spoilWork();
-    fft.rcfftZX(ReadOnly(in).data(), out.data(), count);
+    fft().rcfftZX(ReadOnly(in).data(), out.data(), count);
     return out;
   }
 
-  std::vector<double> crifft(const std::vector<cmplxFFT>& spectrum) {
+  std::vector<double> crifft(const std::vector<cmplxFFT>& spectrum) const {
     std::vector<double> samples(2 * spectrum.size());
     std::memcpy(samples.data(), spectrum.data(), spectrum.size() * sizeof(cmplxFFT));
-    spoilWork();
-    fft.crifft(reinterpret_cast<cmplxFFT*>(samples.data()));
+    fft().crifft(reinterpret_cast<cmplxFFT*>(samples.data()));
     return samples;
   }
 
   // Natural order from cmplxfft's bit-reversed one.
-  std::vector<cmplxFFT> cmplxfft(std::vector<cmplxFFT> in, bool inPlace) {
+  std::vector<cmplxFFT> cmplxfft(std::vector<cmplxFFT> in, bool inPlace) const {
     const int log2N = std::countr_zero(static_cast<unsigned>(in.size()));
     std::vector<cmplxFFT> out(in.size());
     cmplxFFT* const to = inPlace ? in.data() : out.data();
-    fft.cmplxfft(in.data(), to, log2N);
-    std::vector<cmplxFFT> natural(in.size());
+    FFT object = fft();
+    object.cmplxfft(in.data(), to, log2N);
+    std::vector<cmplxFFT> natural;
     for (std::size_t k = 0; k < in.size(); ++k) {
-      natural[k] = to[bitRev_.as<HostLong>()[k] >> (log2Size - log2N)];
+      natural.push_back(to[object.bitRevTab[k] >> (log2Size - log2N)]);
     }
     return natural;
   }
@@ -142,14 +129,7 @@ class Transform {
   int log2Size;
 
  private:
-  void spoilWork() { std::memset(work_.as(), 0xFF, work_.size()); }
-
-  Guarded twiddles_;
-  Guarded bitRev_;
-  Guarded work_;
-
- public:
-  FFT fft;
+  TransformAreas areas_;
 };
 
 std::vector<cmplxFFT> randomSpectrum(Random& random, int length) {
@@ -172,7 +152,7 @@ TEST_P(FftSize, EveryEntryIsTheDefinition) {
 
   std::vector<cmplxFFT> scaled(x.size() / 2);
   std::vector<cmplxFFT> work(x.size() / 2);
-  transform.fft.realfft(-2.5, ReadOnly(x).data(), scaled.data(), work.data());
+  transform.fft().realfft(-2.5, ReadOnly(x).data(), scaled.data(), work.data());
   Spectrum scaledTruth = truth;
   for (Complex& value : scaledTruth) value *= -2.5L;
   expectClose(unpacked(scaled), scaledTruth, passes);
@@ -193,7 +173,7 @@ TEST_P(FftSize, EveryEntryIsTheDefinition) {
     value.imag(0);
   }
   std::vector<double> samples(full.size());
-  transform.fft.realifft(3.0, full.data(), samples.data());
+  transform.fft().realifft(3.0, full.data(), samples.data());
   ASSERT_GT(dropped, 0);
   expectClose(widened(samples), inverse, 2 * passes);
 
@@ -235,12 +215,12 @@ TEST(Fft, LargeSizesByTheirProperties) {
     expectClose(unpacked(transform.rcfft(shifted)), shiftedSpectrum, 2 * passes);
     expectClose(widened(transform.crifft(transform.rcfft(x))), widened(x), 2 * passes);
 
-    for (const int at : {0, 1, n / 2, random.below(n)}) {
+    for (const int delay : {0, 1, n / 2, random.below(n)}) {
       std::vector<double> impulse(size);
-      impulse[static_cast<std::size_t>(at)] = 1.0;
+      at(impulse, delay) = 1.0;
       Spectrum truth(size);
       for (int k = 0; k < n; ++k) {
-        truth[static_cast<std::size_t>(k)] = unit(std::int64_t{at} * k, n, -1);
+        at(truth, k) = unit(std::int64_t{delay} * k, n, -1);
       }
       expectClose(unpacked(transform.rcfft(impulse)), truth, passes);
     }

@@ -3,19 +3,21 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
 #include <vector>
+
+#include "tests/support/at.h"
 
 namespace ulmar::test {
 
 /// Sample n of the convolution of signal and response.
 template <typename Signal, typename Response>
 double convolved(const std::vector<Signal>& signal,
-                 const std::vector<Response>& response, std::size_t n) {
+                 const std::vector<Response>& response, int n) {
   double sum = 0.0;
-  const std::size_t first = n < signal.size() ? 0 : n - signal.size() + 1;
-  for (std::size_t d = first; d < response.size() && d <= n; ++d) {
-    sum += double{signal[n - d]} * double{response[d]};
+  const int first = std::max(n - static_cast<int>(signal.size()) + 1, 0);
+  const int end = std::min(n + 1, static_cast<int>(response.size()));
+  for (int d = first; d < end; ++d) {
+    sum += double{at(signal, n - d)} * double{at(response, d)};
   }
   return sum;
 }
@@ -24,11 +26,12 @@ double convolved(const std::vector<Signal>& signal,
 template <typename Response>
 double partitionNorms(const std::vector<Response>& response, int blockLen) {
   double norms = 0.0;
-  for (std::size_t start = 0; start < response.size();) {
-    const std::size_t end =
-        std::min(start + static_cast<std::size_t>(blockLen), response.size());
+  const int length = static_cast<int>(response.size());
+  for (int start = 0; start < length; start += blockLen) {
     double energy = 0.0;
-    for (; start < end; ++start) energy += double{response[start]} * response[start];
+    for (int n = start; n < std::min(start + blockLen, length); ++n) {
+      energy += double{at(response, n)} * double{at(response, n)};
+    }
     norms += std::sqrt(energy);
   }
   return norms;

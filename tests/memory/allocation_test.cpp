@@ -1,0 +1,35 @@
+// Counts allocations: this malloc, which `new` calls too, stands before the C
+// library's.
+#include <gtest/gtest.h>
+
+#include "tests/memory/guarded_stream.h"
+
+extern "C" void* __libc_malloc(std::size_t size);
+
+namespace {
+int numAllocations = 0;
+}
+
+extern "C" void* malloc(std::size_t size) {
+  ++numAllocations;
+  return __libc_malloc(size);
+}
+
+namespace ulmar::test {
+namespace {
+
+TEST(Memory, AllocatesNothing) {
+  for (const bool five : {false, true}) {
+    const GuardedStream stream(five);
+    const int before = numAllocations;
+    stream.process();
+    EXPECT_EQ(numAllocations, before);
+
+    int* volatile const counted = new int;
+    EXPECT_EQ(numAllocations, before + 1);
+    delete counted;
+  }
+}
+
+}  // namespace
+}  // namespace ulmar::test

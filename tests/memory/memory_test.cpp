@@ -1,0 +1,89 @@
+// The library's manners: it stays within the host's memory, calls no one, and asks
+// little of the stack.
+#include <gtest/gtest.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <csignal>
+
+#include "convrt/convrt.h"
+#include "tests/memory/call_on_stack.h"
+#include "tests/memory/guarded_stream.h"
+
+namespace ulmar::test {
+namespace {
+
+TEST(Memory, StaysWithinEveryAreaAndWritesNoTable) {
+  std::vector<Placement> placements = {{Flush::atStart, 0}, {Flush::atEnd, 0}};
+  for (std::size_t offset = 1; offset < 32; ++offset) {
+    placements.push_back({Flush::atEnd, offset});
+  }
+  for (const Placement placement : placements) {
+    for (const bool five : {false, true}) {
+      SCOPED_TRACE(testing::Message() << "offset " << placement.offset << ", seed 61");
+      const GuardedStream stream(five, placement);
+      stream.process();
+      EXPECT_TRUE(stream.gaveTheExpectedBits());
+    }
+  }
+}
+
+// Runs `body` in a child that the kernel kills at its first system call, and returns
+// the child's status: exit code 0 if body returned true.
+template <typename Body>
+int statusWithoutSystemCalls(const Body& body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT);
+    const bool good = body();
+    syscall(SYS_exit, good ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status;
+}
+
+TEST(Memory, MakesNoSystemCall) {
+  for (const bool five : {false, true}) {
+    const GuardedStream stream(five);
+    const int status = statusWithoutSystemCalls([&] {
+      stream.process();
+      return stream.gaveTheExpectedBits();
+    });
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  }
+  const int status = statusWithoutSystemCalls([] { return getppid() > 0; });
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
+}
+
+TEST(Memory, TakesLittleStack) {
+  constexpr std::size_t kStackBytes = 256 << 10;
+  constexpr std::size_t kMaxUsed = 32 << 10;
+  const GuardedStream stream(true);
+  const Guarded stack(kStackBytes);
+  callOnStack(stack.as() + kStackBytes, [&] { stream.process(); });
+  EXPECT_TRUE(stream.gaveTheExpectedBits());
+
+  std::size_t unused = 0;
+  while (stack.as<unsigned char>()[unused] == 0xFF) ++unused;
+  RecordProperty("bytes", static_cast<int>(kStackBytes - unused));
+  EXPECT_LT(kStackBytes - unused, kMaxUsed);
+}
+
+// Hosts of the 32-bit build may keep their stack at multiples of 4 only.
+TEST(Memory, TakesAnyStackAlignmentOfItsBuild) {
+  constexpr std::size_t kStackBytes = 256 << 10;
+  const std::size_t step = k32BitAddresses ? 4 : 16;
+  for (std::size_t offset = 0; offset < 64; offset += step) {
+    SCOPED_TRACE(offset);
+    const GuardedStream stream(true);
+    const Guarded stack(kStackBytes);
+    callOnStack(stack.as() + kStackBytes - offset, [&] { stream.process(); });
+    EXPECT_TRUE(stream.gaveTheExpectedBits());
+  }
+}
+
+}  // namespace
+}  // namespace ulmar::test
