@@ -5,6 +5,7 @@
 #include "base/align.h"
 #include "convrt/row_kernels.h"
 #include "convrt/row_order.h"
+#include "convrt/row_result.h"
 
 namespace {
 
@@ -87,6 +88,7 @@ void ConvRT::runLowLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc,
   const int numSegments = state->numSegments;
   const int slot = state->chunkPhase * numSegments + state->segPhase;
   VecComplex const* const slotRows = acc + slot * state->numRows;
+  const ulmar::RowKernels& kernels = ulmar::rowKernels();
 
   // In every phase the segments take 1, 2, ... G of the newest partitions between them.
   for (int numParts = 1; numParts <= numSegments; ++numParts) {
@@ -97,17 +99,18 @@ void ConvRT::runLowLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc,
     if (col >= state->ringLen) col -= state->ringLen;
 
     const int firstRow = segment * state->rowsPerSegment;
-    for (int row = firstRow; row < firstRow + state->rowsPerSegment; ++row) {
-      const int rowStart = row * state->rowPitch;
+    const int rowStart = firstRow * state->rowPitch;
+    VecComplex const* const columns = hist + rowStart + col;
+    VecComplex const* const newest = parts + rowStart + state->ringLen - numParts;
+    const VecComplex before = spectrum[firstRow];
+    kernels.addRows(spectrum + firstRow, slotRows + firstRow, columns, newest,
+                    state->rowPitch, state->rowsPerSegment, numParts);
+    if (firstRow == 0) {
       ulmar::RowSums sums{};
-      ulmar::slideSums(&sums, 1, hist + rowStart + col,
-                       parts + rowStart + state->ringLen - numParts, numParts, 0);
-      VecComplex result = ulmar::rowResult(sums);
-      if (row == 0) ulmar::packedResult(sums, result);
-
-      VecComplex total = slotRows[row];
-      ulmar::addTo(total, result);
-      ulmar::addTo(spectrum[row], total);
+      kernels.slideSums(&sums, 1, columns, newest, numParts, 0);
+      // The packed lane, DC and Nyquist, is summed once more, part by part.
+      spectrum[0].re[0] = before.re[0] + (slotRows[0].re[0] + sums.direct.re[0]);
+      spectrum[0].im[0] = before.im[0] + (slotRows[0].im[0] + sums.direct.im[0]);
     }
   }
 }

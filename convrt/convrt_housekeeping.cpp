@@ -8,50 +8,29 @@
 
 #include "convrt/convrt.h"
 #include "convrt/row_kernels.h"
+#include "convrt/row_result.h"
 
 namespace {
 
+using ulmar::kMaxSlots;
+using ulmar::RowKernels;
 using ulmar::RowSums;
 
-// Slots whose sums are held at once; longer runs of slots are taken in pieces.
-constexpr int kSlotBlock = 16;
+// Rows whose high tier is gathered before it goes to the slots, which lie numRows
+// apart, often a multiple of 4096 bytes: scattered row by row they would evict one
+// another.
+constexpr int kRowBlock = 8;
 
-// slideSums with shrink 1 over a ring row: slot k takes ring column (first + k + i) mod
-// ringLen with fixed[i], i < len - k. 0 <= first < ringLen; len <= ringLen.
-void slideRing(RowSums* sums, int numSlots, VecComplex const* ring, int ringLen,
-               int first, VecComplex const* fixed, int len) noexcept {
-  const int toWrap = ringLen - first;
-  if (len <= toWrap) {
-    ulmar::slideSums(sums, numSlots, ring + first, fixed, len, 1);
-    return;
-  }
-  // All slots run up to the wrap, cross it over a straightened seam, and run on.
-  const int before = std::max(0, toWrap - (numSlots - 1));
-  ulmar::slideSums(sums, numSlots, ring + first, fixed, before, 0);
-
-  VecComplex seam[2 * (kSlotBlock - 1)];
-  const int rest = len - before;
-  const int across = toWrap - before;
-  const int seamLen = std::min(rest, across + numSlots - 1);
-  std::copy_n(ring + first + before, across, seam);
-  std::copy_n(ring, seamLen - across, seam + across);
-  if (rest <= seamLen) {
-    ulmar::slideSums(sums, numSlots, seam, fixed + before, rest, 1);
-    return;
-  }
-  ulmar::slideSums(sums, numSlots, seam, fixed + before, across, 0);
-  ulmar::slideSums(sums, numSlots, ring, fixed + toWrap, len - toWrap, 1);
-}
-
-// Row products of one run of ring columns, `len` from `first` on, with the partitions
-// of numSlots neighbouring slots: slot k takes parts[i - k]. The partitions slide,
-// hence sums[numSlots - 1 - k] belongs to slot k.
-void slideParts(RowSums* sums, int numSlots, VecComplex const* ring, int ringLen,
-                int first, VecComplex const* parts, int len) noexcept {
-  VecComplex const* const sliding = parts - (numSlots - 1);
-  const int before = std::min(len, ringLen - first);
-  ulmar::slideSums(sums, numSlots, sliding, ring + first, before, 0);
-  ulmar::slideSums(sums, numSlots, sliding + before, ring, len - before, 0);
+// Row products of a run of history columns, `len` from `first` on, wrapping at ringLen,
+// with the partitions of numSlots neighbouring slots: slot k takes column first + i
+// with parts[i - k], i = max(0, k - lead) ... len - 1.
+void sumSlots(const RowKernels& kernels, RowSums* sums, int numSlots,
+              VecComplex const* ring, int ringLen, int first, VecComplex const* parts,
+              int len, int lead) noexcept {
+  const int toWrap = std::min(len, ringLen - first);
+  kernels.slideSums(sums, numSlots, ring + first, parts, toWrap, lead);
+  if (toWrap == len) return;
+  kernels.slideSums(sums, numSlots, ring, parts + toWrap, len - toWrap, lead + toWrap);
 }
 
 int wrapped(int col, int ringLen) noexcept { return col < 0 ? col + ringLen : col; }
@@ -91,26 +70,33 @@ void ConvRT::runHighLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc
   int newest = state->ringPos + state->segPhase;
   if (newest >= ringLen) newest -= ringLen;
 
-  for (int inChunk = 0; inChunk < rowsPerChunk; ++inChunk) {
-    const int row = chunk * rowsPerChunk + inChunk;
-    const bool upperBand = 2 * inChunk >= rowsPerChunk;
-    const int skip = upperBand ? std::max(state->hfSkipBlocks, 0) : 0;
-    VecComplex const* const histRow = hist + row * state->rowPitch;
-    VecComplex const* const tail =
-        parts + row * state->rowPitch + (ringLen - numIRBlocks) + skip;
+  const RowKernels& kernels = ulmar::rowKernels();
+  for (int firstInChunk = 0; firstInChunk < rowsPerChunk; firstInChunk += kRowBlock) {
+    const int numBlockRows = std::min(kRowBlock, rowsPerChunk - firstInChunk);
+    const int firstRow = chunk * rowsPerChunk + firstInChunk;
+    for (int firstSlot = 0; firstSlot < numChunks; firstSlot += kMaxSlots) {
+      const int numSlots = std::min(kMaxSlots, numChunks - firstSlot);
+      VecComplex results[kMaxSlots][kRowBlock];
 
-    for (int firstSlot = 0; firstSlot < numChunks; firstSlot += kSlotBlock) {
-      const int numSlots = std::min(kSlotBlock, numChunks - firstSlot);
-      const int len = std::max(0, numIRBlocks - 1 - skip - firstSlot);
-      const int first = wrapped(newest - len + 1, ringLen);
-      RowSums sums[kSlotBlock] = {};
-      slideRing(sums, numSlots, histRow, ringLen, first, tail, len);
-
+      for (int r = 0; r < numBlockRows; ++r) {
+        const int row = firstRow + r;
+        const bool upperBand = 2 * (firstInChunk + r) >= rowsPerChunk;
+        const int skip = upperBand ? std::max(state->hfSkipBlocks, 0) : 0;
+        const int len = std::max(0, numIRBlocks - 1 - skip - firstSlot);
+        const int first = wrapped(newest - len + 1, ringLen);
+        VecComplex const* const tail =
+            parts + row * state->rowPitch + (ringLen - numIRBlocks) + skip;
+        RowSums sums[kMaxSlots] = {};
+        sumSlots(kernels, sums, numSlots, hist + row * state->rowPitch, ringLen, first,
+                 tail, len, 0);
+        for (int k = 0; k < numSlots; ++k) {
+          results[k][r] = ulmar::rowResult(sums[k]);
+          if (row == 0) ulmar::setPackedLane(sums[k], results[k][r]);
+        }
+      }
       for (int k = 0; k < numSlots; ++k) {
         const int slot = (nextSlot - firstSlot - k) & (numChunks - 1);
-        VecComplex& target = acc[slot * state->numRows + row];
-        target = ulmar::rowResult(sums[k]);
-        if (row == 0) ulmar::packedResult(sums[k], target);
+        std::copy_n(results[k], numBlockRows, acc + slot * state->numRows + firstRow);
       }
     }
   }
@@ -124,6 +110,7 @@ void ConvRT::runMidLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc)
   const int segPhase = state->segPhase;
   const int chunkPhase = state->chunkPhase;
   const int nextSlot = chunkPhase * numSegments + segPhase;
+  const RowKernels& kernels = ulmar::rowKernels();
   const auto slotRow = [&](int k, int row) -> VecComplex& {
     return acc[((nextSlot - k) & (numChunks - 1)) * state->numRows + row];
   };
@@ -146,20 +133,20 @@ void ConvRT::runMidLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc)
     for (int row = firstRow; row < firstRow + state->rowsPerChunk; ++row) {
       VecComplex const* const histRow = hist + row * state->rowPitch;
       VecComplex const* const partsRow = parts + row * state->rowPitch;
-      for (int firstSlot = 0; firstSlot < numSegments; firstSlot += kSlotBlock) {
-        const int numSlots = std::min(kSlotBlock, numSegments - firstSlot);
-        RowSums sums[kSlotBlock] = {};
-        slideParts(sums, numSlots, histRow, ringLen, first,
-                   partsRow + (ringLen - len - 1 - firstSlot), len);
+      for (int firstSlot = 0; firstSlot < numSegments; firstSlot += kMaxSlots) {
+        const int numSlots = std::min(kMaxSlots, numSegments - firstSlot);
+        RowSums sums[kMaxSlots];
+        std::fill_n(sums, numSlots, RowSums{});
+        sumSlots(kernels, sums, numSlots, histRow, ringLen, first,
+                 partsRow + (ringLen - len - 1 - firstSlot), len, numSlots);
 
         for (int k = 0; k < numSlots; ++k) {
-          const RowSums& slotSums = sums[numSlots - 1 - k];
           VecComplex& target = slotRow(firstSlot + k, row);
-          ulmar::addTo(target, ulmar::rowResult(slotSums));
+          ulmar::addTo(target, ulmar::rowResult(sums[k]));
           if (row == 0) {
             float const* const saved = dcSave + 2 * (firstSlot + k);
-            target.re[0] = saved[0] + slotSums.direct.re[0];
-            target.im[0] = saved[1] + slotSums.direct.im[0];
+            target.re[0] = saved[0] + sums[k].direct.re[0];
+            target.im[0] = saved[1] + sums[k].direct.im[0];
           }
         }
       }

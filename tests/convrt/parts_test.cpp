@@ -4,7 +4,6 @@
 
 #include <cstring>
 
-#include "convrt/row_kernels.h"
 #include "tests/convrt/engine.h"
 #include "tests/support/random.h"
 
@@ -103,57 +102,6 @@ TEST(ConvRTimpResp, CutsTheResponseIntoItsColumns) {
         ASSERT_EQ(std::memcmp(set.as<VecComplex>() + row * s.rowPitch + s.ringLen,
                               &untouched, sizeof untouched),
                   0);
-      }
-    }
-  }
-}
-
-// A slot's sums by their definition, one lane at a time.
-RowSums plainSums(RowSums sums, VecComplex const* x, VecComplex const* h, int len) {
-  for (int lane = 0; lane < 4; ++lane) {
-    for (int i = 0; i < len; ++i) {
-      sums.direct.re[lane] += x[i].re[lane] * h[i].re[lane];
-      sums.direct.im[lane] += x[i].im[lane] * h[i].im[lane];
-      sums.cross.re[lane] += x[i].re[lane] * h[i].im[lane];
-      sums.cross.im[lane] += x[i].im[lane] * h[i].re[lane];
-    }
-  }
-  return sums;
-}
-
-// All operands end at inaccessible pages: nothing beyond the last pair may be read, and
-// no sums beyond the last slot written.
-TEST(RowKernels, SlideAlongTheRow) {
-  constexpr int kMaxSlots = 17;
-  Random random(32);
-  const auto lengths = {0, 1, 2, 3, 4, 5, 7, 8, 15, 16, 17, 31, 64, 187};
-  for (const int len : lengths) {
-    for (int numSlots = 1; numSlots <= kMaxSlots; ++numSlots) {
-      for (const int shrink : {0, 1}) {
-        SCOPED_TRACE(testing::Message() << "length " << len << ", " << numSlots
-                                        << " slots, shrink " << shrink << ", seed 32");
-        const auto fill = [&](const Guarded& memory) {
-          auto* const values = memory.as<float>();
-          for (std::size_t n = 0; n < memory.size() / sizeof(float); ++n) {
-            values[n] = random.sample();
-          }
-        };
-        const int slidingLen = shrink == 1 ? len : len + (len > 0 ? numSlots - 1 : 0);
-        Guarded sliding(static_cast<std::size_t>(slidingLen) * sizeof(VecComplex));
-        Guarded fixed(static_cast<std::size_t>(len) * sizeof(VecComplex));
-        Guarded sums(static_cast<std::size_t>(numSlots) * sizeof(RowSums));
-        fill(sliding);
-        fill(fixed);
-        fill(sums);
-        std::vector<RowSums> expected;
-        for (int k = 0; k < numSlots; ++k) {
-          expected.push_back(plainSums(sums.as<RowSums>()[k],
-                                       sliding.as<VecComplex>() + k,
-                                       fixed.as<VecComplex>(), len - shrink * k));
-        }
-        slideSums(sums.as<RowSums>(), numSlots, sliding.as<VecComplex>(),
-                  fixed.as<VecComplex>(), len, shrink);
-        ASSERT_EQ(std::memcmp(sums.as(), expected.data(), sums.size()), 0);
       }
     }
   }
