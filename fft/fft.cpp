@@ -16,6 +16,52 @@ void zeroExtend(Sample const* in, int count, double* out, int numPoints) {
   std::fill(out + numSamples, out + numPoints, 0.0);
 }
 
+// Passes are fused two by two; the last two or three are one kernel's.
+constexpr int kMostLastPasses = 3;
+
+int lastPasses(int numPasses) { return 2 + numPasses % 2; }
+
+// Up to this size a transform stays in the first-level cache from pass to pass; larger
+// ones are finished quarter by quarter.
+constexpr int kLog2CachePoints = 10;
+
+void forwardPasses(const ulmar::FftKernels& kernels, cmplxFFT const* in, cmplxFFT* out,
+                   cmplxFFT const* twiddles, int numPasses, int stride) {
+  const int numPoints = 1 << numPasses;
+  int groups = 1;
+  for (; numPasses > kMostLastPasses; numPasses -= 2) {
+    kernels.forwardPair(in, out, twiddles, groups, numPoints / (4 * groups), stride);
+    in = out;
+    stride *= 4;
+    if (numPasses > kLog2CachePoints) {
+      for (int k = 0; k < numPoints; k += numPoints / 4) {
+        forwardPasses(kernels, out + k, out + k, twiddles, numPasses - 2, stride);
+      }
+      return;
+    }
+    groups *= 4;
+  }
+  kernels.forwardLast(in, out, twiddles, numPoints, numPasses, stride);
+}
+
+// All inverse passes but the last two or three.
+void inversePairs(const ulmar::FftKernels& kernels, cmplxFFT* data,
+                  cmplxFFT const* twiddles, int numPasses, int stride) {
+  const int numPoints = 1 << numPasses;
+  int groups = 1;
+  for (; numPasses > kMostLastPasses; numPasses -= 2) {
+    kernels.inversePair(data, twiddles, groups, numPoints / (4 * groups), stride);
+    stride *= 4;
+    if (numPasses > kLog2CachePoints) {
+      for (int k = 0; k < numPoints; k += numPoints / 4) {
+        inversePairs(kernels, data + k, twiddles, numPasses - 2, stride);
+      }
+      return;
+    }
+    groups *= 4;
+  }
+}
+
 }  // namespace
 
 FFT::FFT(int size, char* twiddles, char* bitRev, char* work)
@@ -43,36 +89,37 @@ void FFT::realfft(double scale, double const* in, cmplxFFT* out, cmplxFFT* work)
   // The complex transform only reads its input.
   auto* const pairs = reinterpret_cast<cmplxFFT*>(const_cast<double*>(in));
   cmplxfft(pairs, work, log2Size - 1);
-  ulmar::splitReal(scale, work, out, twiddleTab, bitRevTab, fftSize / 2);
+  const int half = fftSize / 2;
+  ulmar::fftKernels(half).splitReal(scale, work, out, twiddleTab, bitRevTab, half);
 }
 
 void FFT::cmplxfft(cmplxFFT* in, cmplxFFT* out, int log2N) {
   const int numPoints = 1 << log2N;
+  const ulmar::FftKernels& kernels = ulmar::fftKernels(numPoints);
   // The table of the full size serves the half-size transform through every second
   // entry.
   const int stride = log2N == log2Size ? 1 : 2;
-  ulmar::forwardPass(in, out, twiddleTab, 1, numPoints / 2, stride);
-  for (int groups = 2; groups < numPoints / 2; groups *= 2) {
-    ulmar::forwardPass(out, out, twiddleTab, groups, numPoints / (2 * groups),
-                       groups * stride);
-  }
-  ulmar::lastForwardPass(out, numPoints);
+  forwardPasses(kernels, in, out, twiddleTab, log2N, stride);
 }
 
 void FFT::realifft(double scale, cmplxFFT* spectrum, double* out) {
-  for (int groups = 1; groups < fftSize / 2; groups *= 2) {
-    ulmar::inversePass(spectrum, twiddleTab, groups, fftSize / (2 * groups), groups);
-  }
-  ulmar::lastInversePass(spectrum, out, bitRevTab, scale / fftSize, fftSize);
+  const ulmar::FftKernels& kernels = ulmar::fftKernels(fftSize);
+  inversePairs(kernels, spectrum, twiddleTab, log2Size, 1);
+  kernels.inverseLast(spectrum, out, twiddleTab, bitRevTab, scale / fftSize, fftSize,
+                      lastPasses(log2Size));
 }
 
 void FFT::crifft(cmplxFFT* spectrum) {
-  const int half = fftSize / 2;
-  workBuf[0] = {spectrum[0].re, 0.0};
-  workBuf[half] = {spectrum[0].im, 0.0};
-  for (int k = 1; k < half; ++k) {
-    workBuf[k] = spectrum[k];
-    workBuf[fftSize - k] = {spectrum[k].re, -spectrum[k].im};
+  const ulmar::FftKernels& kernels = ulmar::fftKernels(fftSize);
+  if (log2Size > kMostLastPasses) {
+    kernels.inverseFirst(spectrum, workBuf, twiddleTab, fftSize);
+    const int quarter = fftSize / 4;
+    for (int k = 0; k < fftSize; k += quarter) {
+      inversePairs(kernels, workBuf + k, twiddleTab, log2Size - 2, 4);
+    }
+  } else {
+    ulmar::unpackSpectrum(spectrum, workBuf, fftSize);
   }
-  realifft(1.0, workBuf, reinterpret_cast<double*>(spectrum));
+  kernels.inverseLast(workBuf, reinterpret_cast<double*>(spectrum), twiddleTab,
+                      bitRevTab, 1.0 / fftSize, fftSize, lastPasses(log2Size));
 }

@@ -1,4 +1,4 @@
-// Scalar passes: the reference for every other body.
+// Scalar passes: the reference for every other body. And the choice among them.
 #include "fft/fft_kernels.h"
 
 namespace ulmar {
@@ -18,40 +18,38 @@ cmplxFFT timesConjugate(cmplxFFT d, cmplxFFT w) noexcept {
   return {w.re * d.re + w.im * d.im, w.re * d.im - w.im * d.re};
 }
 
-}  // namespace
-
-void forwardPass(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
-                 int groups, int span, int stride) noexcept {
+template <typename Product>
+void butterflyPass(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
+                   int groups, int span, int stride, Product product) noexcept {
   for (int group = 0; group < groups; ++group) {
     const int base = 2 * span * group;
     for (int i = 0; i < span; ++i) {
       const cmplxFFT a = in[base + i];
       const cmplxFFT b = in[base + i + span];
       out[base + i] = sum(a, b);
-      out[base + i + span] = times(difference(a, b), twiddles[i * stride]);
+      out[base + i + span] = product(difference(a, b), twiddles[i * stride]);
     }
   }
 }
 
-void inversePass(cmplxFFT* data, cmplxFFT const* twiddles, int groups, int span,
-                 int stride) noexcept {
-  for (int group = 0; group < groups; ++group) {
-    const int base = 2 * span * group;
-    for (int i = 0; i < span; ++i) {
-      const cmplxFFT a = data[base + i];
-      const cmplxFFT b = data[base + i + span];
-      data[base + i] = sum(a, b);
-      data[base + i + span] = timesConjugate(difference(a, b), twiddles[i * stride]);
-    }
-  }
+void forwardPair(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
+                 int groups, int q, int stride) noexcept {
+  butterflyPass(in, out, twiddles, groups, 2 * q, stride, times);
+  butterflyPass(out, out, twiddles, 2 * groups, q, 2 * stride, times);
 }
 
-void lastForwardPass(cmplxFFT* data, int numPoints) noexcept {
+void forwardLast(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
+                 int numPoints, int numPasses, int stride) noexcept {
+  for (int span = 1 << (numPasses - 1); span > 1; span /= 2) {
+    butterflyPass(in, out, twiddles, numPoints / (2 * span), span, stride, times);
+    in = out;
+    stride *= 2;
+  }
   for (int k = 0; k < numPoints; k += 2) {
-    const cmplxFFT a = data[k];
-    const cmplxFFT b = data[k + 1];
-    data[k] = sum(a, b);
-    data[k + 1] = difference(a, b);
+    const cmplxFFT a = out[k];
+    const cmplxFFT b = out[k + 1];
+    out[k] = sum(a, b);
+    out[k + 1] = difference(a, b);
   }
 }
 
@@ -70,15 +68,61 @@ void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* t
   }
 }
 
-void lastInversePass(cmplxFFT* data, double* out, HostLong const* bitRev, double factor,
-                     int numPoints) noexcept {
+void inverseFirst(cmplxFFT const* packed, cmplxFFT* out, cmplxFFT const* twiddles,
+                  int numPoints) noexcept {
+  unpackSpectrum(packed, out, numPoints);
+  butterflyPass(out, out, twiddles, 1, numPoints / 2, 1, timesConjugate);
+  butterflyPass(out, out, twiddles, 2, numPoints / 4, 2, timesConjugate);
+}
+
+void inversePair(cmplxFFT* data, cmplxFFT const* twiddles, int groups, int q,
+                 int stride) noexcept {
+  butterflyPass(data, data, twiddles, groups, 2 * q, stride, timesConjugate);
+  butterflyPass(data, data, twiddles, 2 * groups, q, 2 * stride, timesConjugate);
+}
+
+void inverseLast(cmplxFFT* data, double* out, cmplxFFT const* twiddles,
+                 HostLong const* bitRev, double factor, int numPoints,
+                 int numPasses) noexcept {
+  int stride = numPoints >> numPasses;
+  for (int span = 1 << (numPasses - 1); span > 1; span /= 2) {
+    butterflyPass(data, data, twiddles, numPoints / (2 * span), span, stride,
+                  timesConjugate);
+    stride *= 2;
+  }
   for (int k = 0; k < numPoints; k += 2) {
     const double a = data[k].re;
     const double b = data[k + 1].re;
-    data[k].re = a + b;
-    data[k + 1].re = a - b;
+    out[bitRev[k]] = (a + b) * factor;
+    out[bitRev[k + 1]] = (a - b) * factor;
   }
-  for (int k = 0; k < numPoints; ++k) out[bitRev[k]] = data[k].re * factor;
+}
+
+}  // namespace
+
+constinit const FftKernels kFftScalar = {forwardPair,  forwardLast, splitReal,
+                                         inverseFirst, inversePair, inverseLast};
+
+void unpackSpectrum(cmplxFFT const* packed, cmplxFFT* full, int numPoints) noexcept {
+  const int half = numPoints / 2;
+  full[0] = {packed[0].re, 0.0};
+  full[half] = {packed[0].im, 0.0};
+  for (int k = 1; k < half; ++k) {
+    full[k] = packed[k];
+    full[numPoints - k] = {packed[k].re, -packed[k].im};
+  }
+}
+
+const FftKernels& fftKernelsFor(Isa isa) noexcept {
+  switch (isa) {
+    case Isa::avx:
+      return kFftAvx;
+    case Isa::sse2:
+      return kFftSse2;
+    case Isa::scalar:
+      break;
+  }
+  return kFftScalar;
 }
 
 }  // namespace ulmar

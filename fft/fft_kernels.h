@@ -1,36 +1,72 @@
 // The passes of the engine's transforms: radix 2, decimation in frequency
-// (Gentleman & Sande 1966). Every butterfly is
-//   a' = a + b,   b' = (a - b) w
-// with w = e^(-2 pi i k / n) forward and its conjugate inverse, in double precision and
-// without contraction; a body may reorder butterflies but not what happens in one.
+// (Gentleman & Sande 1966). A pass of span h works on groups of 2h values; its
+// butterfly i, between elements i and i + h of a group, is
+//   a' = a + b,   b' = (a - b) w_i
+// with w_i = twiddles[i stride] forward and its conjugate inverse, and
+//   d w = (wr dr - wi di, wi dr + wr di),   d conj(w) = (wr dr + wi di, wr di - wi dr),
+// in double precision and without contraction. Two or three passes are fused into one
+// walk over memory; a body may take butterflies in any order, but what happens in one,
+// and so every bit, is the same. Only the payload of a NaN may differ.
 #pragma once
 
 #include "base/host_long.h"
+#include "base/isa.h"
 #include "fft/fft.h"
 
 namespace ulmar {
 
-/// One pass over `groups` groups of 2 `span` values each, from `in` to `out` (which may
-/// be one array). Butterfly i of a group takes twiddle i * stride.
-void forwardPass(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
-                 int groups, int span, int stride) noexcept;
+/// One body. Spectra and tables have the alignment of a double. `in` and `out` are one
+/// array or do not overlap.
+struct FftKernels {
+  /// Passes of span 2q with `stride` and of span q with 2 stride, over `groups` groups
+  /// of 4q.
+  void (*forwardPair)(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
+                      int groups, int q, int stride) noexcept;
 
-/// The same in place with the conjugate twiddles.
-void inversePass(cmplxFFT* data, cmplxFFT const* twiddles, int groups, int span,
-                 int stride) noexcept;
+  /// The last numPasses (2 or 3) forward passes, spans (4,) 2 and 1, the first of them
+  /// with `stride`. That of span 1 has no twiddle.
+  void (*forwardLast)(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
+                      int numPoints, int numPasses, int stride) noexcept;
 
-/// The last forward pass: span 1, whose twiddle is 1, in place over numPoints values.
-void lastForwardPass(cmplxFFT* data, int numPoints) noexcept;
+  /// Splits the half-size transform z of a real signal, z[j] = x[2j] + i x[2j + 1],
+  /// into the packed half spectrum of x: out[k] = scale X[k]. z stands in bit-reversed
+  /// order; bitRev is the table of the full size n = 2 half.
+  void (*splitReal)(double scale, cmplxFFT const* z, cmplxFFT* out,
+                    cmplxFFT const* twiddles, HostLong const* bitRev,
+                    int half) noexcept;
 
-/// Splits the half-size transform z of a real signal, z[j] = x[2j] + i x[2j + 1], into
-/// the packed half spectrum of x: out[k] = scale X[k]. z stands in bit-reversed order;
-/// bitRev is the table of the full size n = 2 half.
-void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* twiddles,
-               HostLong const* bitRev, int half) noexcept;
+  /// The first two inverse passes, spans n/2 and n/4, of the full spectrum behind a
+  /// packed one of n/2 values, to `out`. n = numPoints >= 16.
+  void (*inverseFirst)(cmplxFFT const* packed, cmplxFFT* out, cmplxFFT const* twiddles,
+                       int numPoints) noexcept;
 
-/// The inverse's last pass and its way back to natural order: real parts only, scaled.
-/// Leaves the sums in data's real parts.
-void lastInversePass(cmplxFFT* data, double* out, HostLong const* bitRev, double factor,
-                     int numPoints) noexcept;
+  /// forwardPair with conjugate twiddles, in place.
+  void (*inversePair)(cmplxFFT* data, cmplxFFT const* twiddles, int groups, int q,
+                      int stride) noexcept;
+
+  /// The last numPasses (2 or 3) inverse passes and the way back to natural order: real
+  /// parts only, out[bitRev[k]] = factor Re data[k]. May leave anything in data.
+  void (*inverseLast)(cmplxFFT* data, double* out, cmplxFFT const* twiddles,
+                      HostLong const* bitRev, double factor, int numPoints,
+                      int numPasses) noexcept;
+};
+
+extern const FftKernels kFftScalar;
+extern const FftKernels kFftSse2;
+extern const FftKernels kFftAvx;
+
+/// Writes the numPoints values of the full, conjugate symmetric spectrum.
+void unpackSpectrum(cmplxFFT const* packed, cmplxFFT* full, int numPoints) noexcept;
+
+/// Fewest points of a complex transform that the vector bodies take.
+inline constexpr int kMinVectorPoints = 32;
+
+const FftKernels& fftKernelsFor(Isa isa) noexcept;
+
+/// The body for this processor and a complex transform of numPoints. Ask once per
+/// transform.
+inline const FftKernels& fftKernels(int numPoints) noexcept {
+  return fftKernelsFor(numPoints < kMinVectorPoints ? Isa::scalar : bestIsa());
+}
 
 }  // namespace ulmar
