@@ -1,17 +1,15 @@
 #include "decoder/five_speaker.h"
 
+#include <algorithm>
+
 #include "base/constants.h"
+#include "decoder/all_pass.h"
 
 namespace ulmar {
 namespace {
 
 // Output order.
 enum Feed { kLeft, kCentre, kRight, kLeftSurround, kRightSurround };
-
-/// One band's signals.
-struct Band {
-  double w, x, y;
-};
 
 /// Gains of W, X and Y in a pair of feeds that mirror each other in the sign of Y.
 struct PairGains {
@@ -37,57 +35,105 @@ constexpr Matrix kHighBand = {
     .centreX = 0.37228,
 };
 
-/// One band's contribution to the five feeds, in output order.
-struct Feeds {
-  double feed[5];
+/// A run of W, X and Y.
+struct Signals {
+  double w[kMaxDecodeRun];
+  double x[kMaxDecodeRun];
+  double y[kMaxDecodeRun];
 };
 
-Feeds decodeBand(const Matrix& matrix, const Band& band) noexcept {
-  const auto& [front, surround, centreW, centreX] = matrix;
-  const double e = front.w * band.w + front.x * band.x;
-  const double g = surround.w * band.w + surround.x * band.x;
-  Feeds feeds;
-  feeds.feed[kLeft] = e + front.y * band.y;
-  feeds.feed[kRight] = e - front.y * band.y;
-  feeds.feed[kLeftSurround] = g + surround.y * band.y;
-  feeds.feed[kRightSurround] = g - surround.y * band.y;
-  feeds.feed[kCentre] = centreW * band.w + centreX * band.x;
-  return feeds;
+void passChannels(double const* const* chanBufs, HostLong pos, int count,
+                  double* const* feeds, double centreGain) noexcept {
+  std::copy_n(chanBufs[0] + pos, count, feeds[kLeft]);
+  std::copy_n(chanBufs[1] + pos, count, feeds[kRight]);
+  std::copy_n(chanBufs[2] + pos, count, feeds[kLeftSurround]);
+  std::copy_n(chanBufs[3] + pos, count, feeds[kRightSurround]);
+  for (int i = 0; i < count; ++i) feeds[kCentre][i] = centreGain * chanBufs[4][pos + i];
+}
+
+void takeSignals(double const* const* chanBufs, HostLong pos, int count, bool plainXY,
+                 double yGain, Signals& signals) noexcept {
+  std::copy_n(chanBufs[0] + pos, count, signals.w);
+  for (int i = 0; i < count; ++i) {
+    const double x = chanBufs[1][pos + i];
+    const double y = yGain * chanBufs[2][pos + i];
+    signals.x[i] = plainXY ? x : (x + y) * kOverSqrt2;
+    signals.y[i] = plainXY ? y : (x - y) * kOverSqrt2;
+  }
+}
+
+// Splits the signals in place: the low bands take their place, the high bands go to
+// `high`. The three crossovers advance side by side, since each waits for its own last
+// result.
+void splitBands(Signals& signals, Signals& high, int count,
+                const cApXOverCfs<float>& xoverCfs,
+                sApXOverSts<float>* xoverSts) noexcept {
+  BandSplitter w(xoverCfs, xoverSts[0]);
+  BandSplitter x(xoverCfs, xoverSts[1]);
+  BandSplitter y(xoverCfs, xoverSts[2]);
+  for (int i = 0; i < count; ++i) {
+    const auto bandsW = w.split(signals.w[i]);
+    const auto bandsX = x.split(signals.x[i]);
+    const auto bandsY = y.split(signals.y[i]);
+    signals.w[i] = bandsW.low;
+    signals.x[i] = bandsX.low;
+    signals.y[i] = bandsY.low;
+    high.w[i] = bandsW.high;
+    high.x[i] = bandsX.high;
+    high.y[i] = bandsY.high;
+  }
+  xoverSts[0] = w.state();
+  xoverSts[1] = x.state();
+  xoverSts[2] = y.state();
+}
+
+// One frame of a mirrored pair: the feeds with + and - Y.
+struct PairValue {
+  double plus, minus;
+};
+
+PairValue decodePair(const PairGains& gains, const Signals& band, int i) noexcept {
+  const double shared = gains.w * band.w[i] + gains.x * band.x[i];
+  const double side = gains.y * band.y[i];
+  return {shared + side, shared - side};
+}
+
+void decodeBands(const Signals& low, const Signals& high, int count,
+                 double* const* feeds) noexcept {
+  const auto decodeTo = [&](double* plus, double* minus, const PairGains& lowGains,
+                            const PairGains& highGains) {
+    for (int i = 0; i < count; ++i) {
+      const PairValue below = decodePair(lowGains, low, i);
+      const PairValue above = decodePair(highGains, high, i);
+      plus[i] = below.plus + above.plus;
+      minus[i] = below.minus + above.minus;
+    }
+  };
+  decodeTo(feeds[kLeft], feeds[kRight], kLowBand.front, kHighBand.front);
+  decodeTo(feeds[kLeftSurround], feeds[kRightSurround], kLowBand.surround,
+           kHighBand.surround);
+  for (int i = 0; i < count; ++i) {
+    feeds[kCentre][i] = (kLowBand.centreW * low.w[i] + kLowBand.centreX * low.x[i]) +
+                        (kHighBand.centreW * high.w[i] + kHighBand.centreX * high.x[i]);
+  }
 }
 
 }  // namespace
 
-void decodeFiveSpeakers(double const* const* chanBufs, HostLong pos, double* outFrame,
-                        float centreGain, cApXOverCfs<float>* xoverCfs,
+void decodeFiveSpeakers(double const* const* chanBufs, HostLong pos, int count,
+                        double* const* feeds, float centreGain,
+                        const cApXOverCfs<float>& xoverCfs,
                         sApXOverSts<float>* xoverSts, bool plainXY, bool passThrough,
                         float yGain) noexcept {
   if (passThrough) {
-    outFrame[kLeft] = chanBufs[0][pos];
-    outFrame[kRight] = chanBufs[1][pos];
-    outFrame[kLeftSurround] = chanBufs[2][pos];
-    outFrame[kRightSurround] = chanBufs[3][pos];
-    outFrame[kCentre] = double{centreGain} * chanBufs[4][pos];
+    passChannels(chanBufs, pos, count, feeds, double{centreGain});
     return;
   }
-
-  const double w = chanBufs[0][pos];
-  double x = chanBufs[1][pos];
-  double y = double{yGain} * chanBufs[2][pos];
-  if (!plainXY) {
-    const double sum = (x + y) * kOverSqrt2;
-    y = (x - y) * kOverSqrt2;
-    x = sum;
-  }
-
-  Band low;
-  Band high;
-  APSplit(w, &low.w, &high.w, xoverCfs, &xoverSts[0]);
-  APSplit(x, &low.x, &high.x, xoverCfs, &xoverSts[1]);
-  APSplit(y, &low.y, &high.y, xoverCfs, &xoverSts[2]);
-
-  const Feeds lowFeeds = decodeBand(kLowBand, low);
-  const Feeds highFeeds = decodeBand(kHighBand, high);
-  for (int j = 0; j < 5; ++j) outFrame[j] = lowFeeds.feed[j] + highFeeds.feed[j];
+  Signals signals;
+  Signals high;
+  takeSignals(chanBufs, pos, count, plainXY, double{yGain}, signals);
+  splitBands(signals, high, count, xoverCfs, xoverSts);
+  decodeBands(signals, high, count, feeds);
 }
 
 }  // namespace ulmar

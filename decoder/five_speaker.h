@@ -13,16 +13,21 @@
 
 namespace ulmar {
 
-/// Writes outFrame[0 ... 4] from the five engine channels at `pos`, which are only
-/// read. passThrough: the channels are left front, right front, left surround, right
+/// Most frames of one call.
+inline constexpr int kMaxDecodeRun = 128;
+
+/// Writes `count` frames of each of feeds[0 ... 4] from the five engine channels at
+/// `pos` and on, which are only read. count is 1 to kMaxDecodeRun; the feeds overlap
+/// nothing. passThrough: the channels are left front, right front, left surround, right
 /// surround and
 ///   centre, the last under centreGain; xoverSts stays as it is.
 /// Otherwise: channels 0, 1, 2 are W, X and yGain Y; without plainXY, X and Y are
 /// formed as
 ///   the sum and the difference of channels 1 and 2 over sqrt 2. The three states in
-///   xoverSts, of W, X and Y, advance by one sample.
-void decodeFiveSpeakers(double const* const* chanBufs, HostLong pos, double* outFrame,
-                        float centreGain, cApXOverCfs<float>* xoverCfs,
+///   xoverSts, of W, X and Y, advance by count samples.
+void decodeFiveSpeakers(double const* const* chanBufs, HostLong pos, int count,
+                        double* const* feeds, float centreGain,
+                        const cApXOverCfs<float>& xoverCfs,
                         sApXOverSts<float>* xoverSts, bool plainXY, bool passThrough,
                         float yGain) noexcept;
 

@@ -1,8 +1,5 @@
 #include "process/Ulmar_Process.h"
 
-#include <algorithm>
-#include <array>
-
 #include "base/align.h"
 #include "decoder/five_speaker.h"
 #include "process/call_values.h"
@@ -23,8 +20,26 @@ void passBoundary(CallValues<In, Out>& call) noexcept {
   for (int k = 0; k < In; ++k) call.inBlk[k][0] += double{kBoundaryOffset};
   call.blockPos = 0;
   if (call.params.irLen > 0) {
-    runEngineCycle(call.params, call.state, call.ext, call.inBlk.data(),
-                   call.outBlk.data());
+    runEngineCycle(call.params, call.state, call.ext, call.inBlk, call.outBlk);
+  }
+}
+
+// The engine's output of a run, mapped to the outputs, and on to the host.
+template <int In, int Out>
+void playRun(CallValues<In, Out>& call, int run) noexcept {
+  if constexpr (Out == 5) {
+    double feeds[5][kMaxRun];
+    double* const rows[5] = {feeds[0], feeds[1], feeds[2], feeds[3], feeds[4]};
+    decodeFiveSpeakers(call.outBlk, call.blockPos, run, rows, call.centreGain,
+                       call.params.xoverCfs, call.state.xoverSts,
+                       call.params.perOutputIR == 0, call.params.passThrough != 0,
+                       call.yGain);
+    delayRear(call, rows, run);
+    emitOutput(call, rows, run);
+  } else {
+    double const* wet[Out];
+    for (int j = 0; j < Out; ++j) wet[j] = call.outBlk[j] + call.blockPos;
+    emitOutput(call, wet, run);
   }
 }
 
@@ -43,19 +58,18 @@ void ProcessType<Sample, In, Out>::UlmarProcess(OstinSoundBuf* inBufs,
                                                 ulmar::HostLong numSamples,
                                                 char* paramBytes, char* stateBytes,
                                                 ExternStruct* ext) {
-  auto& params = *ulmar::asRecords<ParamStruct>(paramBytes);
+  const auto& params = *ulmar::asRecords<ParamStruct>(paramBytes);
   auto& state = *ulmar::asRecords<StateStruct>(stateBytes);
-  ulmar::CallValues<In, Out> call(inBufs, outBufs, params, state, *ext);
+  ulmar::CallValues<In, Out> call(inBufs, outBufs, params, state, *ext, numSamples);
 
-  for (ulmar::HostLong i = 0; i < numSamples; ++i) {
-    ulmar::captureInput(call);
-    std::array<double, ulmar::kMaxChannels> frame;
-    Decoder(call.outBlk.data(), call.blockPos, frame.data(), call.centreGain,
-            &params.xoverCfs, state.xoverSts, params.perOutputIR == 0,
-            params.passThrough != 0, call.yGain);
-    ulmar::emitOutput(call, frame);
-    ulmar::conditionInput(call);
-    if (++call.blockPos >= params.blockLen) ulmar::passBoundary(call);
+  for (ulmar::HostLong left = numSamples; left > 0;) {
+    const int run = call.runLength(left);
+    ulmar::captureInput(call, run);
+    ulmar::playRun(call, run);
+    ulmar::conditionInput(call, run);
+    call.blockPos += run;
+    if (call.blockPos >= params.blockLen) ulmar::passBoundary(call);
+    left -= run;
   }
 
   call.storePositions();
@@ -68,7 +82,9 @@ void ProcessType<Sample, In, Out>::Decoder(
     [[maybe_unused]] sApXOverSts<float>* xoverSts, [[maybe_unused]] bool plainXY,
     [[maybe_unused]] bool passThrough, [[maybe_unused]] float yGain) {
   if constexpr (Out == 5) {
-    ulmar::decodeFiveSpeakers(chanBufs, pos, outFrame, centreGain, xoverCfs, xoverSts,
+    double* const feeds[5] = {outFrame, outFrame + 1, outFrame + 2, outFrame + 3,
+                              outFrame + 4};
+    ulmar::decodeFiveSpeakers(chanBufs, pos, 1, feeds, centreGain, *xoverCfs, xoverSts,
                               plainXY, passThrough, yGain);
   } else {
     for (int j = 0; j < Out; ++j) outFrame[j] = chanBufs[j][pos];

@@ -2,7 +2,7 @@
 // delayed dry signal, metering, clamp, store.
 #pragma once
 
-#include <array>
+#include <algorithm>
 #include <cmath>
 
 #include "process/call_values.h"
@@ -15,69 +15,85 @@ inline constexpr float kMinSample = -1.0F;
 
 inline constexpr int kNoDry = -1;
 
-/// Which dry ring feeds each output.
+/// The dry ring that feeds output j.
 template <int In, int Out>
-inline constexpr std::array<int, Out> kDryRouting = [] {
+constexpr int dryRouting(int j) noexcept {
   if constexpr (In == 1 && Out == 5) {
-    return std::array{kNoDry, 1, kNoDry, kNoDry, kNoDry};
+    return j == 1 ? 1 : kNoDry;
   } else if constexpr (In == 2 && Out == 5) {
-    return std::array{0, kNoDry, 2, kNoDry, kNoDry};
+    return j == 0 || j == 2 ? j : kNoDry;
   } else {
-    std::array<int, Out> straight{};
-    for (int j = 0; j < Out; ++j) straight[static_cast<std::size_t>(j)] = j;
-    return straight;
+    return j;
   }
-}();
-
-/// Delays outputs 3 and 4 by rearDelay samples through the rear rings, rounding them to
-/// single precision.
-template <int In>
-void delayRear(CallValues<In, 5>& call,
-               std::array<double, kMaxChannels>& frame) noexcept {
-  const int mask = 2 * call.params.dryRingLen - 1;
-  const int delayed = (call.rearPos + call.params.rearDelay) & mask;
-  for (int r = 0; r < 2; ++r) {
-    float* const ring = call.rearBuf[r];
-    ring[call.rearPos] = static_cast<float>(frame[3 + r]);
-    frame[3 + r] = double{ring[delayed]};
-  }
-  call.rearPos = (call.rearPos - 1) & mask;
 }
 
-/// The value of output j before the clamp; dryRead: position in the dry rings.
-template <int In, int Out>
-float mixed(const CallValues<In, Out>& call, int j, double wet, int dryRead) noexcept {
-  const int ring = kDryRouting<In, Out>[j];
-  if (call.params.irLen < 0) return 0.0F;
-  if (call.params.bypass != 0)
-    return ring == kNoDry ? 0.0F : call.dryBuf[ring][dryRead];
-  double sum = call.wetGain[j] * wet;
-  if (ring != kNoDry) {
-    sum += double{call.dryBuf[ring][dryRead]} * double{call.params.dryGain};
+/// Delays a run of outputs 3 and 4 in place by rearDelay samples through the rear
+/// rings, rounding them to single precision.
+template <int In>
+void delayRear(CallValues<In, 5>& call, double* const* feeds, int run) noexcept {
+  for (int r = 0; r < 2; ++r) {
+    float* const write = call.rearBuf[r] + call.rearPos;
+    float const* const read = call.rearBuf[r] + call.rearReadPos();
+    double* const feed = feeds[3 + r];
+    for (int i = 0; i < run; ++i) write[-i] = static_cast<float>(feed[i]);
+    for (int i = 0; i < run; ++i) feed[i] = double{read[-i]};
   }
-  return static_cast<float>(sum);
+  call.rearPos = (call.rearPos - run) & (2 * call.params.dryRingLen - 1);
+}
+
+/// A run of output j before the clamp, to `mix`.
+template <int In, int Out>
+void mixOutput(const CallValues<In, Out>& call, int j, double const* wet, int run,
+               float* mix) noexcept {
+  const int ring = dryRouting<In, Out>(j);
+  float const* const dry =
+      ring == kNoDry ? nullptr : call.dryBuf[ring] + call.dryReadPos();
+  const double wetGain = call.wetGain[j];
+  const double dryGain = double{call.params.dryGain};
+  if (call.params.irLen < 0 || (call.params.bypass != 0 && dry == nullptr)) {
+    std::fill_n(mix, run, 0.0F);
+  } else if (call.params.bypass != 0) {
+    for (int i = 0; i < run; ++i) mix[i] = dry[-i];
+  } else if (dry == nullptr) {
+    for (int i = 0; i < run; ++i) mix[i] = static_cast<float>(wetGain * wet[i]);
+  } else {
+    for (int i = 0; i < run; ++i) {
+      mix[i] = static_cast<float>(wetGain * wet[i] + double{dry[-i]} * dryGain);
+    }
+  }
+}
+
+/// The larger magnitude; not a number leaves the peak.
+inline float raisedPeak(float peak, float const* mix, int run) noexcept {
+  // Four peaks side by side: a maximum does not depend on the order.
+  float peaks[4] = {peak, peak, peak, peak};
+  const auto raise = [](float& p, float v) { p = std::fabs(v) > p ? std::fabs(v) : p; };
+  int i = 0;
+  for (; i + 4 <= run; i += 4) {
+    for (int lane = 0; lane < 4; ++lane) raise(peaks[lane], mix[i + lane]);
+  }
+  for (; i < run; ++i) raise(peaks[0], mix[i]);
+  for (const float p : peaks) raise(peak, p);
+  return peak;
 }
 
 /// Not a number becomes the least sample.
 inline float clamped(float v) noexcept {
-  if (v > kMaxSample) return kMaxSample;
-  return v > kMinSample ? v : kMinSample;
+  const float above = v > kMinSample ? v : kMinSample;
+  return above > kMaxSample ? kMaxSample : above;
 }
 
-/// frame: the decoder's result, Out values.
+/// Mixes, meters, clamps and stores a run of every output. wet: Out runs.
 template <int In, int Out>
-void emitOutput(CallValues<In, Out>& call,
-                std::array<double, kMaxChannels>& frame) noexcept {
-  if constexpr (Out == 5) delayRear(call, frame);
-  const int dryRead =
-      (call.dryPos + call.params.dryDelay) & (call.params.dryRingLen - 1);
+void emitOutput(CallValues<In, Out>& call, double const* const* wet, int run) noexcept {
+  float mix[kMaxRun];
   for (int j = 0; j < Out; ++j) {
-    const float v = mixed(call, j, frame[j], dryRead);
-    float& peak = call.state.peak[j];
-    if (std::fabs(v) > peak) peak = std::fabs(v);
-    *call.out[j].sample = clamped(v);
-    call.out[j].advance();
+    mixOutput(call, j, wet[j], run, mix);
+    call.state.peak[j] = raisedPeak(call.state.peak[j], mix, run);
+    const auto [sample, step] = call.out[j];
+    for (int i = 0; i < run; ++i) sample[i * step] = clamped(mix[i]);
   }
+  for (ChannelCursor& channel : call.out) channel.advance(run);
 }
 
 }  // namespace ulmar

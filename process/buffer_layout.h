@@ -1,0 +1,70 @@
+// Whether a call's buffers may be walked channel by channel over a run of frames. Frame
+// by frame, every sample of a frame is read before its outputs are written, and the
+// last output written to a place stays; a run gives the same result if no sample of one
+// channel shares its place with a sample of another frame of another channel.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+namespace ulmar {
+
+/// One channel's place in the host's buffer.
+struct ChannelCursor {
+  float* sample;
+  std::ptrdiff_t step;
+
+  void advance(int count) noexcept { sample += step * count; }
+};
+
+namespace layout {
+
+struct Range {
+  std::intptr_t first;
+  std::intptr_t end;
+};
+
+/// The bytes from a channel's lowest to its highest sample of numFrames.
+inline Range bytesOf(const ChannelCursor& channel, std::ptrdiff_t numFrames) noexcept {
+  const auto start = reinterpret_cast<std::intptr_t>(channel.sample);
+  const std::intptr_t span =
+      channel.step * (numFrames - 1) * static_cast<std::intptr_t>(sizeof(float));
+  const auto size = static_cast<std::intptr_t>(sizeof(float));
+  return span < 0 ? Range{start + span, start + size}
+                  : Range{start, start + span + size};
+}
+
+}  // namespace layout
+
+/// True if samples of the two channels share a place in the same frame only, or never:
+/// channels of one interleaved buffer (or the same channel), or buffers apart.
+inline bool framesStayApart(const ChannelCursor& a, const ChannelCursor& b,
+                            std::ptrdiff_t numFrames) noexcept {
+  const layout::Range bytesA = layout::bytesOf(a, numFrames);
+  const layout::Range bytesB = layout::bytesOf(b, numFrames);
+  if (bytesA.end <= bytesB.first || bytesB.end <= bytesA.first) return true;
+  const std::intptr_t distance = reinterpret_cast<std::intptr_t>(a.sample) -
+                                 reinterpret_cast<std::intptr_t>(b.sample);
+  const auto sampleBytes = static_cast<std::intptr_t>(sizeof(float));
+  return a.step == b.step && distance % sampleBytes == 0 &&
+         std::abs(distance) < std::abs(a.step) * sampleBytes;
+}
+
+/// True for every pair of an input and an output and every pair of outputs.
+template <int In, int Out>
+bool runsKeepFrameOrder(const ChannelCursor (&ins)[In],
+                        const ChannelCursor (&outs)[Out],
+                        std::ptrdiff_t numFrames) noexcept {
+  for (int j = 0; j < Out; ++j) {
+    for (const ChannelCursor& in : ins) {
+      if (!framesStayApart(in, outs[j], numFrames)) return false;
+    }
+    for (int k = 0; k < j; ++k) {
+      if (!framesStayApart(outs[k], outs[j], numFrames)) return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace ulmar
