@@ -6,10 +6,9 @@
 #include "base/host_long.h"
 #include "spectral/complex.h"
 
-/// Builds both tables of a transform of fftSize points, a power of two:
-///   bitRevTab    fftSize entries, entry i is i with its low log2 fftSize bits
-///   reversed; twiddleTab   fftSize/2 entries e^(-2 pi i k / fftSize), each part
-///   rounded once.
+/// Builds both tables of a transform of fftSize points, a power of two.
+/// bitRevTab: fftSize entries, entry i is i with its low log2 fftSize bits reversed.
+/// twiddleTab: fftSize/2 entries e^(-2 pi i k / fftSize), each part rounded once.
 ULMAR_EXPORT void UpdateFFTTables(ulmar::HostLong* bitRevTab, cmplx* twiddleTab,
                                   ulmar::HostLong fftSize);
 
