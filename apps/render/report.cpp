@@ -94,8 +94,8 @@ std::string truncationText(const Plan& plan) {
 std::string engineText(const Plan& plan) {
   const ParamStruct& params = plan.params;
   std::ostringstream text;
-  text << plan.numPartitions << " blocks of " << params.blockLen << " frames, in "
-       << countText(params.numSegments, "segment") << " of "
+  text << countText(plan.numPartitions, "block") << " of " << params.blockLen
+       << " frames, in " << countText(params.numSegments, "segment") << " of "
        << countText(params.chunksPerSegment, "chunk") << ", " << plan.rowProducts
        << " row products per block" << truncationText(plan) << ", "
        << fixed(static_cast<double>(plan.memory) / (1 << 20), 1) << " MiB";
