@@ -73,7 +73,7 @@ inline float raisedPeak(float peak, float const* mix, int run) noexcept {
     for (int lane = 0; lane < 4; ++lane) raise(peaks[lane], mix[i + lane]);
   }
   for (; i < run; ++i) raise(peaks[0], mix[i]);
-  for (const float p : peaks) raise(peak, p);
+  for (const float p : peaks) peak = p > peak ? p : peak;
   return peak;
 }
 
