@@ -67,6 +67,8 @@ void addStream(Hash& hash, Random& random, int channels, bool hfTruncate) {
   for (const auto& signal : signals) hash.add(signal.data(), kFrames * sizeof(float));
   hash.add(&stream.state(), sizeof(StateStruct));
   for (const host::Area area : host::kAllAreas) {
+    if (area == host::Area::fftWork)
+      continue;  // scratch: bodies may leave what they like
     hash.add(areas[area], static_cast<std::size_t>(areas.sizes()[area]));
   }
 }
@@ -82,7 +84,7 @@ TEST(Cross, GivesTheSameBitsInEitherBuild) {
       addStream(hash, random, channels, hfTruncate);
     }
   }
-  EXPECT_EQ(hash.value(), 0x7326FD9EC3C7CB0U);
+  EXPECT_EQ(hash.value(), 0x69A8CC69B595F632U);
 }
 
 }  // namespace
