@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "gtest/gtest.h"
 #include "tests/host/scratch_dir.h"
 
 namespace ulmar::render {
