@@ -9,6 +9,7 @@
 
 #include "base/align.h"
 #include "convrt/convrt.h"
+#include "host/crossover_design.h"
 #include "host/error.h"
 #include "process/Ulmar_Process.h"
 
@@ -104,6 +105,7 @@ void checkPositions(const StateStruct& state, const ParamStruct& params) {
 
 ParamStruct streamParams(const Responses& responses, const StreamOptions& options) {
   checkRange("dry delay", options.dryDelay, 0, kMaxRingLen - 1);
+  checkRange("rear delay", options.rearDelay, 0, 2 * kMaxRingLen - 1);
   ParamStruct params{};
   const int irLen = responses.length();
   if (irLen > 0) {
@@ -114,9 +116,17 @@ ParamStruct streamParams(const Responses& responses, const StreamOptions& option
   params.numInputs = responses.numInputs;
   params.numOutputs = responses.numOutputs;
   params.perOutputIR = responses.perOutput ? 1 : 0;
+  params.foldToStereo = options.foldToStereo ? 1 : 0;
+  params.passThrough = options.passThrough ? 1 : 0;
+  params.xoverCfs = options.crossover;
+  params.rearDelay = options.rearDelay;
   params.dryDelay = options.dryDelay;
-  params.dryRingLen =
-      static_cast<int>(std::bit_ceil(static_cast<unsigned>(options.dryDelay) + 1));
+  // A rear ring is twice as long as a dry ring.
+  const int longest = std::max(options.dryDelay, options.rearDelay / 2);
+  // A block's room beyond the delay: the library then takes whole runs of frames at once.
+  params.dryRingLen = static_cast<int>(
+      std::bit_ceil(static_cast<unsigned>(longest) +
+                    static_cast<unsigned>(std::max(options.blockLen, 1))));
   params.crossfeed = options.crossfeed;
   params.dryGain = options.dryGain;
   std::fill(std::begin(params.wetGain), std::end(params.wetGain), options.wetGain);
@@ -145,6 +155,7 @@ void checkParams(const ParamStruct& params, int inChannels, int outChannels) {
   if (outChannels >= 5) {
     checkRange("rear delay", params.rearDelay, 0,
                2 * std::int64_t{params.dryRingLen} - 1);
+    checkCrossover(params.xoverCfs);
   }
   checkFinite("dry gain", params.dryGain);
   for (const float gain : params.wetGain) checkFinite("wet gain", gain);

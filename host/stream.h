@@ -21,11 +21,17 @@ struct StreamOptions {
   float dryGain = 0.0F;
   float crossfeed = 0.0F;  // off at or below 0
   int dryDelay = 0;        // samples
+
+  // Of five outputs.
+  bool foldToStereo = false;       // five inputs onto engine inputs 0 and 1
+  bool passThrough = false;        // the responses are speaker feeds, not B-format
+  cApXOverCfs<float> crossover{};  // see designCrossover
+  int rearDelay = 0;               // samples, of the wet signal of both surrounds
 };
 
-/// The library's parameters for a stream, with a chosen geometry and dry rings just
-/// long enough. An empty response makes a dry stream (irLen 0). Throws Error if
-/// something is out of range.
+/// The library's parameters for a stream, with a chosen geometry and rings just long
+/// enough. An empty response makes a dry stream (irLen 0). Throws Error if something is
+/// out of range.
 ParamStruct streamParams(const Responses& responses, const StreamOptions& options);
 
 /// Throws Error unless the library supports the pair of channel counts and every
