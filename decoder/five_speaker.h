@@ -18,13 +18,11 @@ inline constexpr int kMaxDecodeRun = 128;
 
 /// Writes `count` frames of each of feeds[0 ... 4] from the five engine channels at
 /// `pos` and on, which are only read. count is 1 to kMaxDecodeRun; the feeds overlap
-/// nothing. passThrough: the channels are left front, right front, left surround, right
-/// surround and
-///   centre, the last under centreGain; xoverSts stays as it is.
-/// Otherwise: channels 0, 1, 2 are W, X and yGain Y; without plainXY, X and Y are
-/// formed as
-///   the sum and the difference of channels 1 and 2 over sqrt 2. The three states in
-///   xoverSts, of W, X and Y, advance by count samples.
+/// nothing. With passThrough the channels are left front, right front, left surround,
+/// right surround and centre, the last under centreGain, and xoverSts stays as it is.
+/// Without, channels 0, 1 and 2 are W, X and yGain Y; unless plainXY, X and Y are the
+/// sum and the difference of channels 1 and 2 over sqrt 2. The three states in
+/// xoverSts, of W, X and Y, advance by count samples.
 void decodeFiveSpeakers(double const* const* chanBufs, HostLong pos, int count,
                         double* const* feeds, float centreGain,
                         const cApXOverCfs<float>& xoverCfs,
