@@ -123,10 +123,12 @@ ParamStruct streamParams(const Responses& responses, const StreamOptions& option
   params.dryDelay = options.dryDelay;
   // A rear ring is twice as long as a dry ring.
   const int longest = std::max(options.dryDelay, options.rearDelay / 2);
-  // A block's room beyond the delay: the library then takes whole runs of frames at once.
-  params.dryRingLen = static_cast<int>(
-      std::bit_ceil(static_cast<unsigned>(longest) +
-                    static_cast<unsigned>(std::max(options.blockLen, 1))));
+  // A block's room beyond the delay: the library then takes whole runs of frames at
+  // once.
+  const auto roomy = std::bit_ceil(
+      static_cast<unsigned>(longest) +
+      static_cast<unsigned>(std::clamp(options.blockLen, 1, kMaxBlockLen)));
+  params.dryRingLen = std::min(static_cast<int>(roomy), kMaxRingLen);
   params.crossfeed = options.crossfeed;
   params.dryGain = options.dryGain;
   std::fill(std::begin(params.wetGain), std::end(params.wetGain), options.wetGain);
