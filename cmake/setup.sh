@@ -17,9 +17,10 @@ asRoot() {
   if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# packagesFor PRESET: the packages that building and testing the preset takes.
+# packagesFor PRESET: the packages that building and testing the preset takes. Cairo in 32
+# bits is not among them, see provideCairo32.
 packagesFor() {
-  echo cmake g++ ninja-build libcli11-dev nlohmann-json3-dev
+  echo cmake g++ ninja-build libcairo2-dev libcli11-dev nlohmann-json3-dev
   case $1 in
     i386*) echo g++-multilib libgtest-dev:i386 libsndfile1-dev:i386 libsoxr-dev:i386 ;;
     *) echo libgtest-dev libsndfile1-dev libsoxr-dev ;;
@@ -32,7 +33,7 @@ packagesFor() {
 # installFor PRESET...: installs what is missing of their packages. Without anything missing
 # it neither asks for root nor calls apt-get.
 installFor() {
-  local preset package native installed log=build/install.log
+  local preset package native installed
   local -a wanted missing=()
   command -v dpkg-query >/dev/null ||
     fail "the packages come from Debian 12 (or a relative with apt-get), which this is not."
@@ -49,19 +50,60 @@ installFor() {
       *) grep -qxF -e "$package:$native" -e "$package:all" <<<"$installed" ;;
     esac || missing+=("$package")
   done
-  [ ${#missing[@]} -gt 0 ] || return 0
+  if [ ${#missing[@]} -gt 0 ]; then installMissing "${missing[@]}"; fi
+  case "$*" in
+    *i386*) provideCairo32 ;;
+  esac
+}
 
+# installMissing PACKAGE...
+installMissing() {
+  local log=build/install.log
   needRoot
-  say "Installing ${missing[*]} (a minute or two; details in $log)"
-  case ${missing[*]} in
+  say "Installing $* (a minute or two; details in $log)"
+  case "$*" in
     *:i386*) asRoot dpkg --add-architecture i386 ;;
   esac
   refreshPackageLists "$log"
-  asRoot env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=120 \
-    install -y --no-install-recommends "${missing[@]}" >>"$log" 2>&1 || {
+  aptInstall "$@" >>"$log" 2>&1 || {
     tail -n 15 "$log" >&2
-    fail "apt-get could not install all of: ${missing[*]}."
+    fail "apt-get could not install all of: $*."
   }
+}
+
+aptInstall() {
+  asRoot env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=120 \
+    install -y --no-install-recommends --no-remove "$@"
+}
+
+# provideCairo32: cairo as a 32-bit library; its headers are the native package's. A package
+# must have one version in all architectures, so that it cannot be installed while the
+# archive of one is ahead of the other's. The libraries are then unpacked into build/, where
+# cmake/i386.cmake looks.
+provideCairo32() {
+  local folder=build/i386-libraries log=build/cairo32.log package
+  local -a packages=(libbrotli1 libbsd0 libcairo2 libexpat1 libfontconfig1 libfreetype6 libmd0
+    libpixman-1-0 libpng16-16 libx11-6 libxau6 libxcb1 libxcb-render0 libxcb-shm0 libxdmcp6
+    libxext6 libxrender1 zlib1g)
+  if dpkg-query -W -f '${db:Status-Status}' libcairo2:i386 2>/dev/null | grep -qx installed ||
+    [ -d "$folder" ]; then
+    return 0
+  fi
+  say "Installing libcairo2:i386 (details in $log)"
+  if aptInstall libcairo2:i386 >"$log" 2>&1; then return 0; fi
+  echo "It cannot be installed beside its 64-bit twin; unpacking it into $folder."
+  rm -rf "$folder.part" && mkdir -p "$folder.part/packages"
+  (cd "$folder.part/packages" && apt-get download "${packages[@]/%/:i386}") >>"$log" 2>&1 || {
+    tail -n 5 "$log" >&2
+    fail "the 32-bit packages of cairo could not be downloaded."
+  }
+  for package in "$folder.part"/packages/*.deb; do
+    dpkg-deb -x "$package" "$folder.part/packages/root"
+  done
+  find "$folder.part/packages/root" -path '*/i386-linux-gnu/lib*.so.*' \
+    -exec mv -t "$folder.part" {} +
+  rm -r "$folder.part/packages"
+  mv "$folder.part" "$folder"
 }
 
 # refreshPackageLists LOG: a list that cannot be had is no reason to stop, as what is wanted
