@@ -183,6 +183,12 @@ TEST(Output, MetersBeforeTheClampAndClamps) {
       EXPECT_EQ(stream.state().peak[0], peak);
     }
   }
+  // In one run of frames, what is no number hides none of the values before it.
+  ParamStruct params = paramsOf(configurations()[0], 64, 64);
+  params.dryGain = 1.0F;
+  host::Stream stream(1, 1, params, {});
+  run(stream, {{0, 1.75F, 0, 0, 0, nan, 0, 0, 0}}, 1, {9});
+  EXPECT_EQ(stream.state().peak[0], 1.75F);
 }
 
 // The wet sample here is just above the middle of two floats only with the dry one

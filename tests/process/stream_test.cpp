@@ -83,18 +83,20 @@ TEST(Overlap, IsResolvedFrameByFrame) {
   ParamStruct params = wetParamsOf(c, 256);
   params.dryGain = params.wetGain[0] = params.wetGain[1] = 0.4F;
   const host::Responses responses = randomResponses(c, random);
-  for (int trial = 0; trial < 200; ++trial) {
+  for (int trial = 0; trial < 500; ++trial) {
     SCOPED_TRACE(testing::Message() << "trial " << trial << ", seed 53");
     constexpr int kFrames = 150;
-    const std::vector<float> before = random.signal(3 * kFrames + 20);
+    const std::vector<float> before = random.signal(5000);
     std::vector<float> buffers[] = {before, before};
     const int steps[] = {1, 2, -1, -2};
-    // Channels start within a few samples of one another, and mostly walk alike.
+    // Half of the channels start within a few samples of one another, and most walk
+    // alike; the others lie apart.
     const int common = steps[random.below(4)];
     std::pair<int, int> channels[4];
-    for (auto& [first, step] : channels) {
-      step = random.below(4) > 0 ? common : steps[random.below(4)];
-      first = random.below(5) + (step > 0 ? 0 : -step * kFrames);
+    for (int k = 0; k < 4; ++k) {
+      const int step = random.below(4) > 0 ? common : steps[random.below(4)];
+      const int apart = random.below(2) * (k + 1) * 1000;
+      channels[k] = {apart + random.below(5) + (step > 0 ? 0 : -step * kFrames), step};
     }
     for (auto& buffer : buffers) {
       host::Stream stream = streamOf(c, params, responses);
