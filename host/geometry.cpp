@@ -35,6 +35,14 @@ ConvRTState derived(const Geometry& geometry) {
           geometry.chunksPerSegment, geometry.hfTruncate};
 }
 
+// The divisions that measured best on every body of the kernels and in both builds,
+// within 1 % in the mean and 6 % at worst (docs/performance.md): from this many blocks
+// on, in blocks of at least kWideBlockLen, sixteen slots pay; from kManyBlocks on,
+// fewer segments do.
+constexpr int kWideBlockLen = 256;
+constexpr int kSomeBlocks = 12;
+constexpr int kManyBlocks = 120;
+
 }  // namespace
 
 void checkGeometry(const Geometry& geometry) {
@@ -57,27 +65,23 @@ void checkGeometry(const Geometry& geometry) {
 
 Geometry chooseGeometry(int blockLen, int irLen, bool hfTruncate) {
   checkLengths(blockLen, irLen);
-  // Row products do not depend on the division; what does is how many slots the high
-  // tier serves with one pass over a row (G C), and what is left to the shorter sums of
-  // the low and the mid tier (G, C). Two rows in a chunk are the least for an upper
-  // band.
-  constexpr int kMaxSegments = 4;
-  constexpr int kMaxChunks = 16;
+  // Row products do not depend on the division. What does is how many slots one walk
+  // over a row serves, M = G C, against what the low tier (G) and the mid tier (C)
+  // spend on rows of few products. Every block costs the same in any of them, so the
+  // worst block is the mean.
   const int numBlocks = (irLen - 1) / blockLen + 1;
-  const int minRowsPerChunk = hfTruncate ? 2 : 1;
-
-  Geometry geometry{blockLen, irLen, 1, 1, hfTruncate};
-  const auto fits = [&](int numSegments, int chunksPerSegment) {
-    const int numChunks = numSegments * chunksPerSegment;
-    return numChunks <= kMaxChunks && numChunks <= blockLen / (4 * minRowsPerChunk) &&
-           (numBlocks - 1) / numSegments + 1 >= chunksPerSegment;
-  };
-  while (geometry.numSegments < kMaxSegments &&
-         fits(2 * geometry.numSegments, 2 * geometry.numSegments)) {
-    geometry.numSegments *= 2;
+  Geometry geometry{blockLen, irLen, 8, 1, hfTruncate};
+  if (numBlocks >= kManyBlocks) {
+    geometry.chunksPerSegment = 2;
+  } else if (numBlocks >= kSomeBlocks && blockLen >= kWideBlockLen) {
+    geometry.numSegments = 16;
   }
-  while (fits(geometry.numSegments, 2 * geometry.chunksPerSegment)) {
-    geometry.chunksPerSegment *= 2;
+  // An upper band needs two rows in a chunk.
+  const int mostChunks = std::max(1, blockLen / (hfTruncate ? 8 : 4));
+  while (geometry.numSegments * geometry.chunksPerSegment > mostChunks) {
+    int& halved = geometry.chunksPerSegment > 1 ? geometry.chunksPerSegment
+                                                : geometry.numSegments;
+    halved /= 2;
   }
   return geometry;
 }
