@@ -35,6 +35,16 @@ void sumSlots(const RowKernels& kernels, RowSums* sums, int numSlots,
 
 int wrapped(int col, int ringLen) noexcept { return col < 0 ? col + ringLen : col; }
 
+// Visits every pair that has a partition set, input by input.
+template <typename Visit>
+void forEachPair(const ConvRT& engine, Visit visit) {
+  for (int input = 0; input < engine.state->numInputs; ++input) {
+    for (int output = 0; output < engine.state->numOutputs; ++output) {
+      if (engine.irParts[input][output] != nullptr) visit(input, output);
+    }
+  }
+}
+
 }  // namespace
 
 void ConvRT::doHousekeeping() {
@@ -42,19 +52,12 @@ void ConvRT::doHousekeeping() {
     state->segPhase += state->numSegments;
     if (--state->chunkPhase < 0) state->chunkPhase += state->chunksPerSegment;
   }
-  for (int input = 0; input < state->numInputs; ++input) {
-    for (int output = 0; output < state->numOutputs; ++output) {
-      VecComplex* const parts = irParts[input][output];
-      if (parts != nullptr)
-        runHighLatency(inHist[input], parts, pairAcc[input][output]);
-    }
-  }
-  for (int input = 0; input < state->numInputs; ++input) {
-    for (int output = 0; output < state->numOutputs; ++output) {
-      VecComplex* const parts = irParts[input][output];
-      if (parts != nullptr) runMidLatency(inHist[input], parts, pairAcc[input][output]);
-    }
-  }
+  forEachPair(*this, [this](int input, int output) {
+    runHighLatency(inHist[input], irParts[input][output], pairAcc[input][output]);
+  });
+  forEachPair(*this, [this](int input, int output) {
+    runMidLatency(inHist[input], irParts[input][output], pairAcc[input][output]);
+  });
   if (++state->ringPos == state->ringLen) state->ringPos = 0;
 }
 
