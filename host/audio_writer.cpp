@@ -116,6 +116,13 @@ void refuseTooLong(const std::string& path, std::int64_t frames,
        " frames, and the limit of its format is ", maxFrames);
 }
 
+// FLAC calls the surround channels "back/surround", whichever name they have elsewhere.
+bool statedByFlac(std::vector<Speaker> speakers) {
+  std::ranges::replace(speakers, Speaker::sideLeft, Speaker::rearLeft);
+  std::ranges::replace(speakers, Speaker::sideRight, Speaker::rearRight);
+  return speakers == flacSpeakers(static_cast<int>(speakers.size()));
+}
+
 // Full scale of 2^31 for libsndfile's integer calls, which keep the upper 16 or 24
 // bits.
 class Quantiser {
@@ -185,7 +192,7 @@ struct AudioWriter::Impl {
     std::vector<int> map = channelMapOf(format.speakers);
     const auto mapBytes = static_cast<int>(map.size() * sizeof(int));
     const bool stated = container.sfFormat == SF_FORMAT_FLAC
-                            ? format.speakers == flacSpeakers(format.channels)
+                            ? statedByFlac(format.speakers)
                             : sf_command(file.get(), SFC_SET_CHANNEL_MAP_INFO,
                                          map.data(), mapBytes) == SF_TRUE;
     if (!stated) {
