@@ -116,11 +116,15 @@ void refuseTooLong(const std::string& path, std::int64_t frames,
        " frames, and the limit of its format is ", maxFrames);
 }
 
-// FLAC calls the surround channels "back/surround", whichever name they have elsewhere.
-bool statedByFlac(std::vector<Speaker> speakers) {
-  std::ranges::replace(speakers, Speaker::sideLeft, Speaker::rearLeft);
-  std::ranges::replace(speakers, Speaker::sideRight, Speaker::rearRight);
-  return speakers == flacSpeakers(static_cast<int>(speakers.size()));
+// WAV tells channels at the side from channels at the rear; FLAC and AIFF have surround
+// channels.
+std::vector<Speaker> speakersFor(const Container& container,
+                                 std::vector<Speaker> speakers) {
+  if (container.sfFormat != SF_FORMAT_WAV) {
+    std::ranges::replace(speakers, Speaker::sideLeft, Speaker::rearLeft);
+    std::ranges::replace(speakers, Speaker::sideRight, Speaker::rearRight);
+  }
+  return speakers;
 }
 
 // Full scale of 2^31 for libsndfile's integer calls, which keep the upper 16 or 24
@@ -189,10 +193,11 @@ struct AudioWriter::Impl {
       fail("cannot write ", path, ": ", format.speakers.size(),
            " loudspeakers are named for ", format.channels, " channels");
     }
-    std::vector<int> map = channelMapOf(format.speakers);
+    const std::vector<Speaker> speakers = speakersFor(container, format.speakers);
+    std::vector<int> map = channelMapOf(speakers);
     const auto mapBytes = static_cast<int>(map.size() * sizeof(int));
     const bool stated = container.sfFormat == SF_FORMAT_FLAC
-                            ? statedByFlac(format.speakers)
+                            ? speakers == flacSpeakers(format.channels)
                             : sf_command(file.get(), SFC_SET_CHANNEL_MAP_INFO,
                                          map.data(), mapBytes) == SF_TRUE;
     if (!stated) {

@@ -52,6 +52,20 @@ inline constexpr Words<host::SampleFormat, 3> kFormatWords = {
      {"24", host::SampleFormat::pcm24},
      {"16", host::SampleFormat::pcm16}}};
 
+inline constexpr Words<host::ChannelLayout, 4> kChannelLayoutWords = {
+    {{"mono", host::ChannelLayout::mono},
+     {"stereo", host::ChannelLayout::stereo},
+     {"5.0", host::ChannelLayout::five},
+     {"5.1", host::ChannelLayout::fiveOne}}};
+inline constexpr Words<ResponseLayout, 5> kResponseLayoutWords = {
+    {{"mono", ResponseLayout::mono},
+     {"stereo", ResponseLayout::stereo},
+     {"true-stereo", ResponseLayout::trueStereo},
+     {"b-format", ResponseLayout::bFormat},
+     {"feeds", ResponseLayout::feeds}}};
+inline constexpr Words<host::BFormat, 2> kBFormatWords = {
+    {{"fuma", host::BFormat::fuma}, {"ambix", host::BFormat::ambix}}};
+
 [[noreturn]] void refuseWord(const std::string& option, const std::string& text,
                              std::span<const char* const> words);
 

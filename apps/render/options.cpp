@@ -6,40 +6,20 @@
 #include <limits>
 #include <memory>
 
+#include "apps/render/help_text.h"
 #include "apps/render/option_values.h"
 #include "host/geometry.h"
 
 namespace ulmar::render {
 namespace {
 
-constexpr const char* kDescription =
-    "Puts dry audio into a room: convolves it with the room's impulse response and "
-    "mixes\n"
-    "the result with the dry signal.\n";
-
-constexpr const char* kExamples =
-    "Examples:\n"
-    "  ulmar-render -i speech.wav --ir hall.wav -o speech-in-hall.wav --wet -6\n"
-    "      mixes the hall's reverberation 6 dB below the dry signal\n"
-    "  ulmar-render -i guitar.flac --room cathedral -o send.wav --dry off --predelay "
-    "30\n"
-    "      renders an effect return: reverberation only, 30 ms late\n"
-    "\n"
-    "A response has 1 channel (every channel of the material through the same "
-    "response),\n"
-    "2 (left, right) or 4 (true stereo: left to left, left to right, right to left, "
-    "right\n"
-    "to right); material has 1 or 2. A response at another sample rate is resampled "
-    "to\n"
-    "the material's. A failed or interrupted run writes nothing and leaves an "
-    "existing\n"
-    "file as it was.";
-
 constexpr Range kBlockLen = {host::kMinBlockLen, host::kMaxBlockLen, ""};
 constexpr Range kSeed = {0, std::numeric_limits<std::uint32_t>::max(), ""};
 constexpr Range kPredelay = {0.0, 10000.0, " ms"};
 constexpr Range kCrossfeed = {0.0, 1.0, ""};
 constexpr Range kSeconds = {0.0, 3600.0, " s"};
+constexpr Range kCrossover = {1.0, 384000.0, " Hz"};
+constexpr Range kRearDelay = {0.0, 1000.0, " ms"};
 
 // The library's layout with a usage line that shows what is needed, one empty line
 // between groups, and names without the value that a negated flag stands for.
@@ -96,6 +76,20 @@ void addResponseOptions(CLI::App& app, Options& options) {
       "Another tail for --room; the same number\n"
       "gives the same room");
   addValue(
+      app, "--ir-layout", "WHAT",
+      [&](const std::string& text) {
+        options.responseLayout = parseWord("--ir-layout", text, kResponseLayoutWords);
+      },
+      "What its channels are: mono, stereo, true-stereo,\n"
+      "b-format or feeds (default: by their number)");
+  addValue(
+      app, "--bformat", "HOW",
+      [&](const std::string& text) {
+        options.bFormat = parseWord("--bformat", text, kBFormatWords);
+      },
+      "It is B-format, as fuma (W X Y, W at -3 dB) or\n"
+      "ambix (W Y Z X, SN3D); never guessed");
+  addValue(
       app, "--ir-start", "S",
       [&](const std::string& text) {
         options.responseStart = parseNumber("--ir-start", text, kSeconds);
@@ -119,8 +113,9 @@ void addResponseOptions(CLI::App& app, Options& options) {
         options.normalization = parseWord("--normalize", text, kNormalizationWords);
       },
       "Bring its largest sample (peak) or the energy\n"
-      "of its louder side (energy) to 1; channels\n"
-      "keep their balance (default: none)");
+      "of its loudest output (energy; of B-format, of\n"
+      "the sound pressure) to 1; channels keep their\n"
+      "balance (default: none)");
 }
 
 void addMixOptions(CLI::App& app, Options& options) {
@@ -145,13 +140,39 @@ void addMixOptions(CLI::App& app, Options& options) {
       [&](const std::string& text) {
         options.crossfeed = parseNumber("--crossfeed", text, kCrossfeed);
       },
-      "Send so much (0 to 1) of each side of stereo\n"
-      "material into the other side's reverberation");
+      "Send so much (0 to 1) of each side of stereo or\n"
+      "folded material into the other side's\n"
+      "reverberation");
   app.add_flag("--align,!--no-align", options.align,
                "On by default: the dry signal waits for the\n"
                "reverberation, whose latency of a block is\n"
                "taken off the file. --no-align writes what a\n"
                "live host hears");
+}
+
+void addSurroundOptions(CLI::App& app, Options& options) {
+  app.option_defaults()->group("Five loudspeakers");
+  app.add_flag("--decode", options.decode,
+               "The response is B-format and is decoded, also\n"
+               "that of a --room");
+  app.add_flag("--passthrough", options.passThrough,
+               "The response's channels are speaker feeds");
+  addValue(
+      app, "--crossover", "HZ",
+      [&](const std::string& text) {
+        options.crossover = parseNumber("--crossover", text, kCrossover);
+      },
+      "Between the decoder's bands (default: 400)");
+  addValue(
+      app, "--rear-delay", "MS",
+      [&](const std::string& text) {
+        options.rearDelay = parseNumber("--rear-delay", text, kRearDelay) / 1000.0;
+      },
+      "Delay the surrounds' reverberation");
+  app.add_flag("--fold", options.fold,
+               "Feed the reverberation with L + 0.7071 (C + Ls)\n"
+               "and R + 0.7071 (C + Rs), as is always done with\n"
+               "5.0 and 5.1 material");
 }
 
 void addEngineOptions(CLI::App& app, Options& options) {
@@ -176,6 +197,13 @@ void addOutputOptions(CLI::App& app, Options& options) {
       "How long the end rings on: full, none or\n"
       "seconds (default: full)");
   addValue(
+      app, "--out-layout", "WHAT",
+      [&](const std::string& text) {
+        options.outLayout = parseWord("--out-layout", text, kChannelLayoutWords);
+      },
+      "mono, stereo, 5.0 or 5.1 (default: as the\n"
+      "material and the response make it)");
+  addValue(
       app, "--format", "HOW",
       [&](const std::string& text) {
         options.format = parseWord("--format", text, kFormatWords);
@@ -196,6 +224,33 @@ void addHelp(CLI::App& app) {
                        "Print the version and exit");
 }
 
+// Words about the response that contradict one another.
+void checkResponseWords(const Options& options) {
+  const auto refuse = [](const char* why) { throw UsageError(why); };
+  if (options.room && (options.responseLayout || options.bFormat)) {
+    refuse("--ir-layout and --bformat belong to --ir: a room has the layout it needs");
+  }
+  if (options.room && options.passThrough) {
+    refuse("--passthrough belongs to --ir: a room is decoded");
+  }
+  const ResponseLayout layout = options.responseLayout.value_or(
+      options.passThrough ? ResponseLayout::feeds : ResponseLayout::bFormat);
+  if (options.passThrough &&
+      (options.decode || options.bFormat || layout != ResponseLayout::feeds)) {
+    refuse(
+        "--passthrough is for speaker feeds, and --decode, --bformat and other "
+        "layouts exclude it");
+  }
+  if ((options.decode || options.bFormat) && layout != ResponseLayout::bFormat) {
+    refuse("--decode and --bformat are for B-format, and other layouts exclude them");
+  }
+  const bool isBFormat =
+      options.decode || options.responseLayout == ResponseLayout::bFormat;
+  if (isBFormat && !options.bFormat && !options.room) {
+    refuse("--bformat is missing, and must say fuma or ambix, as no file tells");
+  }
+}
+
 void checkTogether(const Options& options) {
   const auto refuse = [](const char* why) { throw UsageError(why); };
   if (options.material.empty()) refuse("-i is missing, and must name the dry audio");
@@ -210,6 +265,7 @@ void checkTogether(const Options& options) {
   }
   if (options.seed && !options.room)
     refuse("--seed belongs to --room, which is not given");
+  checkResponseWords(options);
 }
 
 // The library's words for what is wrong with the form of a command line, as a
@@ -232,10 +288,11 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
   addFileOptions(app, options);
   addResponseOptions(app, options);
   addMixOptions(app, options);
+  addSurroundOptions(app, options);
   addEngineOptions(app, options);
   addOutputOptions(app, options);
   addHelp(app);
-  app.footer(kExamples);
+  app.footer(kFooter);
   app.formatter(std::make_shared<HelpFormatter>());
   try {
     app.parse(argc, argv);

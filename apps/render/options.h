@@ -6,13 +6,24 @@
 #include <string>
 
 #include "host/audio_file.h"
+#include "host/channel_layout.h"
 #include "host/error.h"
 #include "host/room.h"
+#include "host/surround_responses.h"
 
 namespace ulmar::render {
 
 /// What the response is brought to 1 in, before it is used.
 enum class Normalization { none, peak, energy };
+
+/// What the channels of a response are.
+enum class ResponseLayout {
+  mono,
+  stereo,      // left, right
+  trueStereo,  // left to left, left to right, right to left, right to right
+  bFormat,
+  feeds  // of five loudspeakers
+};
 
 /// How much is rendered beyond the end of the material.
 struct Tail {
@@ -28,6 +39,10 @@ struct Options {
   std::optional<host::RoomKind> room;
   std::optional<std::uint32_t> seed;  // of the room's noise
 
+  std::optional<ResponseLayout>
+      responseLayout;                    // by the number of channels if not given
+  std::optional<host::BFormat> bFormat;  // always given with bFormat files
+
   double responseStart = 0.0;            // s into the response
   std::optional<double> responseLength;  // s at most, to the end if not given
   double responseFade = 0.0;             // s, at the end of what is used
@@ -39,11 +54,18 @@ struct Options {
   double crossfeed = 0.0;  // linear
   bool align = true;
 
+  bool decode = false;
+  bool passThrough = false;
+  bool fold = false;                // the material is
+  std::optional<double> crossover;  // Hz
+  double rearDelay = 0.0;           // s
+
   int blockLen = 512;  // frames
   bool hfTruncate = false;
 
   Tail tail;
-  std::optional<host::SampleFormat> format;  // the container's finest if not given
+  std::optional<host::ChannelLayout> outLayout;  // what material and response make
+  std::optional<host::SampleFormat> format;      // the container's finest if not given
   bool check = false;
   bool json = false;
 };

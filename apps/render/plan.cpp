@@ -6,6 +6,7 @@
 
 #include "apps/render/text.h"
 #include "host/areas.h"
+#include "host/crossover_design.h"
 #include "host/error.h"
 #include "host/geometry.h"
 
@@ -22,13 +23,14 @@ void refuseToReplace(const std::string& input, const std::string& output) {
 }
 
 void refuseUseless(const Options& options, const host::AudioInfo& material) {
-  if (options.crossfeed > 0.0 && material.channels != 2) {
+  if (options.crossfeed > 0.0 && material.channels < 2) {
     fail("cannot feed ", material.path, " across (--crossfeed ", options.crossfeed,
          "): it has ", material.channels, " channel, and 2 are needed");
   }
 }
 
-host::StreamOptions streamOptions(const Options& options) {
+host::StreamOptions streamOptions(const Options& options, const Routing& routing,
+                                  int sampleRate) {
   host::StreamOptions stream;
   stream.blockLen = options.blockLen;
   stream.hfTruncate = options.hfTruncate;
@@ -36,11 +38,21 @@ host::StreamOptions streamOptions(const Options& options) {
   stream.dryGain = static_cast<float>(options.dryGain);
   stream.crossfeed = static_cast<float>(options.crossfeed);
   stream.dryDelay = options.align ? options.blockLen : 0;
+  if (routing.surround()) {
+    stream.foldToStereo = routing.folds();
+    stream.passThrough = !routing.decodes();
+    stream.rearDelay = static_cast<int>(framesIn(options.rearDelay, sampleRate));
+  }
+  if (routing.decodes()) {
+    stream.crossover = host::designCrossover(
+        options.crossover.value_or(host::kDefaultCrossover), sampleRate);
+  }
   return stream;
 }
 
-// The wet signal ends a response's length less one frame after the material, and a
-// latency later where that is not taken off.
+// The wet signal ends a response's length less one frame after the material, a latency
+// later where that is not taken off, and in the surrounds by their delay later. The
+// decoder's crossover rings on beyond that.
 std::int64_t tailFrames(const Plan& plan) {
   const Tail& tail = plan.options.tail;
   switch (tail.kind) {
@@ -49,14 +61,16 @@ std::int64_t tailFrames(const Plan& plan) {
     case Tail::Kind::seconds:
       return framesIn(tail.seconds, plan.material.sampleRate);
     default:
-      return plan.params.irLen - 1 + plan.params.blockLen - plan.skippedFrames;
+      return plan.params.irLen - 1 + plan.params.blockLen - plan.skippedFrames +
+             plan.params.rearDelay +
+             (plan.routing.decodes() ? host::crossoverTail(plan.params.xoverCfs) : 0);
   }
 }
 
 host::AudioFormat outputFormat(const Plan& plan) {
   const Options& options = plan.options;
   host::AudioFormat format;
-  format.channels = plan.responses.numOutputs;
+  format.channels = host::channelsOf(plan.routing.output);
   format.sampleRate = plan.material.sampleRate;
   if (options.format) {
     format.samples = *options.format;
@@ -64,6 +78,8 @@ host::AudioFormat outputFormat(const Plan& plan) {
     format.samples = host::finestFormat(options.output);
   }
   format.frames = plan.outFrames();
+  format.speakers = host::fileSpeakers(plan.routing.output,
+                                       host::surroundNameOf(plan.material.speakers));
   return format;
 }
 
@@ -82,13 +98,16 @@ Plan makePlan(const Options& options, const host::AudioInfo& material) {
   plan.material = material;
   plan.response = std::move(prepared.info);
   plan.responses = std::move(prepared.responses);
-  plan.params = host::streamParams(plan.responses, streamOptions(options));
+  plan.routing = prepared.routing;
+  plan.params = host::streamParams(
+      plan.responses, streamOptions(options, plan.routing, material.sampleRate));
   const ParamStruct& params = plan.params;
   plan.numPartitions = (params.irLen - 1) / params.blockLen + 1;
   plan.rowProducts =
       host::blockCost(host::geometryOf(params)).total() * plan.responses.numPairs();
   plan.memory =
-      host::areaSizes(params, material.channels, plan.responses.numOutputs).total();
+      host::areaSizes(params, plan.routing.streamInputs(), plan.routing.streamOutputs())
+          .total();
   plan.skippedFrames = options.align ? params.blockLen : 0;
   plan.tailFrames = tailFrames(plan);
   plan.format = outputFormat(plan);

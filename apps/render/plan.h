@@ -18,6 +18,7 @@ struct Plan {
   host::AudioInfo material;
   ResponseInfo response;
   host::Responses responses;
+  Routing routing;
   ParamStruct params;              // of the stream
   int numPartitions = 0;           // blocks per response
   std::int64_t rowProducts = 0;    // per block, of all pairs

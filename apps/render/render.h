@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "apps/render/channels.h"
 #include "apps/render/plan.h"
 #include "host/audio_file.h"
 
@@ -10,7 +11,8 @@ namespace ulmar::render {
 
 struct Rendering {
   double elapsed = 0.0;  // s, from the set-up of the stream to the last frame written
-  std::vector<float> peaks;  // of each output, linear, before the clamp
+  std::vector<ChannelLevel> levels;  // of each channel of the file; peaks are those
+                                     // before the clamp
 };
 
 /// Holds a buffer's length of the material at a time. material: at its start. The

@@ -7,6 +7,7 @@
 
 #include "apps/render/option_values.h"
 #include "apps/render/text.h"
+#include "host/crossover_design.h"
 
 namespace ulmar::render {
 namespace {
@@ -27,8 +28,10 @@ std::string audioText(int channels, int sampleRate, std::int64_t frames) {
          secondsText(frames, sampleRate);
 }
 
-std::string materialText(const host::AudioInfo& material) {
+std::string materialText(const Plan& plan) {
+  const host::AudioInfo& material = plan.material;
   return material.path + ": " + material.format + ", " +
+         wordFor(plan.routing.material, kChannelLayoutWords) + ", " +
          audioText(material.channels, material.sampleRate, material.frames);
 }
 
@@ -60,13 +63,13 @@ std::string responseText(const Plan& plan) {
   }
 }
 
-std::string routingText(const Plan& plan) {
-  const bool mono = plan.material.channels == 1;
-  switch (plan.response.channels) {
-    case 1:
+std::string pairText(const Plan& plan) {
+  const bool mono = plan.routing.material == host::ChannelLayout::mono;
+  switch (plan.routing.response) {
+    case ResponseLayout::mono:
       return mono ? "mono through the response"
                   : "left and right, each through the same response to its own side";
-    case 2:
+    case ResponseLayout::stereo:
       return mono ? "mono to left and right, each through its own response"
                   : "left to left and right to right, each through its own response";
     default:
@@ -74,6 +77,53 @@ std::string routingText(const Plan& plan) {
                     "through LR + RR"
                   : "true stereo: left and right to both sides through LL, LR, RL, RR";
   }
+}
+
+std::string decodingText(const Plan& plan) {
+  const bool mono = plan.routing.material == host::ChannelLayout::mono;
+  const bool oneSource = plan.response.channels <= 4;
+  std::string text;
+  if (oneSource) {
+    text = mono ? "mono through W, X and Y"
+                : "left and right through W, X and Y in mid and side";
+  } else {
+    text = mono ? "mono through W, X and Y of both sources"
+                : "left and right, each through its own W, X and Y";
+  }
+  const double crossover = plan.options.crossover.value_or(host::kDefaultCrossover);
+  return text +
+         ", decoded for loudspeakers at 0, +-45 and +-130 degrees in two bands about " +
+         fixed(crossover, 0) + " Hz";
+}
+
+std::string feedsText(const Plan& plan) {
+  std::string text;
+  if (plan.routing.material == host::ChannelLayout::mono) {
+    text = "mono to five loudspeakers, each through its own response";
+  } else if (plan.responses.perOutput) {
+    text =
+        "left to the left loudspeakers, right to the right ones, both to the centre, "
+        "each through its own response";
+  } else {
+    text = "left and right to five loudspeakers each, through their own responses";
+  }
+  if (plan.response.channels == 6) {
+    text += "; the response's low-frequency channel is not used";
+  }
+  return text;
+}
+
+std::string routingText(const Plan& plan) {
+  const Routing& routing = plan.routing;
+  if (!routing.surround()) return pairText(plan);
+  std::string text = routing.decodes() ? decodingText(plan) : feedsText(plan);
+  if (routing.folds()) text = "folded to left and right; " + text;
+  if (routing.material == host::ChannelLayout::fiveOne) {
+    text += "; low-frequency channel copied untouched, in time with the dry signal";
+  } else if (routing.addsLowFrequency()) {
+    text += "; low-frequency channel silent, as the material has none";
+  }
+  return text;
 }
 
 std::string truncationText(const Plan& plan) {
@@ -118,6 +168,10 @@ std::string mixText(const Plan& plan) {
     text += ", predelay " + fixed(1000.0 * options.predelay, 1) + " ms (" +
             countText(plan.response.predelay, "frame") + ")";
   }
+  if (plan.params.rearDelay > 0) {
+    text += ", surrounds " + fixed(1000.0 * options.rearDelay, 1) + " ms late (" +
+            countText(plan.params.rearDelay, "frame") + ")";
+  }
   if (options.crossfeed > 0.0) text += ", crossfeed " + fixed(options.crossfeed, 2);
   return text;
 }
@@ -127,22 +181,31 @@ std::string outputText(const Plan& plan) {
   std::string text = plan.options.output.empty() ? "" : plan.options.output + ": ";
   text += wordFor(format.samples, kFormatWords);
   if (format.samples != host::SampleFormat::float32) text += " bit";
-  text += ", " + audioText(format.channels, format.sampleRate, plan.outFrames());
+  text += ", " + std::string(wordFor(plan.routing.output, kChannelLayoutWords)) + ", " +
+          audioText(format.channels, format.sampleRate, plan.outFrames());
   if (plan.tailFrames > 0) {
     text += ", of which the tail " + secondsText(plan.tailFrames, format.sampleRate);
   }
   return text;
 }
 
-std::string peakText(const Rendering& rendering) {
-  const auto level = [](float peak) {
-    return peak > 0.0F ? decibelText(peak) + "FS" : "silence";
-  };
-  const std::vector<float>& peaks = rendering.peaks;
-  std::string text = peaks.size() == 1
-                         ? level(peaks[0])
-                         : "left " + level(peaks[0]) + ", right " + level(peaks[1]);
-  const double gain = gainWithoutClipping(rendering);
+// One value of each channel, under its name.
+std::string channelsText(const Plan& plan, const Rendering& rendering,
+                         double ChannelLevel::*value) {
+  const std::vector<std::string> names = host::channelNames(plan.routing.output);
+  std::string text;
+  for (std::size_t j = 0; j < names.size(); ++j) {
+    const double gain = rendering.levels[j].*value;
+    if (j > 0) text += ", ";
+    if (!names[j].empty()) text += names[j] + " ";
+    text += gain > 0.0 ? decibelText(gain) + "FS" : "silence";
+  }
+  return text;
+}
+
+std::string peakText(const Plan& plan, const Rendering& rendering) {
+  const std::string text = channelsText(plan, rendering, &ChannelLevel::peak);
+  const double gain = gainWithoutClipping(plan, rendering);
   if (gain == 1.0) return text + ", nothing clipped";
   // Rounded down, so that it is enough.
   const double decibels = std::floor(2000.0 * std::log10(gain)) / 100.0;
@@ -152,22 +215,28 @@ std::string peakText(const Rendering& rendering) {
 
 }  // namespace
 
-double gainWithoutClipping(const Rendering& rendering) {
-  const double peak = *std::max_element(rendering.peaks.begin(), rendering.peaks.end());
+double gainWithoutClipping(const Plan& plan, const Rendering& rendering) {
+  double peak = 0.0;
+  for (std::size_t j = 0; j < rendering.levels.size(); ++j) {
+    const bool copied = !plan.format.speakers.empty() &&
+                        plan.format.speakers[j] == host::Speaker::lowFrequency;
+    if (!copied) peak = std::max(peak, rendering.levels[j].peak);
+  }
   return peak > kFullScale ? kFullScale / peak : 1.0;
 }
 
 std::string describe(const Plan& plan) {
-  return line("material", materialText(plan.material)) +
-         line("response", responseText(plan)) + line("routing", routingText(plan)) +
-         line("mix", mixText(plan)) + line("engine", engineText(plan)) +
-         line("latency", latencyText(plan)) + line("output", outputText(plan));
+  return line("material", materialText(plan)) + line("response", responseText(plan)) +
+         line("routing", routingText(plan)) + line("mix", mixText(plan)) +
+         line("engine", engineText(plan)) + line("latency", latencyText(plan)) +
+         line("output", outputText(plan));
 }
 
 std::string describe(const Plan& plan, const Rendering& rendering) {
   const double duration =
       static_cast<double>(plan.outFrames()) / plan.format.sampleRate;
-  return line("peak", peakText(rendering)) +
+  return line("peak", peakText(plan, rendering)) +
+         line("level", channelsText(plan, rendering, &ChannelLevel::rms) + ", as RMS") +
          line("rendered",
               secondsText(duration) + " in " + secondsText(rendering.elapsed) + ", " +
                   fixed(duration / rendering.elapsed, 0) + " times real time");

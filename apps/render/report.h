@@ -9,7 +9,7 @@
 namespace ulmar::render {
 
 /// The gain that would have kept every sample below the clamp, at most 1.
-double gainWithoutClipping(const Rendering& rendering);
+double gainWithoutClipping(const Plan& plan, const Rendering& rendering);
 
 /// Lines of text.
 std::string describe(const Plan& plan);

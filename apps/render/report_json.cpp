@@ -2,23 +2,28 @@
 
 #include "apps/render/option_values.h"
 #include "apps/render/report.h"
+#include "host/crossover_design.h"
 
 namespace ulmar::render {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json materialFigures(const host::AudioInfo& material) {
+Json materialFigures(const Plan& plan) {
+  const host::AudioInfo& material = plan.material;
   return {{"path", material.path},
           {"format", material.format},
+          {"layout", wordFor(plan.routing.material, kChannelLayoutWords)},
           {"channels", material.channels},
           {"sampleRate", material.sampleRate},
           {"frames", material.frames}};
 }
 
-Json responseFigures(const ResponseInfo& info) {
+Json responseFigures(const Plan& plan) {
+  const ResponseInfo& info = plan.response;
   return {{"name", info.name},
           {"format", info.format},
+          {"layout", wordFor(plan.routing.response, kResponseLayoutWords)},
           {"channels", info.channels},
           {"sampleRate", info.sourceRate},
           {"frames", info.sourceFrames},
@@ -34,7 +39,15 @@ Json mixFigures(const Plan& plan) {
           {"dryGain", plan.options.dryGain},
           {"crossfeed", plan.options.crossfeed},
           {"predelayFrames", plan.response.predelay},
+          {"rearDelayFrames", plan.params.rearDelay},
+          {"folded", plan.routing.folds()},
           {"aligned", plan.options.align}};
+}
+
+// In Hz, null without a decoder.
+Json crossoverFigure(const Plan& plan) {
+  if (!plan.routing.decodes()) return nullptr;
+  return plan.options.crossover.value_or(host::kDefaultCrossover);
 }
 
 Json engineFigures(const Plan& plan) {
@@ -45,6 +58,7 @@ Json engineFigures(const Plan& plan) {
           {"numSegments", params.numSegments},
           {"chunksPerSegment", params.chunksPerSegment},
           {"hfTruncate", params.hfTruncate != 0},
+          {"crossover", crossoverFigure(plan)},
           {"numInputs", params.numInputs},
           {"numOutputs", params.numOutputs},
           {"numPairs", plan.responses.numPairs()},
@@ -56,6 +70,7 @@ Json engineFigures(const Plan& plan) {
 Json outputFigures(const Plan& plan) {
   return {{"path", plan.options.output},
           {"format", wordFor(plan.format.samples, kFormatWords)},
+          {"layout", wordFor(plan.routing.output, kChannelLayoutWords)},
           {"channels", plan.format.channels},
           {"sampleRate", plan.format.sampleRate},
           {"frames", plan.outFrames()},
@@ -66,21 +81,26 @@ Json outputFigures(const Plan& plan) {
 Json renderingFigures(const Plan& plan, const Rendering& rendering) {
   const double duration =
       static_cast<double>(plan.outFrames()) / plan.format.sampleRate;
+  Json peaks = Json::array();
+  Json levels = Json::array();
+  for (const ChannelLevel& level : rendering.levels) {
+    peaks.push_back(level.peak);
+    levels.push_back(level.rms);
+  }
   return {{"seconds", rendering.elapsed},
           {"timesRealTime", duration / rendering.elapsed},
-          {"peaks", rendering.peaks},
-          {"gainWithoutClipping", gainWithoutClipping(rendering)}};
+          {"channels", host::channelNames(plan.routing.output)},
+          {"peaks", peaks},
+          {"levels", levels},
+          {"gainWithoutClipping", gainWithoutClipping(plan, rendering)}};
 }
 
 }  // namespace
 
 std::string figures(const Plan& plan, const Rendering* rendering) {
-  Json json = {{"material", materialFigures(plan.material)},
-               {"response", responseFigures(plan.response)},
-               {"mix", mixFigures(plan)},
-               {"engine", engineFigures(plan)},
-               {"output", outputFigures(plan)},
-               {"rendering", nullptr}};
+  Json json = {{"material", materialFigures(plan)}, {"response", responseFigures(plan)},
+               {"mix", mixFigures(plan)},           {"engine", engineFigures(plan)},
+               {"output", outputFigures(plan)},     {"rendering", nullptr}};
   if (rendering != nullptr) json["rendering"] = renderingFigures(plan, *rendering);
   // File names need not be UTF-8, which JSON must be.
   return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';

@@ -6,7 +6,7 @@
 #include <numbers>
 #include <utility>
 
-#include "apps/render/option_values.h"
+#include "apps/render/response_source.h"
 #include "apps/render/text.h"
 #include "host/error.h"
 #include "host/geometry.h"
@@ -17,36 +17,6 @@ namespace ulmar::render {
 namespace {
 
 using host::fail;
-
-// A room is heard in stereo, and each side of stereo material from its own place in
-// it.
-host::Planar renderRoomFor(const Options& options, const host::AudioInfo& material,
-                           ResponseInfo& info) {
-  host::RoomSpec spec = host::roomPreset(*options.room);
-  if (options.seed) spec.seed = *options.seed;
-  const auto layout =
-      material.channels == 1 ? host::RoomLayout::stereo : host::RoomLayout::trueStereo;
-  info.name = std::string("synthetic ") + wordFor(*options.room, kRoomWords);
-  info.sourceRate = material.sampleRate;
-  return host::renderRoom(spec, layout, material.sampleRate);
-}
-
-host::Planar readSource(const Options& options, const host::AudioInfo& material,
-                        ResponseInfo& info) {
-  host::Planar signal;
-  if (options.room) {
-    signal = renderRoomFor(options, material, info);
-  } else {
-    host::AudioFile file = host::readAudioFile(options.response);
-    info.name = file.info.path;
-    info.format = file.info.format;
-    info.sourceRate = file.info.sampleRate;
-    signal = std::move(file.samples);
-  }
-  info.channels = static_cast<int>(signal.size());
-  info.sourceFrames = std::ssize(signal[0]);
-  return signal;
-}
 
 // Keeps the part that is used, and fades its end out by half a period of a raised
 // cosine.
@@ -109,9 +79,9 @@ double energyOf(const std::vector<float>& response) {
   return energy;
 }
 
-// The energy that reaches an output from all its inputs, of the output with most of
-// it.
-double loudestEnergyOf(const host::Responses& responses) {
+// The energy that reaches an output from all its inputs, of the output with most of it;
+// in B-format that of the sound pressure, which is W without its -3 dB.
+double loudestEnergyOf(const host::Responses& responses, ResponseLayout layout) {
   double loudest = 0.0;
   for (int output = 0; output < responses.numOutputs; ++output) {
     double energy = 0.0;
@@ -120,27 +90,35 @@ double loudestEnergyOf(const host::Responses& responses) {
         energy += energyOf(*response);
       }
     }
+    if (layout == ResponseLayout::bFormat) return 2.0 * energy;
     loudest = std::max(loudest, energy);
   }
   return loudest;
 }
 
-double normalizationGain(Normalization normalization,
-                         const host::Responses& responses) {
+double normalizationGain(Normalization normalization, const host::Responses& responses,
+                         ResponseLayout layout) {
   switch (normalization) {
     case Normalization::peak:
       return 1.0 / peakOf(responses);
     case Normalization::energy:
-      return 1.0 / std::sqrt(loudestEnergyOf(responses));
+      return 1.0 / std::sqrt(loudestEnergyOf(responses, layout));
     default:
       return 1.0;
   }
 }
 
 host::Responses arrange(const host::Planar& signal, const ResponseInfo& info,
-                        const host::AudioInfo& material) {
+                        ResponseLayout layout, const host::AudioInfo& material) {
   try {
-    return host::arrangeResponses(signal, material.channels);
+    switch (layout) {
+      case ResponseLayout::bFormat:
+        return host::arrangeForDecoding(signal, material.channels);
+      case ResponseLayout::feeds:
+        return host::arrangeFeeds(signal, material.channels);
+      default:
+        return host::arrangeResponses(signal, material.channels);
+    }
   } catch (const host::Error& error) {
     fail("cannot put ", material.path, " through ", info.name, ": ", error.what());
   }
@@ -152,7 +130,7 @@ PreparedResponse prepareResponse(const Options& options,
                                  const host::AudioInfo& material) {
   PreparedResponse prepared;
   ResponseInfo& info = prepared.info;
-  host::Planar signal = readSource(options, material, info);
+  host::Planar signal = readResponse(options, material, info, prepared.routing);
   trim(options, signal, info);
   info.predelay = framesIn(options.predelay, material.sampleRate);
   refuseTooLong(info, material.sampleRate);
@@ -160,12 +138,13 @@ PreparedResponse prepareResponse(const Options& options,
   info.frames = std::ssize(signal[0]);
 
   host::Responses& responses = prepared.responses;
-  responses = arrange(signal, info, material);
+  const ResponseLayout layout = prepared.routing.response;
+  responses = arrange(signal, info, layout, material);
   if (peakOf(responses) == 0.0) {
     fail("cannot use ", info.name, ": all ", info.usedFrames,
          " frames that are used are silent");
   }
-  info.normalizationGain = normalizationGain(options.normalization, responses);
+  info.normalizationGain = normalizationGain(options.normalization, responses, layout);
   for (auto& response : responses.samples) {
     if (options.normalization != Normalization::none) {
       for (float& sample : response) {

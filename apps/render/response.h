@@ -7,6 +7,7 @@
 #include <string>
 
 #include "apps/render/options.h"
+#include "apps/render/routing.h"
 #include "host/audio_file.h"
 #include "host/impulse.h"
 
@@ -30,6 +31,7 @@ struct ResponseInfo {
 
 struct PreparedResponse {
   ResponseInfo info;
+  Routing routing;
   host::Responses responses;
 };
 

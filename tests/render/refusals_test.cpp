@@ -105,8 +105,9 @@ std::vector<Refusal> refusals() {
       {with({}, "nan.wav"), {"nan.wav", "nan", "8999"}},
       {with({}, "dry.wav", "inf.wav"), {"inf.wav", "inf", "frame 2"}},
       // Files that do not fit.
-      {with({}, "three.wav"), {"three.wav", "ir.wav", "3 channels", "1 or 2"}},
-      {with({}, "dry.wav", "three.wav"), {"three.wav", "3 channels", "1, 2 or 4"}},
+      {with({}, "three.wav"), {"three.wav", "3 channels", "1, 2, 5 or 6"}},
+      {with({}, "dry.wav", "three.wav"),
+       {"three.wav", "3 channels", "1, 2, 4, 5 or 10"}},
       {with({}, "dry.wav", "silent.wav"), {"silent.wav", "48000", "silent"}},
       {with({"--crossfeed", "0.5"}, "mono.wav"), {"mono.wav", "0.5", "1 channel", "2"}},
       {{"-i", "slow.wav", "--room", "hall", "-o", "wet.wav"}, {"4000", "8000"}},

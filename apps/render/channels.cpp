@@ -1,0 +1,83 @@
+#include "apps/render/channels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "host/channel_layout.h"
+
+namespace ulmar::render {
+namespace {
+
+constexpr std::size_t kLowFrequency = 5;  // of the library's channels
+
+}  // namespace
+
+// The library copies the low-frequency channel at once, so that it must wait here for
+// as long as the dry signal does there.
+Source::Source(const Plan& plan, host::AudioReader& material)
+    : material_(material),
+      order_(host::libraryOrder(plan.material.channels, plan.material.speakers)),
+      delays_(order_.size()),
+      interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()) {
+  if (order_.size() > kLowFrequency) delays_[kLowFrequency] = plan.params.dryDelay;
+  for (const int delay : delays_) {
+    channels_.emplace_back(static_cast<std::size_t>(delay + kBufferFrames));
+  }
+  for (const auto& channel : channels_) starts_.push_back(channel.data());
+}
+
+const float* const* Source::next(int frames) {
+  const int given = material_.read(interleaved_.data(), frames);
+  const std::size_t numChannels = channels_.size();
+  for (std::size_t k = 0; k < numChannels; ++k) {
+    auto& channel = channels_[k];
+    const int delay = delays_[k];
+    std::copy(channel.begin() + kBufferFrames, channel.end(), channel.begin());
+    std::fill(channel.begin() + delay + given, channel.end(), 0.0F);
+    const float* const first = interleaved_.data() + order_[k];
+    for (std::size_t i = 0; i < static_cast<std::size_t>(given); ++i) {
+      channel[static_cast<std::size_t>(delay) + i] = first[i * numChannels];
+    }
+  }
+  return starts_.data();
+}
+
+// A low-frequency channel that the stream does not have stays silent.
+Sink::Sink(const Plan& plan, host::AudioWriter& writer)
+    : writer_(writer),
+      order_(host::libraryOrder(plan.format.channels, plan.format.speakers)),
+      channels_(order_.size(), std::vector<float>(kBufferFrames)),
+      interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()),
+      sums_(order_.size()) {
+  for (auto& channel : channels_) starts_.push_back(channel.data());
+}
+
+void Sink::write(int first, int end) {
+  const std::size_t numChannels = channels_.size();
+  for (std::size_t k = 0; k < numChannels; ++k) {
+    const auto place = static_cast<std::size_t>(order_[k]);
+    ChannelLevel& sum = sums_[place];
+    for (auto i = static_cast<std::size_t>(first); i < static_cast<std::size_t>(end);
+         ++i) {
+      const float sample = channels_[k][i];
+      interleaved_[i * numChannels + place] = sample;
+      sum.peak = std::max(sum.peak, std::fabs(double{sample}));
+      sum.rms += double{sample} * double{sample};
+    }
+  }
+  writer_.write(interleaved_.data() + static_cast<std::size_t>(first) * numChannels,
+                end - first);
+  written_ += end - first;
+}
+
+std::vector<ChannelLevel> Sink::levels() const {
+  std::vector<ChannelLevel> levels = sums_;
+  for (ChannelLevel& level : levels) {
+    level.rms =
+        std::sqrt(level.rms / static_cast<double>(std::max<std::int64_t>(written_, 1)));
+  }
+  return levels;
+}
+
+}  // namespace ulmar::render

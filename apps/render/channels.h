@@ -1,0 +1,68 @@
+// Between the interleaved channels of files and the library's channels in their own
+// order.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "apps/render/plan.h"
+#include "host/audio_file.h"
+#include "host/planar.h"
+
+namespace ulmar::render {
+
+/// Frames that are read, processed and written at a time: long enough to make the cost
+/// of a call vanish, short enough for a smooth progress bar and a small memory.
+inline constexpr int kBufferFrames = 8192;
+
+/// The material as the stream takes it, then silence.
+class Source {
+ public:
+  /// material: at its start.
+  Source(const Plan& plan, host::AudioReader& material);
+
+  /// The next frames, at most kBufferFrames, of each of the stream's input channels.
+  const float* const* next(int frames);
+
+ private:
+  host::AudioReader& material_;
+  std::vector<int> order_;   // the file's channel of each of the stream's
+  std::vector<int> delays_;  // of each, in frames
+  std::vector<float> interleaved_;
+  host::Planar channels_;  // each from a delay before the next frame on
+  std::vector<const float*> starts_;
+};
+
+/// Linear.
+struct ChannelLevel {
+  double peak = 0.0;
+  double rms = 0.0;  // over the whole file
+};
+
+/// The stream's output on its way into the file.
+class Sink {
+ public:
+  Sink(const Plan& plan, host::AudioWriter& writer);
+
+  /// Where the stream writes kBufferFrames of each of its output channels.
+  float* const* buffers() { return starts_.data(); }
+
+  /// Writes what the buffers hold of frames [first, end).
+  void write(int first, int end);
+
+  /// Of each channel of the file, as written.
+  std::vector<ChannelLevel> levels() const;
+  /// The file's channel of each of the stream's.
+  const std::vector<int>& order() const { return order_; }
+
+ private:
+  host::AudioWriter& writer_;
+  std::vector<int> order_;
+  host::Planar channels_;
+  std::vector<float*> starts_;
+  std::vector<float> interleaved_;
+  std::vector<ChannelLevel> sums_;  // rms: the sum of squares so far
+  std::int64_t written_ = 0;
+};
+
+}  // namespace ulmar::render

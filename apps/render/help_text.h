@@ -1,0 +1,41 @@
+// The help around the list of options.
+#pragma once
+
+namespace ulmar::render {
+
+inline constexpr const char* kDescription =
+    R"(Puts dry audio into a room: convolves it with the room's impulse response and
+mixes the result with the dry signal.
+)";
+
+inline constexpr const char* kFooter = R"(Examples:
+  ulmar-render -i speech.wav --ir hall.wav -o speech-in-hall.wav --wet -6
+      mixes the hall's reverberation 6 dB below the dry signal
+  ulmar-render -i guitar.flac --room cathedral -o send.wav --dry off --predelay 30
+      renders an effect return: reverberation only, 30 ms late
+  ulmar-render -i film.wav --ir church.wav --bformat ambix -o film-in-church.wav
+      puts 5.1 material into a church that was recorded in B-format
+
+A response has 1 channel (every channel of the material through the same response),
+2 (left, right) or 4 (true stereo: left to left, left to right, right to left, right
+to right); material has 1 or 2. A response at another sample rate is resampled to
+the material's. A failed or interrupted run writes nothing and leaves an existing
+file as it was.
+
+In 5.0 and 5.1 the loudspeakers stand at 0 degrees (centre), +-45 (left, right) and
++-130 (surrounds). Files have them in the order left, right, centre, low-frequency,
+left surround, right surround, unless they say otherwise. A response for them is
+  B-format   W X Y or W X Y Z with W at -3 dB (fuma), or W Y Z X in SN3D (ambix): 3
+             or 4 channels of one source, 6 or 8 of a left and a right one. It is
+             decoded in two bands: for the velocity of the sound below the crossover,
+             for its energy above. Stereo material spreads from one source to both
+             sides.
+  feeds      the loudspeakers' own signals in their order in files: 5 channels, each
+             side of the material to its own side and to the centre; or 10, five from
+             left and five from right.
+Dry mono comes from the centre, dry stereo from left and right. 5.0 and 5.1 material
+feeds the reverberation as left and right, see --fold; dry, it keeps its channels.
+The low-frequency channel of 5.1 is copied as it is, in time with the others. From
+other material it is silent.)";
+
+}  // namespace ulmar::render

@@ -1,0 +1,87 @@
+#include "apps/render/response_source.h"
+
+#include <utility>
+
+#include "apps/render/option_values.h"
+#include "host/error.h"
+
+namespace ulmar::render {
+namespace {
+
+host::RoomLayout roomLayoutOf(ResponseLayout response) {
+  switch (response) {
+    case ResponseLayout::mono:
+      return host::RoomLayout::mono;
+    case ResponseLayout::stereo:
+      return host::RoomLayout::stereo;
+    case ResponseLayout::trueStereo:
+      return host::RoomLayout::trueStereo;
+    default:
+      return host::RoomLayout::bFormat;
+  }
+}
+
+host::Planar renderRoomFor(const Options& options, ResponseLayout layout,
+                           int sampleRate) {
+  host::RoomSpec spec = host::roomPreset(*options.room);
+  if (options.seed) spec.seed = *options.seed;
+  return host::renderRoom(spec, roomLayoutOf(layout), sampleRate);
+}
+
+host::Planar bFormatOf(const host::AudioFile& file, host::BFormat convention) {
+  try {
+    return host::horizontalBFormat(file.samples, convention);
+  } catch (const host::Error& error) {
+    host::fail("cannot use ", file.info.path, " as B-format: ", error.what());
+  }
+}
+
+// A file's speaker feeds in the engine's order: left, right, left surround, right
+// surround, centre. Ten channels are twice five in the standard order of files; a
+// low-frequency channel is left out.
+host::Planar feedsOf(const host::AudioFile& file) {
+  constexpr std::size_t kEngineToLibrary[] = {0, 2, 3, 4, 1};
+  const bool two = file.info.channels == 10;
+  const std::vector<int> order =
+      two ? host::libraryOrder(5, {})
+          : host::libraryOrder(file.info.channels, file.info.speakers);
+  host::Planar feeds;
+  for (std::size_t source = 0; source < (two ? 2 : 1); ++source) {
+    for (const std::size_t k : kEngineToLibrary) {
+      feeds.push_back(file.samples[5 * source + static_cast<std::size_t>(order[k])]);
+    }
+  }
+  return feeds;
+}
+
+}  // namespace
+
+host::Planar readResponse(const Options& options, const host::AudioInfo& material,
+                          ResponseInfo& info, Routing& routing) {
+  host::Planar signal;
+  if (options.room) {
+    routing = routingFor(options, material, nullptr);
+    signal = renderRoomFor(options, routing.response, material.sampleRate);
+    info.name = std::string("synthetic ") + wordFor(*options.room, kRoomWords);
+    info.sourceRate = material.sampleRate;
+    info.channels = static_cast<int>(signal.size());
+  } else {
+    host::AudioFile file = host::readAudioFile(options.response);
+    routing = routingFor(options, material, &file.info);
+    info.name = file.info.path;
+    info.format = file.info.format;
+    info.sourceRate = file.info.sampleRate;
+    info.channels = file.info.channels;
+    if (routing.response == ResponseLayout::bFormat) {
+      signal = bFormatOf(file, *options.bFormat);
+    } else if (routing.response == ResponseLayout::feeds) {
+      signal = feedsOf(file);
+    } else {
+      signal = std::move(file.samples);
+    }
+  }
+  info.sourceFrames = std::ssize(signal[0]);
+  return signal;
+}
+
+}  // namespace ulmar::render

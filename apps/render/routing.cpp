@@ -1,0 +1,218 @@
+#include "apps/render/routing.h"
+
+#include <algorithm>
+
+#include "apps/render/option_values.h"
+#include "apps/render/text.h"
+#include "host/error.h"
+
+namespace ulmar::render {
+namespace {
+
+using host::ChannelLayout;
+using host::fail;
+
+bool hasFive(ChannelLayout layout) {
+  return layout == ChannelLayout::five || layout == ChannelLayout::fiveOne;
+}
+
+bool isForFive(ResponseLayout response) {
+  return response == ResponseLayout::bFormat || response == ResponseLayout::feeds;
+}
+
+ChannelLayout materialLayout(const host::AudioInfo& material) {
+  if (const auto layout = host::layoutOf(material)) return *layout;
+  fail("cannot use ", material.path, " as material: its ",
+       countText(material.channels, "channel"),
+       " are not those of mono, stereo, 5.0 or 5.1, which have 1, 2, 5 or 6");
+}
+
+// Channels of one response; nothing in B-format, where the convention decides.
+std::vector<int> channelCounts(ResponseLayout layout) {
+  switch (layout) {
+    case ResponseLayout::mono:
+      return {1};
+    case ResponseLayout::stereo:
+      return {2};
+    case ResponseLayout::trueStereo:
+      return {4};
+    case ResponseLayout::feeds:
+      return {5, 6, 10};
+    default:
+      return {};
+  }
+}
+
+void refuseCount(const host::AudioInfo& response, ResponseLayout layout) {
+  const std::vector<int> counts = channelCounts(layout);
+  const bool fits =
+      counts.empty() || std::ranges::find(counts, response.channels) != counts.end();
+  const bool ordered = layout != ResponseLayout::feeds || response.channels == 10 ||
+                       host::layoutOf(response).has_value();
+  if (fits && ordered) return;
+  std::string needed;
+  for (const int count : counts) {
+    if (!needed.empty()) needed += count == counts.back() ? " or " : ", ";
+    needed += std::to_string(count);
+  }
+  fail("cannot use ", response.path, " as ", nameOf(layout), ": it has ",
+       countText(response.channels, "channel"),
+       fits ? " for other loudspeakers than those of 5.0 or 5.1"
+            : ", and " + needed + " can be that");
+}
+
+ResponseLayout layoutByCount(const host::AudioInfo& response) {
+  const bool saysFiveOne =
+      !response.speakers.empty() && host::layoutOf(response) == ChannelLayout::fiveOne;
+  if (saysFiveOne) return ResponseLayout::feeds;
+  switch (response.channels) {
+    case 1:
+      return ResponseLayout::mono;
+    case 2:
+      return ResponseLayout::stereo;
+    case 4:
+      return ResponseLayout::trueStereo;
+    case 5:
+    case 10:
+      return ResponseLayout::feeds;
+    default:
+      fail("cannot tell what the ", response.channels, " channels of ", response.path,
+           " are: 1, 2, 4, 5 or 10 say so by their number, B-format by --bformat fuma "
+           "or ambix");
+  }
+}
+
+ResponseLayout responseLayout(const Options& options, const host::AudioInfo& response) {
+  ResponseLayout layout;
+  if (options.responseLayout) {
+    layout = *options.responseLayout;
+  } else if (options.bFormat) {
+    layout = ResponseLayout::bFormat;
+  } else if (options.passThrough) {
+    layout = ResponseLayout::feeds;
+  } else {
+    layout = layoutByCount(response);
+  }
+  refuseCount(response, layout);
+  return layout;
+}
+
+// A room is heard in stereo, each side of stereo material from its own place in it; in
+// mono where that is asked for; and in B-format for five loudspeakers.
+ResponseLayout roomLayout(const Options& options, ChannelLayout material) {
+  if (options.decode || hasFive(options.outLayout.value_or(material))) {
+    return ResponseLayout::bFormat;
+  }
+  if (options.outLayout == ChannelLayout::mono) return ResponseLayout::mono;
+  return material == ChannelLayout::mono ? ResponseLayout::stereo
+                                         : ResponseLayout::trueStereo;
+}
+
+ChannelLayout outputLayout(const Options& options, ChannelLayout material,
+                           ResponseLayout response) {
+  if (options.outLayout) return *options.outLayout;
+  if (hasFive(material)) return material;
+  if (isForFive(response)) return ChannelLayout::five;
+  return material == ChannelLayout::mono && response == ResponseLayout::mono
+             ? ChannelLayout::mono
+             : ChannelLayout::stereo;
+}
+
+void refuseMismatch(const Routing& routing, const std::string& material,
+                    const std::string& response) {
+  const std::string output = wordFor(routing.output, kChannelLayoutWords);
+  const std::string start = "cannot render " + material + " in " + output;
+  if (routing.material == ChannelLayout::fiveOne &&
+      routing.output != ChannelLayout::fiveOne) {
+    fail(start, ": it is 5.1, whose low-frequency channel ",
+         routing.surround() ? "would be lost" : "has no place there",
+         "; give --out-layout 5.1");
+  }
+  if (routing.folds() && !routing.surround()) {
+    fail(start,
+         ": it is 5.0, and only its reverberation would be folded; give "
+         "--out-layout 5.0 or 5.1");
+  }
+  if (routing.material == ChannelLayout::stereo &&
+      routing.output == ChannelLayout::mono) {
+    fail(start, ": it is stereo; give --out-layout stereo");
+  }
+  const std::string through =
+      start + " through " + response + ": it is " + nameOf(routing.response);
+  if (routing.surround() && !isForFive(routing.response)) {
+    fail(through,
+         ", and five loudspeakers take B-format (--bformat fuma or ambix) or "
+         "speaker feeds (5 or 10 channels)");
+  }
+  if (!routing.surround() && isForFive(routing.response)) {
+    fail(through, ", which is for five loudspeakers; give --out-layout 5.0 or 5.1");
+  }
+  if (routing.output == ChannelLayout::mono &&
+      routing.response != ResponseLayout::mono) {
+    fail(through, ", which is for two loudspeakers; give --out-layout stereo");
+  }
+}
+
+void refuseUseless(const Options& options, const Routing& routing,
+                   const std::string& material) {
+  const std::string output = wordFor(routing.output, kChannelLayoutWords);
+  if (options.crossover && !routing.decodes()) {
+    fail("cannot cross over at ", *options.crossover,
+         " Hz (--crossover): that is done in decoding B-format, and the response is ",
+         nameOf(routing.response));
+  }
+  if (options.rearDelay > 0.0 && !routing.surround()) {
+    fail("cannot delay the surrounds by ", 1000.0 * options.rearDelay,
+         " ms (--rear-delay): the output is ", output,
+         ", and only 5.0 and 5.1 have any");
+  }
+  if (options.fold && !routing.folds()) {
+    fail("cannot fold ", material, " (--fold): it is ",
+         wordFor(routing.material, kChannelLayoutWords),
+         ", and only 5.0 and 5.1 can be folded");
+  }
+}
+
+}  // namespace
+
+const char* nameOf(ResponseLayout layout) {
+  switch (layout) {
+    case ResponseLayout::mono:
+      return "a mono response";
+    case ResponseLayout::stereo:
+      return "a stereo response";
+    case ResponseLayout::trueStereo:
+      return "a true-stereo response";
+    case ResponseLayout::bFormat:
+      return "B-format";
+    default:
+      return "speaker feeds";
+  }
+}
+
+bool Routing::surround() const { return hasFive(output); }
+
+bool Routing::folds() const { return hasFive(material); }
+
+bool Routing::addsLowFrequency() const {
+  return output == ChannelLayout::fiveOne && material != ChannelLayout::fiveOne;
+}
+
+int Routing::streamOutputs() const {
+  return addsLowFrequency() ? 5 : host::channelsOf(output);
+}
+
+Routing routingFor(const Options& options, const host::AudioInfo& material,
+                   const host::AudioInfo* response) {
+  Routing routing;
+  routing.material = materialLayout(material);
+  routing.response = response == nullptr ? roomLayout(options, routing.material)
+                                         : responseLayout(options, *response);
+  routing.output = outputLayout(options, routing.material, routing.response);
+  refuseMismatch(routing, material.path,
+                 response == nullptr ? "the room" : response->path);
+  refuseUseless(options, routing, material.path);
+  return routing;
+}
+
+}  // namespace ulmar::render
