@@ -4,6 +4,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <thread>
+#include <tuple>
 
 #include "tests/host/audio_samples.h"
 #include "tests/render/program.h"
@@ -25,7 +26,13 @@ class Refusals : public testing::Test {
     write("dry.wav", 2, 48000, test::Random(1).signal(2 * 20000));
     write("mono.wav", 1, 48000, {0.5F, 0.25F});
     write("ir.wav", 2, 44100, {0.5F, 0.0F, 0.25F, 0.5F});
-    write("three.wav", 3, 48000, {0.5F, 0.5F, 0.5F});
+    for (const int count : {3, 4, 5, 6, 7, 9}) {
+      write(std::to_string(count).append(".wav"), count, 48000,
+            std::vector<float>(static_cast<std::size_t>(count), 0.5F));
+    }
+    using enum host::Speaker;
+    write("odd.wav", 5, 48000, {0.5F, 0.5F, 0.5F, 0.5F, 0.5F},
+          {frontLeft, frontRight, rearLeft, rearRight, rearCenter});
     write("silent.wav", 1, 48000, std::vector<float>(48000));
     write("slow.wav", 1, 4000, {0.5F});
     write("fast.wav", 1, 768000, {0.5F});
@@ -54,9 +61,11 @@ class Refusals : public testing::Test {
   ScratchDir folder;
 
  private:
-  void write(const char* name, int channels, int rate,
-             const std::vector<float>& samples) {
-    host::writeAudio(folder / name, {.channels = channels, .sampleRate = rate},
+  void write(const std::string& name, int channels, int rate,
+             const std::vector<float>& samples,
+             const std::vector<host::Speaker>& speakers = {}) {
+    host::writeAudio(folder / name,
+                     {.channels = channels, .sampleRate = rate, .speakers = speakers},
                      samples);
   }
 
@@ -105,9 +114,8 @@ std::vector<Refusal> refusals() {
       {with({}, "nan.wav"), {"nan.wav", "nan", "8999"}},
       {with({}, "dry.wav", "inf.wav"), {"inf.wav", "inf", "frame 2"}},
       // Files that do not fit.
-      {with({}, "three.wav"), {"three.wav", "3 channels", "1, 2, 5 or 6"}},
-      {with({}, "dry.wav", "three.wav"),
-       {"three.wav", "3 channels", "1, 2, 4, 5 or 10"}},
+      {with({}, "3.wav"), {"3.wav", "3 channels", "1, 2, 5 or 6"}},
+      {with({}, "dry.wav", "3.wav"), {"3.wav", "3 channels", "--bformat"}},
       {with({}, "dry.wav", "silent.wav"), {"silent.wav", "48000", "silent"}},
       {with({"--crossfeed", "0.5"}, "mono.wav"), {"mono.wav", "0.5", "1 channel", "2"}},
       {{"-i", "slow.wav", "--room", "hall", "-o", "wet.wav"}, {"4000", "8000"}},
@@ -151,6 +159,57 @@ std::vector<Refusal> refusals() {
   };
 }
 
+// A call that puts material into a response, or without one into a room.
+std::vector<std::string> surround(const std::string& material,
+                                  const std::string& response,
+                                  std::vector<std::string> options) {
+  std::vector<std::string> arguments = with(std::move(options), material, response);
+  if (response.empty())
+    std::tie(arguments[2], arguments[3]) = std::pair("--room", "hall");
+  return arguments;
+}
+
+std::vector<Refusal> surroundRefusals() {
+  return {
+      // clang-format off
+      // Layouts that cannot be told, or not so.
+      {surround("odd.wav", "", {}), {"odd.wav", "5 channels", "5.0"}},
+      {surround("mono.wav", "odd.wav", {}), {"odd.wav", "5 channels", "other loudspeakers"}},
+      {surround("mono.wav", "7.wav", {}), {"7.wav", "7 channels", "1, 2, 4, 5 or 10"}},
+      {surround("mono.wav", "9.wav", {"--bformat", "fuma"}), {"9.wav", "3 sources", "1 or 2"}},
+      {surround("mono.wav", "5.wav", {"--bformat", "fuma"}), {"5.wav", "5 channels", "3, 6 or 9"}},
+      {surround("mono.wav", "3.wav", {"--bformat", "ambix"}), {"3.wav", "3 channels", "4, 8 or 12"}},
+      {surround("mono.wav", "4.wav", {"--ir-layout", "feeds"}), {"4.wav", "4 channels", "5, 6 or 10"}},
+      {surround("mono.wav", "4.wav", {"--ir-layout", "stereo"}), {"4.wav", "4 channels", "2"}},
+      // Layouts that do not meet.
+      {surround("6.wav", "4.wav", {}), {"6.wav", "5.1", "4.wav", "true-stereo", "--bformat"}},
+      {surround("mono.wav", "ir.wav", {"--out-layout", "5.0"}), {"ir.wav", "5.0", "stereo"}},
+      {surround("mono.wav", "5.wav", {"--out-layout", "stereo"}), {"5.wav", "feeds", "5.1"}},
+      {surround("dry.wav", "mono.wav", {"--out-layout", "mono"}), {"dry.wav", "it is stereo"}},
+      {surround("mono.wav", "ir.wav", {"--out-layout", "mono"}), {"mono.wav", "ir.wav", "stereo"}},
+      {surround("5.wav", "", {"--out-layout", "stereo"}), {"5.wav", "stereo", "5.0"}},
+      {surround("6.wav", "", {"--out-layout", "5.0"}), {"6.wav", "low-frequency", "5.1"}},
+      {surround("6.wav", "", {"--out-layout", "mono"}), {"6.wav", "mono", "low-frequency"}},
+      // Options without effect, or beyond their limits.
+      {surround("dry.wav", "ir.wav", {"--crossover", "500"}), {"500 Hz", "--crossover", "stereo"}},
+      {surround("dry.wav", "", {"--decode", "--crossover", "24000"}), {"24000 Hz", "23952"}},
+      {surround("dry.wav", "", {"--rear-delay", "5"}), {"5 ms", "--rear-delay", "stereo"}},
+      {surround("dry.wav", "", {"--fold"}), {"dry.wav", "--fold", "stereo"}},
+      {surround("dry.wav", "", {"--out-layout", "7.1"}), {"'7.1'", "mono, stereo, 5.0 or 5.1"}, 2},
+      {surround("dry.wav", "", {"--rear-delay", "1001"}), {"'1001'", "0 to 1000 ms"}, 2},
+      {surround("dry.wav", "", {"--crossover", "0"}), {"'0'", "1 to 384000 Hz"}, 2},
+      // Words that contradict one another, or are missing.
+      {surround("mono.wav", "3.wav", {"--decode"}), {"--bformat", "fuma", "ambix"}, 2},
+      {surround("mono.wav", "4.wav", {"--ir-layout", "b-format"}), {"--bformat", "ambix"}, 2},
+      {surround("mono.wav", "5.wav", {"--passthrough", "--decode"}), {"--passthrough"}, 2},
+      {surround("mono.wav", "5.wav", {"--passthrough", "--bformat", "fuma"}), {"--bformat"}, 2},
+      {surround("mono.wav", "5.wav", {"--ir-layout", "feeds", "--decode"}), {"--decode"}, 2},
+      {surround("mono.wav", "", {"--bformat", "fuma"}), {"--bformat", "--ir", "room"}, 2},
+      {surround("mono.wav", "", {"--passthrough"}), {"--passthrough", "room"}, 2},
+      // clang-format on
+  };
+}
+
 // One line from the program, with all parts in it.
 void expectRefusal(const Outcome& outcome, const Refusal& refusal) {
   EXPECT_EQ(outcome.exitCode, refusal.exitCode);
@@ -163,10 +222,12 @@ void expectRefusal(const Outcome& outcome, const Refusal& refusal) {
 }
 
 TEST_F(Refusals, SayInOneSentenceWhatIsWrongAndTouchNothing) {
-  for (const Refusal& refusal : refusals()) {
-    SCOPED_TRACE(testing::PrintToString(refusal.arguments));
-    expectRefusal(run(folder, refusal.arguments), refusal);
-    expectUntouched();
+  for (const auto& all : {refusals(), surroundRefusals()}) {
+    for (const Refusal& refusal : all) {
+      SCOPED_TRACE(testing::PrintToString(refusal.arguments));
+      expectRefusal(run(folder, refusal.arguments), refusal);
+      expectUntouched();
+    }
   }
 }
 

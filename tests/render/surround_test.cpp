@@ -2,7 +2,6 @@
 // the decoder as a formula.
 #include <cmath>
 #include <nlohmann/json.hpp>
-#include <numbers>
 #include <sstream>
 
 #include "host/channel_layout.h"
@@ -25,18 +24,20 @@ using Channels = std::vector<Channel>;
 constexpr int kRate = 8000;         // Hz
 constexpr int kMaterialLen = 9001;  // frames: a buffer of the renderer and a rest
 constexpr int kResponseLen = 301;
+constexpr double kWet = 0.31622776601683794;
+constexpr double kDry = 0.50118723362727229;
 
 // Order of files.
-enum File { kL, kR, kC, kLfe, kLs, kRs };
+enum Place { kL, kR, kC, kLfe, kLs, kRs, kNumPlaces };
 
-/// What the response's channels do to left and right, or to mono alone.
-enum class Use { fumaOfOne, ambixOfOne, fumaOfTwo, ambixOfTwo, fiveFeeds, tenFeeds };
+// How the response's file has its channels.
+enum class Kind { fuma, fumaWithHeight, ambix, feeds, feedsAndLfe };
 
 struct Case {
   const char* name = "";
   int materialChannels = 1;
-  int responseChannels = 3;
-  Use use = Use::fumaOfOne;
+  Kind kind = Kind::fuma;
+  int sources = 1;
   const char* options = "";
   int outChannels = 5;
   double crossover = 400.0;
@@ -44,30 +45,28 @@ struct Case {
   int wetDelay = 0;   // frames
   int rearDelay = 0;  // frames, beyond that
   SurroundName surrounds = SurroundName::rear;
+
+  bool isBFormat() const { return kind != Kind::feeds && kind != Kind::feedsAndLfe; }
 };
 
 const Case kCases[] = {
     {.name = "mono, FuMa", .options = "--bformat fuma"},
     {.name = "mono, AmbiX",
-     .responseChannels = 4,
-     .use = Use::ambixOfOne,
+     .kind = Kind::ambix,
      .options = "--bformat ambix --out-layout 5.1 --crossover 700 --rear-delay 2.5",
      .outChannels = 6,
      .crossover = 700.0,
      .rearDelay = 20},
-    {.name = "mono, two sources",
-     .responseChannels = 6,
-     .use = Use::fumaOfTwo,
-     .options = "--bformat fuma --decode"},
+    {.name = "mono, two sources", .sources = 2, .options = "--bformat fuma --decode"},
     {.name = "stereo, one source",
      .materialChannels = 2,
-     .responseChannels = 4,
+     .kind = Kind::fumaWithHeight,
      .options = "--bformat fuma --crossfeed 0.25 --block 64",
      .crossfeed = 0.25},
     {.name = "stereo, two sources, as heard live",
      .materialChannels = 2,
-     .responseChannels = 8,
-     .use = Use::ambixOfTwo,
+     .kind = Kind::ambix,
+     .sources = 2,
      .options = "--bformat ambix --no-align --rear-delay 10",
      .wetDelay = 512,
      .rearDelay = 80},
@@ -82,62 +81,61 @@ const Case kCases[] = {
      .surrounds = SurroundName::side},
     {.name = "5.1, two sources, as heard live",
      .materialChannels = 6,
-     .responseChannels = 6,
-     .use = Use::fumaOfTwo,
+     .sources = 2,
      .options = "--bformat fuma --no-align --block 128",
      .outChannels = 6,
      .wetDelay = 128},
     {.name = "5.1 in blocks longer than a buffer",
      .materialChannels = 6,
-     .responseChannels = 5,
-     .use = Use::fiveFeeds,
+     .kind = Kind::feeds,
      .options = "--block 16384",
      .outChannels = 6},
-    {.name = "mono, feeds",
-     .responseChannels = 5,
-     .use = Use::fiveFeeds,
-     .options = "--passthrough"},
+    {.name = "mono, feeds", .kind = Kind::feeds, .options = "--passthrough"},
     {.name = "mono, feeds of two sources",
-     .responseChannels = 10,
-     .use = Use::tenFeeds,
+     .kind = Kind::feeds,
+     .sources = 2,
      .options = "--out-layout 5.1 --rear-delay 1",
      .outChannels = 6,
      .rearDelay = 8},
-    {.name = "stereo, feeds",
-     .materialChannels = 2,
-     .responseChannels = 5,
-     .use = Use::fiveFeeds},
     {.name = "stereo, feeds of two sources",
      .materialChannels = 2,
-     .responseChannels = 10,
-     .use = Use::tenFeeds,
+     .kind = Kind::feeds,
+     .sources = 2,
      .options = "--ir-layout feeds"},
-    {.name = "5.0, feeds in 5.1",
+    {.name = "5.0, feeds, in 5.1",
      .materialChannels = 5,
-     .responseChannels = 6,
-     .use = Use::fiveFeeds,
-     .options = "--ir-layout feeds --out-layout 5.1",
+     .kind = Kind::feedsAndLfe,
+     .options = "--out-layout 5.1",
      .outChannels = 6},
 };
 
-/// Writes noise, with its loudspeakers if it has five, and returns its channels.
-Channels writeNoise(const std::string& path, int channels, int frames,
-                    std::uint64_t seed, SurroundName surrounds = SurroundName::rear) {
-  host::AudioFormat format = {.channels = channels, .sampleRate = kRate};
-  if (channels == 6) {
-    format.speakers = host::fileSpeakers(host::ChannelLayout::fiveOne, surrounds);
-  }
-  std::vector<float> interleaved = test::Random(seed).signal(channels * frames);
-  for (float& sample : interleaved) sample *= 0.0625F;
-  host::writeAudio(path, format, interleaved);
-  Channels result(static_cast<std::size_t>(channels));
-  for (std::size_t i = 0; i < interleaved.size(); ++i) {
-    result[i % result.size()].push_back(interleaved[i]);
+Channels noise(int channels, int frames, std::uint64_t seed) {
+  test::Random random(seed);
+  Channels result;
+  for (int k = 0; k < channels; ++k) {
+    result.push_back(random.signal<double>(frames));
+    for (double& sample : result.back()) sample *= 0.0625;
   }
   return result;
 }
 
-/// gains[k] of channels[k], added up.
+void write(const std::string& path, const Channels& channels,
+           SurroundName surrounds = SurroundName::rear) {
+  const auto count = static_cast<int>(channels.size());
+  host::AudioFormat format = {.channels = count, .sampleRate = kRate};
+  if (count == kNumPlaces) {
+    format.speakers = host::fileSpeakers(host::ChannelLayout::fiveOne, surrounds);
+  }
+  std::vector<float> interleaved;
+  for (std::size_t n = 0; n < channels[0].size(); ++n) {
+    for (const Channel& channel : channels) {
+      interleaved.push_back(static_cast<float>(channel[n]));
+    }
+  }
+  host::writeAudio(path, format, interleaved);
+}
+
+// gains[k] of channels[k], added up.
 Channel mix(const Channels& channels, const std::vector<double>& gains) {
   Channel sum(channels[0].size());
   for (std::size_t k = 0; k < gains.size(); ++k) {
@@ -146,193 +144,172 @@ Channel mix(const Channels& channels, const std::vector<double>& gains) {
   return sum;
 }
 
-/// What the reverberation is fed with: mono, or left and right.
-Channels engineInputs(const Case& c, const Channels& m) {
-  if (c.materialChannels == 1) return m;
-  Channels sides = m;
-  if (c.materialChannels == 5) {
-    sides = {mix(m, {1.0, 0.0, 0.7071, 0.7071, 0.0}),
-             mix(m, {0.0, 1.0, 0.7071, 0.0, 0.7071})};
-  } else if (c.materialChannels == 6) {
-    sides = {mix(m, {1.0, 0.0, 0.7071, 0.0, 0.7071, 0.0}),
-             mix(m, {0.0, 1.0, 0.7071, 0.0, 0.0, 0.7071})};
+void addWet(Channel& sum, const Channel& signal, const Channel& response,
+            double gain = 1.0) {
+  for (std::size_t n = 0; n < sum.size(); ++n) {
+    sum[n] += gain * test::convolved(signal, response, static_cast<int>(n));
   }
-  return {mix(sides, {1.0, c.crossfeed}), mix(sides, {c.crossfeed, 1.0})};
 }
 
-bool isAmbix(Use use) { return use == Use::ambixOfOne || use == Use::ambixOfTwo; }
-
-/// W, X and Y of a source.
-Channels wxyOf(const Case& c, const Channels& r, std::size_t source) {
-  const bool two = c.use == Use::fumaOfTwo || c.use == Use::ambixOfTwo;
-  const std::size_t first = two ? source * r.size() / 2 : 0;
-  if (!isAmbix(c.use)) return {r[first], r[first + 1], r[first + 2]};
-  return {mix({r[first]}, {std::sqrt(0.5)}), r[first + 3], r[first + 1]};
+// W, X and Y, or the feeds in the order of files, of one source after another.
+Channels responseOf(const Case& c) {
+  return noise(c.sources * (c.isBFormat() ? 3 : 5), kResponseLen, 2);
 }
 
-Channel convolution(const Channel& signal, const Channel& response,
-                    std::size_t frames) {
-  Channel result(frames);
-  for (std::size_t n = 0; n < frames; ++n) {
-    result[n] = test::convolved(signal, response, static_cast<int>(n));
+Channels fileOf(const Case& c, const Channels& response) {
+  const Channel other(kResponseLen, 0.5);  // height, low frequency
+  const std::ptrdiff_t step = c.isBFormat() ? 3 : 5;
+  Channels file;
+  for (auto r = response.begin(); r != response.end(); r += step) {
+    if (c.kind == Kind::ambix) {
+      file.insert(file.end(), {mix({r[0]}, {std::sqrt(2.0)}), r[2], other, r[1]});
+    } else {
+      file.insert(file.end(), r, r + step);
+    }
+    if (c.kind == Kind::fumaWithHeight) file.push_back(other);
+    if (c.kind == Kind::feedsAndLfe) file.insert(file.begin() + kLfe, other);
   }
+  return file;
+}
+
+// The material in the order of 5.1 files; mono in the centre.
+Channels placed(const Channels& material) {
+  Channels result(kNumPlaces, Channel(material[0].size()));
+  for (std::size_t k = 0; k < material.size(); ++k) {
+    const bool withoutLfe = material.size() == 5 && k >= kLfe;
+    result[withoutLfe ? k + 1 : k] = material[k];
+  }
+  if (material.size() == 1) std::swap(result[kL], result[kC]);
   return result;
 }
 
-/// The field that a response in B-format makes of left and right: each from its own
-/// source; or W of the mid, X and Y of the mid and, exchanged, of the side.
-Channels fieldOf(const Case& c, const Channels& sides, const Channels& r,
+// What the reverberation is fed with: mono, or left and right.
+Channels engineInputs(const Case& c, const Channels& material) {
+  if (c.materialChannels == 1) return material;
+  const Channels m = placed(material);
+  const Channels sides = {mix(m, {1.0, 0.0, 0.7071, 0.0, 0.7071, 0.0}),
+                          mix(m, {0.0, 1.0, 0.7071, 0.0, 0.0, 0.7071})};
+  return {mix(sides, {1.0, c.crossfeed}), mix(sides, {c.crossfeed, 1.0})};
+}
+
+// What a response in B-format makes of left and right: each from its own source; or W
+// of the mid, X and Y of the mid and, exchanged, of the side.
+Channels fieldOf(const Case& c, const Channels& inputs, const Channels& r,
                  std::size_t frames) {
   Channels field(3, Channel(frames));
-  const auto add = [&](std::size_t to, const Channel& signal, const Channel& response) {
-    field[to] = mix({field[to], convolution(signal, response, frames)}, {1.0, 1.0});
-  };
-  const bool two = c.use == Use::fumaOfTwo || c.use == Use::ambixOfTwo;
-  if (!two && sides.size() == 2) {
-    const Channels wxy = wxyOf(c, r, 0);
-    const double h = std::sqrt(0.5);
-    const Channel mid = mix(sides, {h, h});
-    const Channel side = mix(sides, {h, -h});
-    add(0, mid, wxy[0]);
-    add(1, mid, wxy[1]);
-    add(1, side, wxy[2]);
-    add(2, mid, wxy[2]);
-    add(2, side, wxy[1]);
-    return field;
+  const bool midSide = c.sources == 1 && inputs.size() == 2;
+  const double h = std::sqrt(0.5);
+  const Channel first = midSide ? mix(inputs, {h, h}) : inputs[0];
+  for (std::size_t k = 0; k < r.size(); ++k) {
+    addWet(field[k % 3], k < 3 ? first : inputs.back(), r[k]);
   }
-  for (std::size_t source = 0; source < (two ? 2U : 1U); ++source) {
-    const Channels wxy = wxyOf(c, r, source);
-    for (std::size_t k = 0; k < 3; ++k)
-      add(k, sides[sides.size() == 2 ? source : 0], wxy[k]);
+  if (midSide) {
+    const Channel side = mix(inputs, {h, -h});
+    addWet(field[1], side, r[2]);
+    addWet(field[2], side, r[1]);
   }
   return field;
 }
 
-/// In the decoder's order.
+// In the order of 5.1 files, as is the next.
 Channels decoded(const Case& c, const Channels& field) {
+  constexpr Place kPlaces[] = {kL, kC, kR, kLs, kRs};
   std::vector<test::PlainCrossover> crossovers(
       3, test::PlainCrossover(host::designCrossover(c.crossover, kRate)));
-  Channels feeds(5, Channel(field[0].size()));
+  Channels feeds(kNumPlaces, Channel(field[0].size()));
   for (std::size_t n = 0; n < field[0].size(); ++n) {
     for (std::size_t s = 0; s < 3; ++s) {
       const auto [low, high] = crossovers[s](field[s][n]);
       for (std::size_t j = 0; j < 5; ++j) {
-        feeds[j][n] += test::kLowMatrix[j][s] * low + test::kHighMatrix[j][s] * high;
+        feeds[kPlaces[j]][n] +=
+            test::kLowMatrix[j][s] * low + test::kHighMatrix[j][s] * high;
       }
     }
-  }
-  return {feeds[0], feeds[2], feeds[1], {}, feeds[3], feeds[4]};
-}
-
-/// In the order of 5.1 files.
-Channels passed(const Case& c, const Channels& sides, const Channels& r,
-                std::size_t frames) {
-  Channels feeds;
-  for (const std::size_t place : {kL, kR, kC, kLfe, kLs, kRs}) {
-    if (place == kLfe) {
-      feeds.emplace_back();
-      continue;
-    }
-    const std::size_t k = c.responseChannels == 6 || place < kLfe ? place : place - 1;
-    Channel feed = convolution(sides[0], r[k], frames);
-    if (c.use == Use::tenFeeds) {
-      feed = mix({feed, convolution(sides.back(), r[k + 5], frames)}, {1.0, 1.0});
-    } else if (sides.size() == 2) {
-      const Channel right = convolution(sides[1], r[k], frames);
-      const double h = std::sqrt(0.5);
-      if (place == kR || place == kRs) feed = right;
-      if (place == kC) feed = mix({feed, right}, {h, h});
-    }
-    feeds.push_back(feed);
   }
   return feeds;
 }
 
-/// The dry signal in the order of 5.1 files.
-Channel dryOf(const Channels& m, std::size_t place) {
-  if (m.size() == 1) return place == kC ? m[0] : Channel();
-  if (m.size() == 2) return place <= kR ? m[place] : Channel();
-  if (m.size() == 6) return m[place];
-  return place < kLfe ? m[place] : place > kLfe ? m[place - 1] : Channel();
+Channels passed(const Case& c, const Channels& inputs, const Channels& r,
+                std::size_t frames) {
+  Channels feeds(kNumPlaces, Channel(frames));
+  for (std::size_t k = 0; k < r.size(); ++k) {
+    const std::size_t place = k % 5 < kLfe ? k % 5 : k % 5 + 1;
+    if (c.sources == 2 || inputs.size() == 1) {
+      addWet(feeds[place], k < 5 ? inputs[0] : inputs.back(), r[k]);
+      continue;
+    }
+    const double gain = place == kC ? std::sqrt(0.5) : 1.0;
+    if (place != kR && place != kRs) addWet(feeds[place], inputs[0], r[k], gain);
+    if (place != kL && place != kLs) addWet(feeds[place], inputs[1], r[k], gain);
+  }
+  return feeds;
 }
 
-constexpr double kWet = 0.31622776601683794;
-constexpr double kDry = 0.50118723362727229;
-
-/// Every channel in the order of 5.1 files; the low-frequency channel is not scaled.
+// In the order of 5.1 files; the low-frequency channel is the material's.
 Channels expectedOutputs(const Case& c, const Channels& material, const Channels& r,
                          std::size_t frames) {
-  const Channels sides = engineInputs(c, material);
-  const bool feeds = c.use == Use::fiveFeeds || c.use == Use::tenFeeds;
-  const Channels wet =
-      feeds ? passed(c, sides, r, frames) : decoded(c, fieldOf(c, sides, r, frames));
-  Channels outputs(6, Channel(frames));
-  for (std::size_t place = 0; place < 6; ++place) {
-    const Channel dry = dryOf(material, place);
-    const int delay = c.wetDelay + (place == kLs || place == kRs ? c.rearDelay : 0);
+  const Channels inputs = engineInputs(c, material);
+  const Channels wet = c.isBFormat() ? decoded(c, fieldOf(c, inputs, r, frames))
+                                     : passed(c, inputs, r, frames);
+  Channels outputs = placed(material);
+  for (std::size_t place = 0; place < kNumPlaces; ++place) {
+    outputs[place].resize(frames);
+    if (place == kLfe) continue;
+    const int delay = c.wetDelay + (place >= kLs ? c.rearDelay : 0);
     for (std::size_t n = 0; n < frames; ++n) {
-      double& v = outputs[place][n];
-      if (n < dry.size()) v = (place == kLfe ? 1.0 : kDry) * dry[n];
-      if (place != kLfe && n >= static_cast<std::size_t>(delay)) {
-        v += kWet * wet[place][n - static_cast<std::size_t>(delay)];
-      }
+      outputs[place][n] *= kDry;
+      if (n < static_cast<std::size_t>(delay)) continue;
+      outputs[place][n] += kWet * wet[place][n - static_cast<std::size_t>(delay)];
     }
   }
   return outputs;
 }
 
-std::vector<std::string> words(const std::string& text) {
-  std::istringstream stream(text);
-  return {std::istream_iterator<std::string>(stream), {}};
+nlohmann::json figuresOf(const ScratchDir& folder, const std::string& arguments) {
+  std::istringstream stream(arguments + " --json");
+  const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
+  return nlohmann::json::parse(expectRun(folder, words).out, nullptr, false);
 }
 
 void expectCase(const Case& c) {
   const ScratchDir folder;
-  const Channels material =
-      writeNoise(folder / "dry.wav", c.materialChannels, kMaterialLen, 1, c.surrounds);
-  const Channels response =
-      writeNoise(folder / "ir.wav", c.responseChannels, kResponseLen, 2);
-  const auto figures = nlohmann::json::parse(
-      expectRun(folder, words(std::string("-i dry.wav --ir ir.wav -o wet.wav --wet -10 "
-                                          "--dry -6 --json ") +
-                              c.options))
-          .out);
+  const Channels material = noise(c.materialChannels, kMaterialLen, 1);
+  const Channels response = responseOf(c);
+  write(folder / "dry.wav", material, c.surrounds);
+  write(folder / "ir.wav", fileOf(c, response));
+  const auto figures = figuresOf(
+      folder,
+      std::string("-i dry.wav --ir ir.wav -o wet.wav --wet -10 --dry -6 ") + c.options);
 
   const host::AudioInfo info = host::AudioReader(folder / "wet.wav").info();
-  const bool lfe = c.outChannels == 6;
-  EXPECT_EQ(info.speakers, host::fileSpeakers(lfe ? host::ChannelLayout::fiveOne
-                                                  : host::ChannelLayout::five,
-                                              c.surrounds));
-  const bool feeds = c.use == Use::fiveFeeds || c.use == Use::tenFeeds;
+  const bool lfe = c.outChannels == kNumPlaces;
+  const auto layout = lfe ? host::ChannelLayout::fiveOne : host::ChannelLayout::five;
+  EXPECT_EQ(info.speakers, host::fileSpeakers(layout, c.surrounds));
   const int ringing =
-      feeds ? 0 : host::crossoverTail(host::designCrossover(c.crossover, kRate));
+      c.isBFormat() ? host::crossoverTail(host::designCrossover(c.crossover, kRate))
+                    : 0;
   ASSERT_EQ(info.channels, c.outChannels);
   ASSERT_EQ(info.frames,
             kMaterialLen + kResponseLen - 1 + c.wetDelay + c.rearDelay + ringing);
 
   const auto frames = static_cast<std::size_t>(info.frames);
+  const auto outChannels = static_cast<std::size_t>(info.channels);
   const Channels expected = expectedOutputs(c, material, response, frames);
   const std::vector<float> out = host::readAudio(folder / "wet.wav");
-  const auto outChannels = static_cast<std::size_t>(c.outChannels);
   for (std::size_t j = 0; j < outChannels; ++j) {
-    SCOPED_TRACE(testing::Message() << "channel " << j);
     const std::size_t place = lfe || j < kLfe ? j : j + 1;
-    double highest = 0.0;
+    double peak = 0.0;
     double worst = 0.0;
     double energy = 0.0;
     for (std::size_t n = 0; n < frames; ++n) {
-      const float sample = out[n * outChannels + j];
+      const double sample = out[n * outChannels + j];
       worst = std::max(worst, std::fabs(sample - expected[place][n]));
-      highest = std::max(highest, std::fabs(expected[place][n]));
-      energy += double{sample} * double{sample};
+      peak = std::max(peak, std::fabs(expected[place][n]));
+      energy += sample * sample;
     }
-    if (place == kLfe) {
-      EXPECT_EQ(worst, 0.0);  // sample by sample, in its place
-    } else {
-      EXPECT_LT(worst, 1e-6);
-      EXPECT_GT(highest, 0.015);
-    }
-    EXPECT_NEAR(figures["rendering"]["peaks"][j], highest, 1e-5);
+    // The low-frequency channel is what it was, in its place.
+    EXPECT_LE(worst, place == kLfe ? 0.0 : 1e-6) << "channel " << j;
+    EXPECT_NEAR(figures["rendering"]["peaks"][j], peak, 1e-6);
     EXPECT_NEAR(figures["rendering"]["levels"][j],
                 std::sqrt(energy / static_cast<double>(frames)), 1e-9);
   }
@@ -348,28 +325,23 @@ TEST(Surround, IsTheDecodedConvolution) {
 // The room is the one that the kit renders, and a file of it gives the same.
 TEST(Surround, PutsAnyMaterialIntoARoom) {
   const ScratchDir folder;
-  const host::Planar wxy = host::renderRoom(host::roomPreset(host::RoomKind::small),
-                                            host::RoomLayout::bFormat, kRate);
-  std::vector<float> interleaved;
-  for (std::size_t n = 0; n < wxy[0].size(); ++n) {
-    for (const auto& channel : wxy) interleaved.push_back(channel[n]);
+  Channels room;
+  for (const auto& channel : host::renderRoom(host::roomPreset(host::RoomKind::small),
+                                              host::RoomLayout::bFormat, kRate)) {
+    room.emplace_back(channel.begin(), channel.end());
   }
-  host::writeAudio(folder / "room.wav", {.channels = 3, .sampleRate = kRate},
-                   interleaved);
-  for (const int channels : {1, 2, 6}) {
-    writeNoise(folder / "dry.wav", channels, 100, 4);
+  write(folder / "room.wav", room);
+  for (const int channels : {6, 2, 1}) {
+    write(folder / "dry.wav", noise(channels, 100, 4));
     const std::string call = "-i dry.wav --normalize energy --out-layout 5.1 -o ";
-    expectRun(folder, words(call + "a.wav --room small"));
-    expectRun(folder, words(call + "b.wav --ir room.wav --bformat fuma"));
+    figuresOf(folder, call + "a.wav --room small");
+    figuresOf(folder, call + "b.wav --ir room.wav --bformat fuma");
     EXPECT_EQ(host::bytesOf(folder / "a.wav"), host::bytesOf(folder / "b.wav"));
   }
-  writeNoise(folder / "dry.wav", 1, 100, 4);
   for (const auto& [options, layout] :
        {std::pair{"", "stereo"}, {"--decode", "5.0"}, {"--out-layout mono", "mono"}}) {
-    const auto figures = nlohmann::json::parse(
-        expectRun(folder, words(std::string("-i dry.wav --room small --json --check ") +
-                                options))
-            .out);
+    const auto figures =
+        figuresOf(folder, std::string("-i dry.wav --room small --check ") + options);
     EXPECT_EQ(figures["output"]["layout"], layout);
   }
 }
@@ -378,82 +350,14 @@ TEST(Surround, PutsAnyMaterialIntoARoom) {
 TEST(Surround, NamesTheLoudspeakersInEveryContainer) {
   const ScratchDir folder;
   for (const SurroundName surrounds : {SurroundName::rear, SurroundName::side}) {
-    writeNoise(folder / "dry.wav", 6, 100, 4, surrounds);
-    for (const char* const output : {"wet.wav", "wet.flac", "wet.aiff"}) {
-      expectRun(folder, {"-i", "dry.wav", "--room", "small", "-o", output});
-      const host::AudioInfo info = host::AudioReader(folder / output).info();
-      const bool wav = output == std::string("wet.wav");
-      EXPECT_EQ(info.speakers, host::fileSpeakers(host::ChannelLayout::fiveOne,
-                                                  wav ? surrounds : SurroundName::rear))
+    write(folder / "dry.wav", noise(kNumPlaces, 100, 4), surrounds);
+    for (const std::string output : {"wet.wav", "wet.flac", "wet.aiff"}) {
+      figuresOf(folder, "-i dry.wav --room small -o " + output);
+      const auto name = output == "wet.wav" ? surrounds : SurroundName::rear;
+      EXPECT_EQ(host::AudioReader(folder / output).info().speakers,
+                host::fileSpeakers(host::ChannelLayout::fiveOne, name))
           << output;
     }
-  }
-}
-
-TEST(Surround, RefusesLayoutsThatDoNotMeet) {
-  const ScratchDir folder;
-  for (const int channels : {1, 2, 3, 4, 5, 6, 7, 8, 9}) {
-    writeNoise(folder / std::to_string(channels).append(".wav"), channels, 100, 5);
-  }
-  // Left, right, left and right at the rear, and rear centre.
-  host::AudioFormat odd = {.channels = 5, .sampleRate = kRate};
-  odd.speakers = {host::Speaker::frontLeft, host::Speaker::frontRight,
-                  host::Speaker::rearLeft, host::Speaker::rearRight,
-                  host::Speaker::rearCenter};
-  host::writeAudio(folder / "odd.wav", odd, std::vector<float>(500, 0.1F));
-  const struct {
-    const char* call;
-    std::vector<std::string> parts;
-    int exitCode = 1;
-  } cases[] = {
-      {"-i 7.wav --room small", {"7.wav", "7 channels", "1, 2, 5 or 6"}},
-      {"-i odd.wav --room small", {"odd.wav", "5 channels", "5.0"}},
-      {"-i 1.wav --ir odd.wav", {"odd.wav", "5 channels", "other loudspeakers"}},
-      {"-i 1.wav --ir 3.wav", {"3.wav", "3 channels", "--bformat"}},
-      {"-i 1.wav --ir 9.wav --bformat fuma", {"9.wav", "3 sources", "1 or 2"}},
-      {"-i 1.wav --ir 5.wav --bformat fuma", {"5.wav", "5 channels", "3, 6 or 9"}},
-      {"-i 1.wav --ir 3.wav --bformat ambix", {"3.wav", "3 channels", "4, 8 or 12"}},
-      {"-i 1.wav --ir 4.wav --ir-layout feeds", {"4.wav", "4 channels", "5, 6 or 10"}},
-      {"-i 1.wav --ir 4.wav --ir-layout stereo", {"4.wav", "4 channels", "2"}},
-      {"-i 6.wav --ir 4.wav", {"6.wav", "5.1", "4.wav", "true-stereo", "--bformat"}},
-      {"-i 1.wav --ir 2.wav --out-layout 5.0", {"2.wav", "5.0", "stereo"}},
-      {"-i 1.wav --ir 5.wav --out-layout stereo", {"5.wav", "stereo", "feeds", "5.1"}},
-      {"-i 2.wav --ir 1.wav --out-layout mono", {"2.wav", "mono", "it is stereo"}},
-      {"-i 1.wav --ir 2.wav --out-layout mono", {"1.wav", "2.wav", "mono", "stereo"}},
-      {"-i 5.wav --room small --out-layout stereo", {"5.wav", "stereo", "5.0"}},
-      {"-i 6.wav --room small --out-layout 5.0",
-       {"6.wav", "5.0", "low-frequency", "5.1"}},
-      {"-i 6.wav --room small --out-layout mono", {"6.wav", "mono", "low-frequency"}},
-      {"-i 2.wav --ir 2.wav --crossover 500", {"500 Hz", "--crossover", "stereo"}},
-      {"-i 2.wav --room small --decode --crossover 4000",
-       {"4000 Hz", "8000 Hz", "3992"}},
-      {"-i 2.wav --room small --rear-delay 5", {"5 ms", "--rear-delay", "stereo"}},
-      {"-i 2.wav --room small --fold", {"2.wav", "--fold", "stereo"}},
-      {"-i 1.wav --ir 3.wav --decode", {"--bformat", "fuma", "ambix"}, 2},
-      {"-i 1.wav --ir 4.wav --ir-layout b-format", {"--bformat", "fuma", "ambix"}, 2},
-      {"-i 1.wav --ir 5.wav --passthrough --decode", {"--passthrough", "--decode"}, 2},
-      {"-i 1.wav --ir 5.wav --bformat fuma --passthrough", {"--passthrough"}, 2},
-      {"-i 1.wav --ir 5.wav --bformat fuma --ir-layout feeds", {"--bformat"}, 2},
-      {"-i 1.wav --room small --bformat fuma", {"--bformat", "--ir", "room"}, 2},
-      {"-i 1.wav --room small --passthrough", {"--passthrough", "--ir", "room"}, 2},
-      {"-i 1.wav --room small --out-layout 7.1",
-       {"'7.1'", "mono, stereo, 5.0 or 5.1"},
-       2},
-      {"-i 1.wav --room small --rear-delay 1001", {"'1001'", "0 to 1000 ms"}, 2},
-      {"-i 1.wav --room small --crossover 0", {"'0'", "1 to 384000 Hz"}, 2},
-  };
-  const auto names = folder.names();
-  for (const auto& [call, parts, exitCode] : cases) {
-    SCOPED_TRACE(call);
-    const Outcome outcome = run(folder, words(std::string(call) + " -o wet.wav"));
-    EXPECT_EQ(outcome.exitCode, exitCode);
-    EXPECT_EQ(outcome.err.rfind("ulmar-render: ", 0), 0U) << outcome.err;
-    EXPECT_EQ(outcome.err.find('\n') + 1, outcome.err.size()) << outcome.err;
-    for (const std::string& part : parts) {
-      EXPECT_NE(outcome.err.find(part), std::string::npos)
-          << '"' << part << "\" is not in: " << outcome.err;
-    }
-    EXPECT_EQ(folder.names(), names);
   }
 }
 
