@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the renderer and lets it be heard:
-#   ./demo.sh                   recorded speech in a recorded hall, and in a synthetic one
+#   ./demo.sh                   recorded speech in a recorded hall, and in a synthetic one for
+#                               two loudspeakers and for five
 #   ./demo.sh DRY.wav HALL.wav  your recording in your hall
 set -euo pipefail
 case $# in
   0) ;;
   2) dry=$(realpath -m -- "$1") hall=$(realpath -m -- "$2") ;;
-  *) sed -n '2,4s/^# //p' "$0" >&2 && exit 2 ;;
+  *) sed -n '2,5s/^# //p' "$0" >&2 && exit 2 ;;
 esac
 cd "$(dirname "$0")"
 . cmake/setup.sh
@@ -62,6 +63,9 @@ else
   fetchFrom guitarix-common usr/share/gx_head/sounds/greathall.wav
   render "$dry" "$out/speech-in-great-hall.wav" --ir "$hall" --wet -15
   render "$dry" "$out/speech-in-synthetic-hall.wav" --room hall --wet -9
+  render "$dry" "$out/speech-in-synthetic-hall-5.1.wav" --room hall --wet -9 --out-layout 5.1
+  say "Levels of the channels of $out/speech-in-synthetic-hall-5.1.wav (RMS):"
+  sed -n 's/, as RMS$//; s/^level */   /p' "$out/report.txt" | sed 's/, /\n   /g'
 fi
 
 say "Written; to be heard beside $dry:"
