@@ -64,7 +64,7 @@ struct Stroke {
 struct Image {
   int width = 0;
   int height = 0;
-  std::vector<std::uint32_t> pixels;
+  std::vector<std::uint32_t> pixels = {};
 };
 
 /// Throws Error where Picture would, as far as that can be told without touching

@@ -104,10 +104,11 @@ void Plot::drawAxisX() {
   for (const Axis::Tick& tick : x_.ticks) {
     const double x = pixelX(tick.value);
     picture_.line({x, box_.top}, {x, box_.bottom()}, {.color = kGridInk});
+    if (!x_.labelled) continue;
     picture_.line({x, box_.bottom()}, {x, box_.bottom() + kTickLength},
                   {.color = kSoftInk});
     const double half = 0.5 * picture_.textWidth(tick.text, kTickFont);
-    if (!x_.labelled || x - half < occupied + 8.0) continue;
+    if (x - half < occupied + 8.0) continue;
     picture_.text({x, box_.bottom() + 19.0}, tick.text, Align::center, kTickFont);
     occupied = x + half;
   }
@@ -121,12 +122,12 @@ void Plot::drawAxisY() {
   for (const Axis::Tick& tick : y_.ticks) {
     const double y = pixelY(tick.value);
     picture_.line({box_.left, y}, {box_.right(), y}, {.color = kGridInk});
-    picture_.line({box_.left - kTickLength, y}, {box_.left, y}, {.color = kSoftInk});
     if (!y_.labelled) continue;
+    picture_.line({box_.left - kTickLength, y}, {box_.left, y}, {.color = kSoftInk});
     picture_.text({box_.left - 9.0, y + 4.5}, tick.text, Align::right, kTickFont);
   }
   if (y_.labelled) {
-    picture_.textUpwards({box_.left - 52.0, box_.top + 0.5 * box_.height}, y_.label,
+    picture_.textUpwards({box_.left - 57.0, box_.top + 0.5 * box_.height}, y_.label,
                          kLabelFont);
   }
 }

@@ -23,8 +23,8 @@ struct Axis {
     std::string text;
   };
   std::vector<Tick> ticks = {};
-  /// False leaves the texts and the label away, as of one of two diagrams that stand
-  /// one above the other.
+  /// False leaves tick marks, texts and label away, as of one of two diagrams that
+  /// stand one above the other.
   bool labelled = true;
 };
 
@@ -42,7 +42,7 @@ struct LegendEntry {
 
 class Plot {
  public:
-  /// Draws title, grid, ticks and labels. box: of the frame; texts need about 60 pixels
+  /// Draws title, grid, ticks and labels. box: of the frame; texts need about 70 pixels
   /// on its left, 46 below and 26 above.
   Plot(Picture& picture, const Box& box, const std::string& title, Axis x, Axis y);
 

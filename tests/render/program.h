@@ -1,4 +1,4 @@
-// Runs the built renderer as a user does, in a folder, and takes down what it says.
+// Runs a built program, ULMAR_PROGRAM, as a user does, in a folder, and takes down what it says.
 #pragma once
 
 #include <fcntl.h>
@@ -25,12 +25,12 @@ struct Outcome {
 
 class Program {
  public:
-  /// Starts ulmar-render in a folder. maxFileBytes: what a file may grow to, as on a
+  /// Starts the program in a folder. maxFileBytes: what a file may grow to, as on a
   /// disk that is nearly full.
   Program(const host::ScratchDir& folder, const std::vector<std::string>& arguments,
           std::optional<rlim_t> maxFileBytes = std::nullopt) {
     const std::string path = folder / "";
-    std::vector<char*> argv = {const_cast<char*>(ULMAR_RENDER)};
+    std::vector<char*> argv = {const_cast<char*>(ULMAR_PROGRAM)};
     for (const auto& argument : arguments)
       argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
@@ -43,7 +43,7 @@ class Program {
       const rlimit limit = {*maxFileBytes, *maxFileBytes};
       setrlimit(RLIMIT_FSIZE, &limit);
     }
-    if (ready) execv(ULMAR_RENDER, argv.data());
+    if (ready) execv(ULMAR_PROGRAM, argv.data());
     _exit(127);
   }
 

@@ -1,0 +1,109 @@
+#include "apps/common/program.h"
+
+#include <cctype>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <new>
+
+#include "host/temp_file.h"
+
+namespace ulmar::apps {
+namespace {
+
+constexpr int kExitRefused = 1;
+constexpr int kExitUsage = 2;
+
+// Output that nobody takes and files beyond a limit are failures to report, no reason
+// to end at once and leave a half file.
+void prepareSignals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  host::removeTempFilesOnSignal();
+}
+
+int refuse(const char* name, const char* sentence, int exitCode) {
+  std::cerr << name << ": " << sentence << '\n';
+  return exitCode;
+}
+
+/// The library's layout with a usage line of our own, one empty line between groups,
+/// and names without the value that a negated flag stands for.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  explicit HelpFormatter(std::string usage) : usage_(std::move(usage)) {
+    column_width(26);
+  }
+
+  std::string make_usage(const CLI::App*, std::string name) const override {
+    return "Usage: " + name + " " + usage_ + "\n\n";
+  }
+  std::string make_group(std::string group, bool isPositional,
+                         std::vector<const CLI::Option*> options) const override {
+    return CLI::Formatter::make_group(group, isPositional, options).substr(1);
+  }
+  std::string make_option_name(const CLI::Option* option, bool) const override {
+    const std::string name = option->get_name(false, true);
+    return name.substr(0, name.find('{'));
+  }
+
+ private:
+  std::string usage_;
+};
+
+/// The library's words for what is wrong with the form of a command line, as a
+/// sentence.
+std::string sentenceOf(const CLI::ParseError& error) {
+  std::string text = error.what();
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    return text.substr(0, text.find(':')) + " needs a value";
+  }
+  if (!text.empty()) text[0] = static_cast<char>(std::tolower(text[0]));
+  return text;
+}
+
+}  // namespace
+
+int runProgram(const char* name, const std::function<void()>& body) {
+  try {
+    prepareSignals();
+    body();
+    return 0;
+  } catch (const UsageError& error) {
+    return refuse(name, error.what(), kExitUsage);
+  } catch (const std::bad_alloc&) {
+    return refuse(name, "there is not enough memory; a shorter response takes less",
+                  kExitRefused);
+  } catch (const std::exception& error) {
+    return refuse(name, error.what(), kExitRefused);
+  }
+}
+
+void printReport(const std::string& text) {
+  std::cout << text << std::flush;
+  if (!std::cout) host::fail("cannot write the report to standard output");
+}
+
+CommandLine::CommandLine(CLI::App& app, std::string usage) : app_(app) {
+  const std::string version = app.get_name() + " " + ULMAR_VERSION;
+  app.option_defaults()->group("Help");
+  app.set_help_flag();  // asked for again, so that it comes last
+  app.set_help_flag("-h,--help", "Print this and exit");
+  app.set_version_flag("--version", version, "Print the version and exit");
+  app.formatter(std::make_shared<HelpFormatter>(std::move(usage)));
+}
+
+bool CommandLine::parse(int argc, const char* const* argv) {
+  try {
+    app_.parse(argc, argv);
+    return true;
+  } catch (const CLI::Success& asked) {
+    app_.exit(asked);
+    return false;
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(sentenceOf(error));
+  }
+}
+
+}  // namespace ulmar::apps

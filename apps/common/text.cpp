@@ -1,0 +1,60 @@
+#include "apps/common/text.h"
+
+#include <cmath>
+#include <iomanip>
+#include <locale>
+#include <sstream>
+
+namespace ulmar::apps {
+
+std::int64_t framesIn(double seconds, int sampleRate) {
+  return std::llround(seconds * sampleRate);
+}
+
+std::string fixed(double value, int decimals) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << std::fixed << std::setprecision(decimals) << value;
+  const std::string digits = text.str();
+  const bool isZero = digits.find_first_not_of("-0.") == std::string::npos;
+  return isZero && digits[0] == '-' ? digits.substr(1) : digits;
+}
+
+std::string secondsText(double seconds) {
+  constexpr double kHour = 3600.0;
+  if (seconds < 1.0) return fixed(seconds, 3) + " s";
+  if (seconds < kHour) return fixed(seconds, 2) + " s";
+  const auto whole = static_cast<std::int64_t>(seconds);
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << std::setfill('0') << whole / 3600 << ':' << std::setw(2) << whole / 60 % 60
+       << ':' << std::setw(2) << whole % 60 << " h";
+  return text.str();
+}
+
+std::string secondsText(std::int64_t frames, int sampleRate) {
+  return secondsText(static_cast<double>(frames) / sampleRate);
+}
+
+std::string decibelText(double gain) {
+  if (gain == 0.0) return "off";
+  return fixed(20.0 * std::log10(gain), 1) + " dB";
+}
+
+std::string countText(std::int64_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string audioText(int channels, int sampleRate, std::int64_t frames) {
+  return countText(channels, "channel") + ", " + std::to_string(sampleRate) + " Hz, " +
+         secondsText(frames, sampleRate);
+}
+
+std::string labelledLine(std::string_view label, const std::string& text) {
+  constexpr std::size_t kLabelWidth = 10;
+  std::string result(label);
+  result.resize(kLabelWidth, ' ');
+  return result + text + '\n';
+}
+
+}  // namespace ulmar::apps

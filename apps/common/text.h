@@ -1,0 +1,32 @@
+// Figures as people read them, and the frames that they mean.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace ulmar::apps {
+
+/// The nearest whole number of frames.
+std::int64_t framesIn(double seconds, int sampleRate);
+
+/// Fixed decimals, with a point in every locale, and no minus before a zero.
+std::string fixed(double value, int decimals);
+
+/// "0.012 s", "4.32 s" or "1:02:03 h".
+std::string secondsText(std::int64_t frames, int sampleRate);
+std::string secondsText(double seconds);
+
+/// "-3.1 dB" of a linear gain, or "off" for 0.
+std::string decibelText(double gain);
+
+/// "1 channel", "2 channels".
+std::string countText(std::int64_t count, const std::string& noun);
+
+/// "2 channels, 48000 Hz, 4.32 s".
+std::string audioText(int channels, int sampleRate, std::int64_t frames);
+
+/// A line of a report: what it is about in a column of its own, then the sentence.
+std::string labelledLine(std::string_view label, const std::string& text);
+
+}  // namespace ulmar::apps

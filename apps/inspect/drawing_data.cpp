@@ -1,0 +1,167 @@
+#include "apps/inspect/drawing_data.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numeric>
+
+namespace ulmar::inspect {
+namespace {
+
+double decibels(double power) { return 10.0 * std::log10(std::max(power, 1e-30)); }
+
+/// The indices [first, second) that fall into a column, at least one of them.
+std::pair<std::size_t, std::size_t> columnRange(std::size_t column,
+                                                std::size_t numColumns,
+                                                std::size_t from, std::size_t to) {
+  const auto place = [&](std::size_t c) {
+    return from + static_cast<std::size_t>(static_cast<double>(to - from) *
+                                           static_cast<double>(c) /
+                                           static_cast<double>(numColumns));
+  };
+  const std::size_t first = std::min(place(column), to - 1);
+  return {first, std::max(first + 1, place(column + 1))};
+}
+
+/// ln 10^6 over the time of 60 dB: a decay's power over the energy that is still to
+/// come. 0 if there is no decay.
+double decayRate(const Channel& channel) {
+  const Decay& decay = channel.broadband.decay;
+  if (decay.reachesNoise && decay.tailEnergy > 0.0) {
+    return decay.noisePower / decay.tailEnergy;
+  }
+  const auto time = channel.reverberationTime();
+  if (time) return 6.0 * std::numbers::ln10 / *time;
+  if (decay.edt) return 6.0 * std::numbers::ln10 / decay.edt->decayTime();
+  return 0.0;
+}
+
+}  // namespace
+
+std::vector<host::Extent> waveformExtents(Samples samples, double sampleRate,
+                                          std::size_t numColumns) {
+  std::vector<host::Extent> extents;
+  numColumns = std::min(numColumns, samples.size());
+  for (std::size_t column = 0; column < numColumns; ++column) {
+    const auto [first, end] = columnRange(column, numColumns, 0, samples.size());
+    const Samples inside = part(samples, first, end);
+    const auto [low, high] = std::minmax_element(inside.begin(), inside.end());
+    const double time = 0.5 * static_cast<double>(first + end - 1) / sampleRate;
+    extents.push_back({time, double{*low}, double{*high}});
+  }
+  return extents;
+}
+
+std::vector<host::Point2> decayCurve(const Channel& channel, std::size_t numPoints) {
+  const std::vector<double>& curve = channel.broadband.decay.curve;
+  std::vector<host::Point2> points;
+  const std::size_t stride = curve.size() / numPoints + 1;
+  for (std::size_t i = 0; i < curve.size(); i += stride) {
+    points.push_back({channel.profile.timeOf(i), curve[i]});
+  }
+  return points;
+}
+
+std::vector<host::Point2> levelCurve(const Channel& channel, double duration,
+                                     std::size_t numPoints) {
+  const EnergyProfile& profile = channel.profile;
+  const double whole =
+      std::accumulate(profile.energy.begin(), profile.energy.end(), 0.0);
+  const double rate = decayRate(channel);
+  const std::size_t numSteps = std::min(
+      profile.energy.size(), static_cast<std::size_t>(duration / profile.step) + 1);
+  numPoints = std::min(numPoints, numSteps);
+  std::vector<host::Point2> points;
+  for (std::size_t column = 0; column < numPoints; ++column) {
+    const auto [first, end] = columnRange(column, numPoints, 0, numSteps);
+    double energy = 0.0;
+    for (std::size_t i = first; i < end; ++i) energy += profile.energy[i];
+    const double length = static_cast<double>(end - first) * profile.step;
+    // Without a decay, what a constant power would have to come over the whole time.
+    const double toCome = rate > 0.0 ? 1.0 / rate : profile.end();
+    points.push_back({profile.timeOf(first) + 0.5 * length,
+                      decibels(energy / length * toCome / whole)});
+  }
+  return points;
+}
+
+std::vector<host::Extent> spectrumExtents(const EnergySpectrum& spectrum, double lowest,
+                                          double highest, std::size_t numColumns) {
+  std::vector<host::Extent> extents;
+  std::size_t next = 0;
+  for (std::size_t column = 0; column < numColumns; ++column) {
+    const auto edge = [&](double c) {
+      return lowest * std::pow(highest / lowest, c / static_cast<double>(numColumns));
+    };
+    const auto bin = [&](double frequency) {
+      return std::min(static_cast<std::size_t>(frequency / spectrum.binWidth),
+                      spectrum.power.size() - 1);
+    };
+    // Columns that are narrower than a bin share it.
+    const std::size_t first = bin(edge(static_cast<double>(column)));
+    const std::size_t end = bin(edge(static_cast<double>(column) + 1.0)) + 1;
+    if (end <= next) continue;
+    next = end;
+    const auto begin = spectrum.power.begin();
+    const auto [low, high] =
+        std::minmax_element(begin + static_cast<std::ptrdiff_t>(first),
+                            begin + static_cast<std::ptrdiff_t>(end));
+    extents.push_back(
+        {edge(static_cast<double>(column) + 0.5), decibels(*low), decibels(*high)});
+  }
+  return extents;
+}
+
+std::vector<host::Extent> cepstrumExtents(const CepstrumAnalysis& cepstrum, double from,
+                                          double to, std::size_t numColumns) {
+  std::vector<host::Extent> extents;
+  const auto first = static_cast<std::size_t>(from / cepstrum.step);
+  const std::size_t last =
+      std::min(static_cast<std::size_t>(to / cepstrum.step), cepstrum.values.size());
+  if (first >= last) return extents;
+  numColumns = std::min(numColumns, last - first);
+  for (std::size_t column = 0; column < numColumns; ++column) {
+    const auto [start, end] = columnRange(column, numColumns, first, last);
+    const Samples inside = part(cepstrum.values, start, end);
+    const auto [low, high] = std::minmax_element(inside.begin(), inside.end());
+    const double time = 0.5 * static_cast<double>(start + end - 1) * cepstrum.step;
+    extents.push_back(
+        {1000.0 * time, std::min(0.0, double{*low}), std::max(0.0, double{*high})});
+  }
+  return extents;
+}
+
+std::uint32_t heatColor(double value) {
+  static constexpr std::array<std::array<double, 3>, 9> kScale = {{{68, 1, 84},
+                                                                   {71, 45, 123},
+                                                                   {59, 82, 139},
+                                                                   {44, 114, 142},
+                                                                   {33, 145, 140},
+                                                                   {40, 174, 128},
+                                                                   {94, 201, 98},
+                                                                   {173, 220, 48},
+                                                                   {253, 231, 37}}};
+  const double place = std::clamp(value, 0.0, 1.0) * (kScale.size() - 1);
+  const auto index = std::min(static_cast<std::size_t>(place), kScale.size() - 2);
+  const double mix = place - static_cast<double>(index);
+  std::uint32_t color = 0;
+  for (std::size_t i = 0; i < 3; ++i) {
+    const double part = (1.0 - mix) * kScale[index][i] + mix * kScale[index + 1][i];
+    color = color << 8 | static_cast<std::uint32_t>(std::lround(part));
+  }
+  return color;
+}
+
+host::Image spectrogramImage(const Spectrogram& spectrogram, double floorLevel) {
+  host::Image image;
+  image.width = static_cast<int>(spectrogram.columns.size());
+  image.height = static_cast<int>(spectrogram.columns[0].size());
+  for (std::size_t row = spectrogram.columns[0].size(); row-- > 0;) {
+    for (const auto& column : spectrogram.columns) {
+      image.pixels.push_back(heatColor(1.0 - double{column[row]} / floorLevel));
+    }
+  }
+  return image;
+}
+
+}  // namespace ulmar::inspect

@@ -1,0 +1,98 @@
+#include "apps/inspect/inspection.h"
+
+#include <algorithm>
+
+#include "host/error.h"
+
+namespace ulmar::inspect {
+namespace {
+
+constexpr int kMaxChannels = 16;
+
+/// By what the renderer makes of so many channels.
+std::string nameOf(std::size_t channel, std::size_t numChannels) {
+  static constexpr const char* kStereo[] = {"left", "right"};
+  static constexpr const char* kTrueStereo[] = {"LL", "LR", "RL", "RR"};
+  switch (numChannels) {
+    case 1:
+      return "mono";
+    case 2:
+      return kStereo[channel];
+    case 4:
+      return kTrueStereo[channel];
+    default:
+      return "channel " + std::to_string(channel + 1);
+  }
+}
+
+/// Channels one after the other make pairs: left and right, or those of each source of
+/// true stereo.
+std::vector<ChannelPair> correlatePairs(const Inspection& inspection) {
+  const auto& channels = inspection.channels;
+  std::vector<ChannelPair> pairs;
+  if (channels.size() != 2 && channels.size() != 4) return pairs;
+  for (std::size_t first = 0; first < channels.size(); first += 2) {
+    ChannelPair& pair = pairs.emplace_back();
+    pair.first = first;
+    pair.second = first + 1;
+    const auto& a = channels[pair.first].onset;
+    const auto& b = channels[pair.second].onset;
+    if (!a || !b) continue;
+    const auto between = [&](double from, double to) {
+      return correlate(inspection.file.samples[pair.first],
+                       inspection.file.samples[pair.second], std::min(*a, *b), from, to,
+                       inspection.sampleRate());
+    };
+    pair.whole = between(0.0, 1.0);
+    pair.early = between(0.0, 0.08);
+    pair.late = between(0.08, 1.0);
+  }
+  return pairs;
+}
+
+ChannelSpectrum measureSpectrum(const Inspection& inspection, std::size_t index) {
+  const Samples samples = inspection.file.samples[index];
+  const Channel& channel = inspection.channels[index];
+  const Suggestions& suggestions = *inspection.suggestions;
+  const std::size_t end = suggestions.start + suggestions.length;
+  const double rate = inspection.sampleRate();
+  ChannelSpectrum spectrum;
+  spectrum.energy = spectrumOf(part(samples, suggestions.start, end), rate);
+  spectrum.tilt = spectralTilt(spectrum.energy);
+  spectrum.cepstrum =
+      analyseCepstrum(part(samples, *channel.onset, end), channel.peak, rate);
+  return spectrum;
+}
+
+}  // namespace
+
+Inspection inspect(const std::string& path) {
+  Inspection inspection;
+  inspection.file = host::readAudioFile(path);
+  const host::AudioInfo& info = inspection.file.info;
+  if (info.channels > kMaxChannels) {
+    host::fail("cannot inspect ", path, ": it has ", info.channels,
+               " channels, and the limits are 1 and ", kMaxChannels);
+  }
+  const auto& samples = inspection.file.samples;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    inspection.channels.push_back(
+        measureChannel(nameOf(i, samples.size()), samples[i], info.sampleRate));
+  }
+  inspection.spectra.resize(samples.size());
+  const auto sounds = [](const Channel& channel) { return channel.onset.has_value(); };
+  if (std::none_of(inspection.channels.begin(), inspection.channels.end(), sounds)) {
+    return inspection;
+  }
+  inspection.suggestions =
+      suggest(inspection.channels, inspection.numFrames(), info.sampleRate);
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    if (sounds(inspection.channels[i])) {
+      inspection.spectra[i] = measureSpectrum(inspection, i);
+    }
+  }
+  inspection.pairs = correlatePairs(inspection);
+  return inspection;
+}
+
+}  // namespace ulmar::inspect

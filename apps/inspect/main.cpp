@@ -1,0 +1,46 @@
+// ulmar-inspect: what an impulse response is like, in numbers and a picture.
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+#include "apps/common/program.h"
+#include "apps/inspect/drawing.h"
+#include "apps/inspect/inspection.h"
+#include "apps/inspect/options.h"
+#include "apps/inspect/report.h"
+#include "host/error.h"
+#include "host/picture.h"
+
+namespace ulmar::inspect {
+namespace {
+
+void checkPicture(const Options& options) {
+  if (options.picture.empty()) return;
+  host::checkPictureOutput(options.picture);
+  std::error_code missing;  // then they differ, or reading the response says more
+  if (!std::filesystem::equivalent(options.response, options.picture, missing) ||
+      missing) {
+    return;
+  }
+  host::fail("cannot write ", options.picture, ": it is the response ",
+             options.response,
+             ", which would be replaced; give the picture another name");
+}
+
+void run(const Options& options) {
+  checkPicture(options);
+  const Inspection inspection = inspect(options.response);
+  if (!options.picture.empty()) draw(inspection, options.picture);
+  apps::printReport(options.json ? figures(inspection) : describe(inspection));
+}
+
+}  // namespace
+}  // namespace ulmar::inspect
+
+int main(int argc, char** argv) {
+  return ulmar::apps::runProgram("ulmar-inspect", [&] {
+    if (const auto options = ulmar::inspect::parseOptions(argc, argv)) {
+      ulmar::inspect::run(*options);
+    }
+  });
+}

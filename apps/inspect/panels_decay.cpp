@@ -1,0 +1,180 @@
+#include <algorithm>
+#include <cmath>
+
+#include "apps/common/text.h"
+#include "apps/inspect/drawing_data.h"
+#include "apps/inspect/panels.h"
+
+namespace ulmar::inspect {
+namespace {
+
+using apps::fixed;
+using host::Axis;
+using host::Box;
+using host::Plot;
+using Fit = std::optional<LevelLine>;
+
+const Fit& lateFit(const Decay& decay) { return decay.t30 ? decay.t30 : decay.t20; }
+const Fit& earlyFit(const Decay& decay) { return decay.edt; }
+
+/// What of the time after the onset is worth showing, in s.
+double shownDuration(const Inspection& inspection) {
+  double end = 0.0;
+  double whole = 0.0;
+  for (std::size_t i = 0; i < numCurves(inspection); ++i) {
+    const Channel& channel = inspection.channels[i];
+    end = std::max(end, channel.broadband.decay.end);
+    whole = std::max(whole, channel.profile.end());
+  }
+  return std::max(std::min(1.25 * end, whole), 1.0 / inspection.sampleRate());
+}
+
+double lowestLevel(const Inspection& inspection) {
+  double range = 0.0;
+  for (std::size_t i = 0; i < numCurves(inspection); ++i) {
+    range = std::max(range, inspection.channels[i].broadband.decay.range);
+  }
+  return -std::clamp(10.0 * std::ceil((range + 15.0) / 10.0), 60.0, 100.0);
+}
+
+/// Curves that fall to the right leave the legend its corner; others do not.
+bool anyDecay(const Inspection& inspection) {
+  return std::any_of(
+      inspection.channels.begin(), inspection.channels.end(),
+      [](const Channel& channel) { return channel.broadband.decay.range > 0.0; });
+}
+
+std::string fitText(const Channel& channel) {
+  const Decay& decay = channel.broadband.decay;
+  std::string text = channel.name;
+  if (const Fit& fit = lateFit(decay)) {
+    text += (decay.t30 ? ", T30 " : ", T20 ") + fixed(fit->decayTime(), 2) + " s";
+  }
+  if (decay.edt) text += ", EDT " + fixed(decay.edt->decayTime(), 2) + " s";
+  if (decay.range == 0.0) text += ", no decay found";
+  return text;
+}
+
+std::vector<host::Point2> inUnit(TimeUnit unit, std::vector<host::Point2> points) {
+  for (host::Point2& point : points) point.x *= unit.perSecond;
+  return points;
+}
+
+/// The late fit down to the lowest level, the early one to somewhat below its range.
+void drawFits(Plot& plot, const Decay& decay, double lowest, TimeUnit unit) {
+  const auto draw = [&](const Fit& fit, double low, double width) {
+    if (!fit) return;
+    const double end = (low - fit->levelAtZero) / fit->slope;
+    plot.curve(inUnit(unit, {{0.0, fit->at(0.0)}, {end, low}}),
+               {.color = host::kInk, .width = width, .dashed = true});
+  };
+  draw(lateFit(decay), lowest, 1.5);
+  draw(earlyFit(decay), -20.0, 1.0);
+}
+
+/// Of the octave bands of the first channel that has any.
+std::vector<Axis::Tick> octaveTicks(const Inspection& inspection) {
+  std::vector<Axis::Tick> ticks;
+  for (const Channel& channel : inspection.channels) {
+    if (!ticks.empty()) break;
+    for (const Band& band : channel.octaves) {
+      const bool thousands = band.centre >= 1000.0;
+      ticks.push_back({band.centre, thousands ? fixed(band.centre / 1000.0, 0) + "k"
+                                              : fixed(band.centre, 0)});
+    }
+  }
+  return ticks;
+}
+
+/// The decay times of the bands that have one, as a broken line with a mark in each.
+void drawBandTimes(Plot& plot, const Channel& channel,
+                   const Fit& (*fitOf)(const Decay&), const host::Stroke& stroke) {
+  std::vector<host::Point2> points;
+  for (const Band& band : channel.octaves) {
+    const Fit& fit = fitOf(band.decay);
+    points.push_back({band.centre, fit ? fit->decayTime() : std::nan("")});
+    if (fit) plot.disc(points.back(), stroke.dashed ? 3.0 : 4.5, stroke.color);
+  }
+  plot.curve(points, stroke);
+}
+
+double longestTime(const Inspection& inspection) {
+  double longest = 0.0;
+  for (std::size_t i = 0; i < numCurves(inspection); ++i) {
+    for (const Band& band : inspection.channels[i].octaves) {
+      for (const Fit& fit : {lateFit(band.decay), earlyFit(band.decay)}) {
+        if (fit) longest = std::max(longest, fit->decayTime());
+      }
+    }
+  }
+  return longest;
+}
+
+}  // namespace
+
+void drawDecays(host::Picture& picture, const Inspection& inspection, const Box& box) {
+  const double duration = shownDuration(inspection);
+  const double lowest = lowestLevel(inspection);
+  const TimeUnit unit = unitFor(duration);
+  Plot plot(picture, box, "Decay (Schroeder curve, dashed fits; pale: level)",
+            {.label = std::string("Time after the onset (") + unit.name + ")",
+             .high = unit.perSecond * duration},
+            {.label = "Level (dB)",
+             .low = lowest,
+             .high = anyDecay(inspection)
+                         ? 5.0
+                         : withRoomForLegend(lowest, 3.0, numCurves(inspection), box)});
+  const auto width = static_cast<std::size_t>(box.width);
+  for (std::size_t i = 0; i < numCurves(inspection); ++i) {
+    const Channel& channel = inspection.channels[i];
+    if (!channel.onset) continue;
+    plot.curve(inUnit(unit, levelCurve(channel, duration, width / 2)),
+               {.color = withAlpha(colorOf(i), 0.35)});
+  }
+  std::vector<host::LegendEntry> legend;
+  for (std::size_t i = 0; i < numCurves(inspection); ++i) {
+    const Channel& channel = inspection.channels[i];
+    if (!channel.onset) continue;
+    plot.curve(inUnit(unit, decayCurve(channel, 4 * width)),
+               {.color = colorOf(i), .width = 2.0});
+    drawFits(plot, channel.broadband.decay, lowest, unit);
+    legend.push_back({fitText(channel), {.color = colorOf(i), .width = 2.0}});
+  }
+  const Decay& first = inspection.channels[0].broadband.decay;
+  if (first.reachesNoise) {
+    plot.horizontalLine(-first.range, {.color = host::kSoftInk, .dashed = true},
+                        "noise floor");
+  }
+  plot.legend(legend);
+  plot.frame();
+}
+
+void drawDecayTimes(host::Picture& picture, const Inspection& inspection,
+                    const Box& box) {
+  const double longest = longestTime(inspection);
+  const std::size_t numEntries = numCurves(inspection) + 1;
+  Plot plot(
+      picture, box, "Decay times in octave bands",
+      {.label = "Frequency (Hz)",
+       .low = 88.0,
+       .high = 11300.0,
+       .logarithmic = true,
+       .ticks = octaveTicks(inspection)},
+      {.label = "Time for 60 dB (s)",
+       .high = longest > 0.0 ? withRoomForLegend(0.0, 1.05 * longest, numEntries, box)
+                             : 1.0});
+  if (longest == 0.0) return plot.remark("No octave band has enough decay range.");
+  std::vector<host::LegendEntry> legend;
+  for (std::size_t i = 0; i < numCurves(inspection); ++i) {
+    const Channel& channel = inspection.channels[i];
+    const host::Stroke late = {.color = colorOf(i), .width = 2.0};
+    drawBandTimes(plot, channel, lateFit, late);
+    drawBandTimes(plot, channel, earlyFit,
+                  {.color = colorOf(i), .width = 1.2, .dashed = true});
+    legend.push_back({channel.name + ", T30 (T20 if short of range)", late});
+  }
+  legend.push_back({"EDT", {.color = host::kInk, .width = 1.2, .dashed = true}});
+  plot.legend(legend);
+}
+
+}  // namespace ulmar::inspect

@@ -1,0 +1,110 @@
+#include <algorithm>
+#include <cmath>
+
+#include "apps/common/text.h"
+#include "apps/inspect/drawing_data.h"
+#include "apps/inspect/panels.h"
+
+namespace ulmar::inspect {
+namespace {
+
+using apps::fixed;
+using host::Box;
+using host::Plot;
+
+constexpr double kLowestFrequency = 20.0;   // Hz
+constexpr double kFirstQuefrency = 0.0005;  // s
+constexpr double kLastQuefrency = 0.05;
+
+double loudestLevel(const Inspection& inspection) {
+  double loudest = -300.0;
+  for (const auto& spectrum : inspection.spectra) {
+    if (!spectrum) continue;
+    for (const SpectrumPoint& point : thirdOctaveLevels(spectrum->energy)) {
+      loudest = std::max(loudest, point.level);
+    }
+  }
+  return loudest;
+}
+
+double largestCepstrum(const Inspection& inspection) {
+  double largest = 0.01;
+  for (const auto& spectrum : inspection.spectra) {
+    if (!spectrum) continue;
+    for (const host::Extent& extent :
+         cepstrumExtents(spectrum->cepstrum, kFirstQuefrency, kLastQuefrency, 1000)) {
+      largest = std::max({largest, extent.high, -extent.low});
+    }
+  }
+  return largest;
+}
+
+}  // namespace
+
+void drawSpectra(host::Picture& picture, const Inspection& inspection, const Box& box) {
+  constexpr double kRange = 60.0;  // dB
+  const double highest = 0.5 * inspection.sampleRate();
+  const double loudest = loudestLevel(inspection);
+  const double low = 5.0 * std::floor((loudest - kRange) / 5.0);
+  const double high = withRoomForLegend(low, loudest + 6.0, numCurves(inspection), box);
+  Plot plot(picture, box, "Magnitude (line: third-octave mean; pale: all bins)",
+            {.label = "Frequency (Hz)",
+             .low = kLowestFrequency,
+             .high = highest,
+             .logarithmic = true},
+            {.label = "Gain (dB)", .low = low, .high = high});
+  for (std::size_t i = 0; i < numCurves(inspection); ++i) {
+    if (!inspection.spectra[i]) continue;
+    plot.band(spectrumExtents(inspection.spectra[i]->energy, kLowestFrequency, highest,
+                              static_cast<std::size_t>(box.width)),
+              withAlpha(colorOf(i), 0.25));
+  }
+  std::vector<host::LegendEntry> legend;
+  for (std::size_t i = 0; i < numCurves(inspection); ++i) {
+    if (!inspection.spectra[i]) continue;
+    std::vector<host::Point2> points;
+    for (const SpectrumPoint& point :
+         thirdOctaveLevels(inspection.spectra[i]->energy)) {
+      points.push_back({point.frequency, point.level});
+    }
+    const host::Stroke stroke = {.color = colorOf(i), .width = 2.0};
+    plot.curve(points, stroke);
+    std::string text = inspection.channels[i].name;
+    if (const auto& tilt = inspection.spectra[i]->tilt) {
+      text += ", " + fixed(*tilt, 1) + " dB per octave";
+    }
+    legend.push_back({text, stroke});
+  }
+  plot.legend(legend);
+  plot.frame();
+}
+
+void drawCepstra(host::Picture& picture, const Inspection& inspection, const Box& box) {
+  const double largest = 1.1 * largestCepstrum(inspection);
+  Plot plot(picture, box, "Real cepstrum (an echo makes a line at its delay)",
+            {.label = "Quefrency (ms)", .high = 1000.0 * kLastQuefrency},
+            {.label = "Cepstrum (Np)",
+             .low = -largest,
+             .high = withRoomForLegend(-largest, largest, numCurves(inspection), box)});
+  std::vector<host::LegendEntry> legend;
+  for (std::size_t i = 0; i < numCurves(inspection); ++i) {
+    if (!inspection.spectra[i]) continue;
+    const CepstrumAnalysis& cepstrum = inspection.spectra[i]->cepstrum;
+    plot.band(cepstrumExtents(cepstrum, kFirstQuefrency, kLastQuefrency,
+                              static_cast<std::size_t>(box.width)),
+              withAlpha(colorOf(i), 0.8));
+    std::string text = inspection.channels[i].name;
+    if (const auto& echo = cepstrum.echo) {
+      plot.disc({1000.0 * echo->delay, echo->value}, 4.5, colorOf(i));
+      text += ", echo at " + fixed(1000.0 * echo->delay, 2) + " ms, about " +
+              fixed(20.0 * std::log10(std::abs(echo->gain())), 0) + " dB";
+    } else {
+      text += ", no echo stands out";
+    }
+    legend.push_back({text, {.color = colorOf(i), .width = 2.0}});
+  }
+  plot.legend(legend);
+  plot.frame();
+}
+
+}  // namespace ulmar::inspect

@@ -1,0 +1,144 @@
+#include <algorithm>
+#include <cmath>
+#include <locale>
+#include <sstream>
+
+#include "apps/common/text.h"
+#include "apps/inspect/drawing_data.h"
+#include "apps/inspect/panels.h"
+
+namespace ulmar::inspect {
+namespace {
+
+using host::Axis;
+using host::Box;
+using host::Plot;
+
+constexpr host::Color kTrimmed = {0.45, 0.45, 0.48, 0.16};
+
+Axis timeAxis(const Inspection& inspection) {
+  const double duration = durationOf(inspection);
+  const TimeUnit unit = unitFor(duration);
+  return {.label = std::string("Time (") + unit.name + ")",
+          .high = unit.perSecond * duration};
+}
+
+/// Zero and the roundest numbers that keep their distance from the strips above and
+/// below.
+std::vector<Axis::Tick> amplitudeTicks(double range) {
+  const double limit = 0.92 * range;
+  const double decade = std::pow(10.0, std::floor(std::log10(limit)));
+  const double digit = limit >= 5.0 * decade ? 5.0 : limit >= 2.0 * decade ? 2.0 : 1.0;
+  const double value = digit * decade;
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << value;
+  return {
+      {-value, std::string("-").append(text.str())}, {0.0, "0"}, {value, text.str()}};
+}
+
+/// A few samples are marked, as there may be no line to see.
+void drawSamples(Plot& plot, std::vector<host::Extent> extents, double unit,
+                 host::Color color) {
+  constexpr std::size_t kFew = 64;
+  for (host::Extent& extent : extents) extent.x *= unit;
+  plot.band(extents, color);
+  if (extents.size() > kFew) return;
+  for (const host::Extent& extent : extents) {
+    plot.disc({extent.x, extent.high}, 2.5, color);
+  }
+}
+
+void shadeTrimmed(Plot& plot, const Inspection& inspection, double unit) {
+  if (!inspection.suggestions) return;
+  const Suggestions& suggestions = *inspection.suggestions;
+  const auto time = [&](std::size_t frame) {
+    return unit * static_cast<double>(frame) / inspection.sampleRate();
+  };
+  plot.shade(0.0, time(suggestions.start), kTrimmed);
+  plot.shade(time(suggestions.start + suggestions.length), time(inspection.numFrames()),
+             kTrimmed);
+}
+
+std::string stripName(const Channel& channel, int sampleRate) {
+  if (!channel.onset) return channel.name + ", silent";
+  const double onset = static_cast<double>(*channel.onset) / sampleRate;
+  return channel.name + ", onset at " + apps::fixed(onset, 4) + " s";
+}
+
+/// The colours beside a spectrogram and what they mean.
+void drawScale(host::Picture& picture, const Box& box, double floorLevel) {
+  host::Image scale = {.width = 1, .height = 128};
+  for (int row = 0; row < scale.height; ++row) {
+    scale.pixels.push_back(heatColor(1.0 - (row + 0.5) / scale.height));
+  }
+  const Axis across = {.label = "", .ticks = {{0.0, ""}}, .labelled = false};
+  Plot plot(picture, box, "", across,
+            {.label = "Level (dB)", .low = floorLevel, .high = 0.0});
+  plot.image(scale);
+  plot.frame();
+}
+
+}  // namespace
+
+void drawWaveforms(host::Picture& picture, const Inspection& inspection,
+                   const Box& box) {
+  constexpr double kGap = 8.0;
+  const std::size_t numStrips = numCurves(inspection);
+  const double pitch = (box.height + kGap) / static_cast<double>(numStrips);
+  double peak = 0.0;
+  for (const Channel& channel : inspection.channels)
+    peak = std::max(peak, channel.peak);
+  const double range = peak > 0.0 ? 1.1 * peak : 1.1;
+  const double unit = unitFor(durationOf(inspection)).perSecond;
+  for (std::size_t i = 0; i < numStrips; ++i) {
+    const Channel& channel = inspection.channels[i];
+    const bool first = i == 0;
+    const bool last = i + 1 == numStrips;
+    const Box strip = {box.left, box.top + static_cast<double>(i) * pitch, box.width,
+                       pitch - kGap};
+    Axis x = timeAxis(inspection);
+    x.labelled = last;
+    const Axis y = {.label = first ? "Amplitude" : "",
+                    .low = -range,
+                    .high = range,
+                    .ticks = amplitudeTicks(range)};
+    Plot plot(picture, strip,
+              first ? "Waveform (shaded: left out by the suggested trim)" : "", x, y);
+    drawSamples(plot,
+                waveformExtents(inspection.file.samples[i], inspection.sampleRate(),
+                                static_cast<std::size_t>(box.width)),
+                unit, colorOf(i));
+    shadeTrimmed(plot, inspection, unit);
+    plot.legend(std::vector<host::LegendEntry>{
+        {stripName(channel, inspection.sampleRate()), {colorOf(i), 2.0}}});
+    plot.frame();
+  }
+}
+
+void drawSpectrogram(host::Picture& picture, const Inspection& inspection,
+                     const Box& box) {
+  constexpr double kFloor = -90.0;  // dB
+  constexpr double kScaleWidth = 16.0;
+  constexpr double kScaleGap = 84.0;
+  const Box scale = {box.right() - kScaleWidth, box.top, kScaleWidth, box.height};
+  const Box frame = {box.left, box.top, scale.left - kScaleGap - box.left, box.height};
+  const Spectrogram spectrogram = spectrogramOf(
+      inspection.file.samples, inspection.sampleRate(), inspection.numFrames(),
+      std::min(static_cast<std::size_t>(frame.width), inspection.numFrames()),
+      static_cast<std::size_t>(frame.height));
+  Plot plot(picture, frame,
+            inspection.channels.size() == 1
+                ? "Spectrogram"
+                : "Spectrogram (power of all channels together)",
+            timeAxis(inspection),
+            {.label = "Frequency (Hz)",
+             .low = spectrogram.lowest,
+             .high = spectrogram.highest,
+             .logarithmic = true});
+  plot.image(spectrogramImage(spectrogram, kFloor));
+  plot.frame();
+  drawScale(picture, scale, kFloor);
+}
+
+}  // namespace ulmar::inspect

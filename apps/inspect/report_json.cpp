@@ -1,0 +1,133 @@
+#include <nlohmann/json.hpp>
+
+#include "apps/inspect/report.h"
+
+namespace ulmar::inspect {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json orNull(const std::optional<double>& value) {
+  return value ? Json(*value) : Json();
+}
+
+Json fileFigures(const host::AudioInfo& info) {
+  return {{"path", info.path},
+          {"format", info.format},
+          {"channels", info.channels},
+          {"sampleRate", info.sampleRate},
+          {"frames", info.frames},
+          {"seconds", static_cast<double>(info.frames) / info.sampleRate}};
+}
+
+Json fitFigures(const std::optional<LevelLine>& fit) {
+  if (!fit) return nullptr;
+  return {{"seconds", fit->decayTime()}, {"correlation", fit->correlation}};
+}
+
+Json bandFigures(const Band& band) {
+  return {{"centre", band.centre > 0.0 ? Json(band.centre) : Json()},
+          {"edt", fitFigures(band.decay.edt)},
+          {"t20", fitFigures(band.decay.t20)},
+          {"t30", fitFigures(band.decay.t30)},
+          {"c50", orNull(band.clarity.c50)},
+          {"c80", orNull(band.clarity.c80)},
+          {"range", band.decay.range}};
+}
+
+Json noiseFigures(const Channel& channel, int sampleRate) {
+  const Decay& decay = channel.broadband.decay;
+  if (!decay.reachesNoise) return nullptr;
+  const double onset = static_cast<double>(*channel.onset) / sampleRate;
+  return {{"level", 10.0 * std::log10(decay.noisePower / sampleRate)},
+          {"fromSeconds", onset + decay.end}};
+}
+
+Json echoFigures(const std::optional<Echo>& echo) {
+  if (!echo) return nullptr;
+  return {{"delay", echo->delay},
+          {"cepstrum", echo->value},
+          {"gain", echo->gain()},
+          {"combSpacing", echo->combSpacing()}};
+}
+
+Json channelFigures(const Channel& channel,
+                    const std::optional<ChannelSpectrum>& spectrum, int sampleRate) {
+  Json json = {{"name", channel.name},           {"peak", channel.peak},
+               {"peakFrame", channel.peakFrame}, {"energy", channel.energy},
+               {"dcOffset", channel.mean},       {"silent", !channel.onset}};
+  if (!channel.onset) return json;
+  json["onsetFrame"] = *channel.onset;
+  json["onsetSeconds"] = static_cast<double>(*channel.onset) / sampleRate;
+  json["noiseFloor"] = noiseFigures(channel, sampleRate);
+  json["reverberationTime"] = orNull(midReverberationTime(channel));
+  json["definition"] = orNull(channel.d50);
+  json["centreTime"] = orNull(channel.centreTime);
+  json["broadband"] = bandFigures(channel.broadband);
+  json["octaves"] = Json::array();
+  for (const Band& band : channel.octaves) json["octaves"].push_back(bandFigures(band));
+  json["tilt"] = orNull(spectrum->tilt);
+  json["echo"] = echoFigures(spectrum->cepstrum.echo);
+  return json;
+}
+
+Json correlationFigures(const std::optional<Correlation>& correlation) {
+  if (!correlation) return nullptr;
+  return {{"value", correlation->value}, {"lag", correlation->lag}};
+}
+
+Json pairFigures(const Inspection& inspection, const ChannelPair& pair) {
+  return {{"first", inspection.channels[pair.first].name},
+          {"second", inspection.channels[pair.second].name},
+          {"whole", correlationFigures(pair.whole)},
+          {"early", correlationFigures(pair.early)},
+          {"late", correlationFigures(pair.late)}};
+}
+
+Json blockFigures(const BlockChoice& choice) {
+  return {{"blockLen", choice.geometry.blockLen},
+          {"latency", choice.latency},
+          {"numSegments", choice.geometry.numSegments},
+          {"chunksPerSegment", choice.geometry.chunksPerSegment},
+          {"memoryBytes", choice.memory},
+          {"rowProductsPerBlock", choice.rowProducts},
+          {"rowProductsPerSecond", choice.rowProductsPerSecond}};
+}
+
+Json suggestionFigures(const Suggestions& suggestions) {
+  Json json = {{"startFrame", suggestions.start},
+               {"frames", suggestions.length},
+               {"fadeFrames", suggestions.fade},
+               {"blockLen", nullptr},
+               {"blocks", Json::array()}};
+  for (const BlockChoice& choice : suggestions.blocks) {
+    json["blocks"].push_back(blockFigures(choice));
+  }
+  if (!suggestions.blocks.empty()) {
+    json["blockLen"] = suggestions.blocks[suggestions.suggestedBlock].geometry.blockLen;
+  }
+  return json;
+}
+
+}  // namespace
+
+std::string figures(const Inspection& inspection) {
+  Json json = {{"file", fileFigures(inspection.file.info)},
+               {"channels", Json::array()},
+               {"pairs", Json::array()},
+               {"suggestions", nullptr}};
+  for (std::size_t i = 0; i < inspection.channels.size(); ++i) {
+    json["channels"].push_back(channelFigures(
+        inspection.channels[i], inspection.spectra[i], inspection.sampleRate()));
+  }
+  for (const ChannelPair& pair : inspection.pairs) {
+    json["pairs"].push_back(pairFigures(inspection, pair));
+  }
+  if (inspection.suggestions) {
+    json["suggestions"] = suggestionFigures(*inspection.suggestions);
+  }
+  // File names need not be UTF-8, which JSON must be.
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+}  // namespace ulmar::inspect

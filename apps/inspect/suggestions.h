@@ -1,0 +1,43 @@
+// What to render a response with: the part that is worth its cost, and what each block
+// length costs.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "apps/inspect/channel.h"
+#include "host/geometry.h"
+#include "host/planar.h"
+
+namespace ulmar::inspect {
+
+/// One block length, with the geometry, memory and work that it means for stereo
+/// material.
+struct BlockChoice {
+  host::Geometry geometry;
+  double latency = 0.0;          // s
+  std::int64_t memory = 0;       // bytes of the stream
+  std::int64_t rowProducts = 0;  // per block
+  double rowProductsPerSecond = 0.0;
+};
+
+struct Suggestions {
+  // Frames of the file.
+  std::size_t start = 0;   // a little before the first onset
+  std::size_t length = 0;  // to where the last channel sinks into its noise
+  std::size_t fade = 0;    // at the end of that, 0 if silence only is cut off
+
+  /// Row products of all pairs cost no more per second than this in the block length
+  /// that is suggested: about a tenth of one core.
+  static constexpr double kAffordable = 5e7;
+  std::vector<BlockChoice> blocks;  // empty if the renderer does not take the response
+  std::size_t suggestedBlock = 0;   // in `blocks`, the shortest that is affordable
+};
+
+/// channels: of the file, measured; not all silent.
+Suggestions suggest(const std::vector<Channel>& channels, std::size_t numFrames,
+                    int sampleRate);
+
+}  // namespace ulmar::inspect

@@ -1,0 +1,191 @@
+// What the inspector leaves behind: answers to odd responses, complete pictures, and
+// nothing at all where it refuses.
+#include <limits>
+
+#include "tests/inspect/responses.h"
+
+namespace ulmar::inspect {
+namespace {
+
+using host::ScratchDir;
+using render::Outcome;
+
+void write(const ScratchDir& folder, const char* name, int channels,
+           const Signal& samples) {
+  host::writeAudio(folder / name, {.channels = channels, .sampleRate = kRate}, samples);
+}
+
+TEST(OddResponses, GetASensibleAnswer) {
+  Signal clicks(20000);
+  clicks[10000] = 1.0F;
+  clicks[19999] = 1.0F;
+  const std::pair<const char*, Signal> cases[] = {
+      {"silence", Signal(1000)},
+      {"one sample", {0.5F}},
+      {"one step of the smallest kind", {1e-40F}},
+      {"a constant", Signal(48000, 0.25F)},
+      {"noise", test::Random(1).signal(3 * kRate)},
+      {"two clicks", clicks},
+  };
+  for (const auto& [name, signal] : cases) {
+    SCOPED_TRACE(name);
+    const ScratchDir folder;
+    write(folder, "ir.wav", 1, signal);
+    const std::string text = render::expectRun(folder, {"ir.wav", "-o", "ir.svg"}).out;
+    for (const char* const word : {"nan", "inf", "NaN"}) {
+      EXPECT_EQ(text.find(word), std::string::npos) << text;
+    }
+    EXPECT_GT(host::bytesOf(folder / "ir.svg").size(), 1000U);
+    const Json figures =
+        Json::parse(render::expectRun(folder, {"ir.wav", "--json"}).out);
+    const Json& channel = figures["channels"][0];
+    EXPECT_EQ(channel["silent"], std::string(name) == "silence");
+    // No decay is made up.
+    if (!channel["silent"]) {
+      EXPECT_TRUE(channel["broadband"]["t30"].is_null()) << channel;
+    }
+  }
+}
+
+std::uint32_t bigEndian(const std::string& bytes, std::size_t at) {
+  std::uint32_t value = 0;
+  for (std::size_t i = at; i < at + 4; ++i) {
+    value = value << 8 | static_cast<unsigned char>(bytes[i]);
+  }
+  return value;
+}
+
+bool endsWith(const std::string& text, std::string_view end) {
+  return text.size() >= end.size() &&
+         text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+/// Every element that is opened is closed, in order.
+void expectWellFormed(const std::string& xml) {
+  std::vector<std::string> open;
+  std::size_t at = xml.find("<svg");
+  ASSERT_NE(at, std::string::npos);
+  for (; at != std::string::npos; at = xml.find('<', at + 1)) {
+    const std::size_t end = xml.find('>', at);
+    ASSERT_NE(end, std::string::npos);
+    const std::string tag = xml.substr(at + 1, end - at - 1);
+    const std::string name = tag.substr(0, tag.find_first_of(" \n/", 1));
+    if (tag[0] == '/') {
+      ASSERT_FALSE(open.empty());
+      ASSERT_EQ(tag.substr(1), open.back());
+      open.pop_back();
+    } else if (tag.back() != '/') {
+      open.push_back(name);
+    }
+  }
+  EXPECT_TRUE(open.empty());
+}
+
+TEST(Pictures, AreComplete) {
+  const ScratchDir folder;
+  // Not UTF-8, which cairo must not see.
+  const std::string name = "h\xE4ll.wav";
+  write(folder, name.c_str(), 2, decayingNoise(0.5, 1.0, 1));
+  const std::string text = render::expectRun(folder, {name}).out;
+  for (const char* const picture : {"a.png", "a.PNG", "a.svg", "a.pdf"}) {
+    SCOPED_TRACE(picture);
+    EXPECT_EQ(render::expectRun(folder, {name, "-o", picture}).out, text);
+  }
+  EXPECT_EQ(folder.names().size(), 5U);
+  const std::string png = host::bytesOf(folder / "a.png");
+  EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1A\n");
+  EXPECT_EQ(bigEndian(png, 16), 1200U);
+  EXPECT_GT(bigEndian(png, 20), 1000U);
+  EXPECT_EQ(png.substr(png.size() - 8, 4), "IEND");
+  expectWellFormed(host::bytesOf(folder / "a.svg"));
+  const std::string pdf = host::bytesOf(folder / "a.pdf");
+  EXPECT_EQ(pdf.substr(0, 5), "%PDF-");
+  EXPECT_TRUE(endsWith(pdf, "%%EOF\n"));
+}
+
+class Refusals : public testing::Test {
+ protected:
+  Refusals() {
+    write(folder, "ir.wav", 2, {0.5F, 0.5F, 0.25F, 0.25F});
+    write(folder, "many.wav", 17, Signal(17, 0.5F));
+    write(folder, "nan.wav", 1, {0.5F, 0.5F});
+    std::string bytes = host::bytesOf(folder / "nan.wav");
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    bytes.replace(bytes.size() - sizeof nan, sizeof nan,
+                  reinterpret_cast<const char*>(&nan), sizeof nan);
+    host::writeBytes(folder / "nan.wav", bytes);
+    host::writeBytes(folder / "text.wav", "no sound at all, but letters");
+    host::writeBytes(folder / "old.svg", kOld);
+    std::filesystem::create_directory(folder / "folder.svg");
+    std::filesystem::create_symlink(folder / "ir.wav", folder / "link.svg");
+    names_ = folder.names();
+  }
+
+  void expectRefusal(const Outcome& outcome, int exitCode,
+                     const std::vector<std::string>& parts) const {
+    EXPECT_EQ(outcome.exitCode, exitCode);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err.rfind("ulmar-inspect: ", 0), 0U) << outcome.err;
+    EXPECT_EQ(outcome.err.find('\n') + 1, outcome.err.size()) << outcome.err;
+    for (const std::string& part : parts) {
+      EXPECT_NE(outcome.err.find(part), std::string::npos)
+          << '"' << part << "\" is not in: " << outcome.err;
+    }
+    EXPECT_EQ(host::bytesOf(folder / "old.svg"), kOld);
+    EXPECT_EQ(folder.names(), names_);
+  }
+
+  static constexpr const char* kOld = "an older picture";
+  ScratchDir folder;
+
+ private:
+  std::set<std::string> names_;
+};
+
+TEST_F(Refusals, SayInOneSentenceWhatIsWrongAndTouchNothing) {
+  const struct {
+    std::vector<std::string> arguments;
+    std::vector<std::string> parts;
+    int exitCode = 1;
+  } cases[] = {
+      {{"none.wav", "-o", "old.svg"}, {"none.wav", "No such file"}},
+      {{"text.wav", "-o", "old.svg"}, {"text.wav", "no audio file"}},
+      {{"nan.wav", "-o", "old.svg"}, {"nan.wav", "nan", "frame 1"}},
+      {{"many.wav", "-o", "old.svg"}, {"many.wav", "17 channels", "16"}},
+      {{"ir.wav", "-o", "ir.jpg"}, {"ir.jpg", "'.jpg'", ".svg, .png or .pdf"}},
+      {{"ir.wav", "-o", "picture"}, {"picture", "''", ".svg, .png or .pdf"}},
+      {{"ir.wav", "-o", "none/ir.svg"}, {"none/ir.svg", "No such file"}},
+      {{"ir.wav", "-o", "folder.svg"}, {"folder.svg", "folder"}},
+      {{"ir.wav", "-o", "link.svg"}, {"link.svg", "ir.wav", "replaced"}},
+      {{"ir.wav", "-o"}, {"-o", "value"}, 2},
+      {{"ir.wav", "--loud"}, {"--loud"}, 2},
+      {{"ir.wav", "ir.wav"}, {"ir.wav"}, 2},
+      {{"-o", "old.svg"}, {"FILE"}, 2},
+  };
+  for (const auto& [arguments, parts, exitCode] : cases) {
+    std::string call;
+    for (const auto& argument : arguments) call += ' ' + argument;
+    SCOPED_TRACE(call);
+    expectRefusal(render::run(folder, arguments), exitCode, parts);
+  }
+}
+
+TEST_F(Refusals, AFullDiskLosesNothing) {
+  for (const char* const name : {"new.svg", "new.png", "new.pdf", "old.svg"}) {
+    SCOPED_TRACE(name);
+    expectRefusal(render::Program(folder, {"ir.wav", "-o", name}, 3000).wait(), 1,
+                  {name, "File too large"});
+  }
+}
+
+TEST_F(Refusals, HelpAndVersionAreNone) {
+  const std::string help = render::expectRun(folder, {"--help"}).out;
+  for (const char* const option : {"FILE", "--output", "--json", ".svg", ".png"}) {
+    EXPECT_NE(help.find(option), std::string::npos) << option;
+  }
+  EXPECT_EQ(render::expectRun(folder, {"--version"}).out.rfind("ulmar-inspect ", 0),
+            0U);
+}
+
+}  // namespace
+}  // namespace ulmar::inspect
