@@ -20,9 +20,9 @@ T* asRecords(void* address) noexcept {
 /// bytes needs up to 31 bytes of slack behind it.
 template <typename T>
 T* alignedArea(void* address) noexcept {
-  const auto bits = reinterpret_cast<std::uintptr_t>(address);
-  const std::uintptr_t up = (bits + (kAreaAlign - 1)) & ~std::uintptr_t{kAreaAlign - 1};
-  return asRecords<T>(reinterpret_cast<void*>(up));
+  const auto past = reinterpret_cast<std::uintptr_t>(address) % kAreaAlign;
+  const std::size_t slack = past == 0 ? 0 : kAreaAlign - past;
+  return asRecords<T>(static_cast<char*>(address) + slack);
 }
 
 }  // namespace ulmar

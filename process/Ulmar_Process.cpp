@@ -56,11 +56,12 @@ template <typename Sample, int In, int Out>
 void ProcessType<Sample, In, Out>::UlmarProcess(OstinSoundBuf* inBufs,
                                                 OstinSoundBuf* outBufs,
                                                 ulmar::HostLong numSamples,
-                                                char* paramBytes, char* stateBytes,
+                                                char* params, char* state,
                                                 ExternStruct* ext) {
-  const auto& params = *ulmar::asRecords<ParamStruct>(paramBytes);
-  auto& state = *ulmar::asRecords<StateStruct>(stateBytes);
-  ulmar::CallValues<In, Out> call(inBufs, outBufs, params, state, *ext, numSamples);
+  const auto& parameters = *ulmar::asRecords<ParamStruct>(params);
+  auto& streamState = *ulmar::asRecords<StateStruct>(state);
+  ulmar::CallValues<In, Out> call(inBufs, outBufs, parameters, streamState, *ext,
+                                  numSamples);
 
   for (ulmar::HostLong left = numSamples; left > 0;) {
     const int run = call.runLength(left);
@@ -68,7 +69,7 @@ void ProcessType<Sample, In, Out>::UlmarProcess(OstinSoundBuf* inBufs,
     ulmar::playRun(call, run);
     ulmar::conditionInput(call, run);
     call.blockPos += run;
-    if (call.blockPos >= params.blockLen) ulmar::passBoundary(call);
+    if (call.blockPos >= parameters.blockLen) ulmar::passBoundary(call);
     left -= run;
   }
 
