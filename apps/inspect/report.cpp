@@ -180,7 +180,7 @@ std::string suggestionText(const Inspection& inspection) {
   };
   std::string text = "\nRendering it\n";
   if (suggestions.blocks.empty()) {
-    return text + "  ulmar-render takes responses of 1, 2 or 4 channels, not of " +
+    return text + "  for stereo a response has 1, 2 or 4 channels, not " +
            std::to_string(inspection.channels.size()) + "\n";
   }
   const BlockChoice& choice = suggestions.blocks[suggestions.suggestedBlock];

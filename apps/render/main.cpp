@@ -5,6 +5,7 @@
 #include <new>
 #include <optional>
 
+#include "apps/render/drawing.h"
 #include "apps/render/options.h"
 #include "apps/render/plan.h"
 #include "apps/render/render.h"
@@ -44,7 +45,12 @@ void run(const Options& options) {
                                 : "Nothing was rendered, as --check asks.\n");
     return;
   }
-  const Rendering rendering = render(plan, material);
+  std::optional<Trace> trace;
+  if (!options.picture.empty()) {
+    trace.emplace(plan.streamFrames(), plan.outFrames(), plan.format.sampleRate);
+  }
+  const Rendering rendering = render(plan, material, trace ? &*trace : nullptr);
+  if (trace) draw(plan, *trace);
   print(options, options.json ? figures(plan, &rendering) : describe(plan, rendering));
 }
 

@@ -210,6 +210,10 @@ void addOutputOptions(CLI::App& app, Options& options) {
       },
       "Samples as float, or with 24 or 16 bits\n"
       "(default: float, and 24 in FLAC)");
+  app.add_option("--picture", options.picture,
+                 "Draw waveforms, levels and the cost of every\n"
+                 "block, by its extension .svg, .png or .pdf")
+      ->option_text("FILE");
   app.add_flag("--check", options.check,
                "Say everything that would be done, and do\n"
                "nothing");

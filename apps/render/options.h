@@ -35,6 +35,7 @@ struct Tail {
 struct Options {
   std::string material;
   std::string output;    // empty only with check
+  std::string picture;   // of the rendering, empty for none
   std::string response;  // a file, or empty with room
   std::optional<host::RoomKind> room;
   std::optional<std::uint32_t> seed;  // of the room's noise

@@ -9,6 +9,7 @@
 #include "host/crossover_design.h"
 #include "host/error.h"
 #include "host/geometry.h"
+#include "host/picture.h"
 
 namespace ulmar::render {
 namespace {
@@ -112,6 +113,11 @@ Plan makePlan(const Options& options, const host::AudioInfo& material) {
   plan.tailFrames = tailFrames(plan);
   plan.format = outputFormat(plan);
   if (!options.output.empty()) host::checkAudioOutput(options.output, plan.format);
+  if (!options.picture.empty()) {
+    refuseToReplace(material.path, options.picture);
+    if (!options.room) refuseToReplace(options.response, options.picture);
+    host::checkPictureOutput(options.picture);
+  }
   return plan;
 }
 

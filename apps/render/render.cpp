@@ -22,7 +22,7 @@ std::vector<ChannelLevel> levelsOf(const host::Stream& stream, const Sink& sink)
 
 }  // namespace
 
-Rendering render(const Plan& plan, host::AudioReader& material) {
+Rendering render(const Plan& plan, host::AudioReader& material, Trace* trace) {
   const auto start = std::chrono::steady_clock::now();
   host::Stream stream(plan.routing.streamInputs(), plan.routing.streamOutputs(),
                       plan.params, plan.responses);
@@ -35,9 +35,18 @@ Rendering render(const Plan& plan, host::AudioReader& material) {
   while (done < plan.streamFrames()) {
     const auto frames = static_cast<int>(
         std::min<std::int64_t>(kBufferFrames, plan.streamFrames() - done));
-    stream.process(source.next(frames), sink.buffers(), frames);
     const auto skipped = static_cast<int>(
         std::clamp<std::int64_t>(plan.skippedFrames - done, 0, frames));
+    const float* const* const in = source.next(frames);
+    if (trace == nullptr) {
+      stream.process(in, sink.buffers(), frames);
+    } else {
+      const int numInputs = plan.routing.streamInputs();
+      const int numOutputs = plan.routing.streamOutputs();
+      trace->material.add(in, numInputs, 0, frames);
+      processTraced(stream, in, numInputs, sink.buffers(), numOutputs, frames, *trace);
+      trace->output.add(sink.buffers(), numOutputs, skipped, frames);
+    }
     sink.write(skipped, frames);
     done += frames;
     progress.show(done);

@@ -5,6 +5,7 @@
 
 #include "apps/render/channels.h"
 #include "apps/render/plan.h"
+#include "apps/render/trace.h"
 #include "host/audio_file.h"
 
 namespace ulmar::render {
@@ -17,7 +18,8 @@ struct Rendering {
 
 /// Holds a buffer's length of the material at a time. material: at its start. The
 /// output takes its name when it is complete; throws Error, and leaves nothing, if the
-/// material cannot be read to its end or the output cannot be written.
-Rendering render(const Plan& plan, host::AudioReader& material);
+/// material cannot be read to its end or the output cannot be written. trace: of this
+/// plan's frames, or null if nobody asks for the blocks one by one.
+Rendering render(const Plan& plan, host::AudioReader& material, Trace* trace = nullptr);
 
 }  // namespace ulmar::render

@@ -353,6 +353,27 @@ TEST(Output, KnowsRoomsBySizeAndSeed) {
   EXPECT_LT(rendered("hall").size(), rendered("cathedral").size());
 }
 
+TEST(Output, IsTheSameWithAPicture) {
+  const ScratchDir folder;
+  writeNoise(folder / "dry.wav", 2, 20000, 6);
+  const auto rendered = [&](const std::string& options) {
+    expectRun(folder, words("-i dry.wav -o wet.wav --room small " + options));
+    return host::bytesOf(folder / "wet.wav");
+  };
+  const std::string plain = rendered("--block 256");
+  for (const char* const picture : {"p.svg", "p.png", "p.pdf"}) {
+    EXPECT_EQ(rendered(std::string("--block 256 --picture ") + picture), plain);
+  }
+  const std::string svg = host::bytesOf(folder / "p.svg");
+  EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");
+  EXPECT_EQ(host::bytesOf(folder / "p.png").substr(1, 3), "PNG");
+  EXPECT_EQ(host::bytesOf(folder / "p.pdf").substr(0, 5), "%PDF-");
+  // A block that is never completed, and blocks longer than a buffer.
+  EXPECT_EQ(rendered("--block 32768 --tail none --picture p.svg"),
+            rendered("--block 32768 --tail none"));
+  EXPECT_EQ(folder.names().size(), 5U);
+}
+
 TEST(Output, TakesNoMoreMemoryForLongerMaterial) {
   constexpr int kLongFrames = 10'000'000;  // 40 MB as float
   const ScratchDir folder;

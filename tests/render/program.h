@@ -1,4 +1,5 @@
-// Runs a built program, ULMAR_PROGRAM, as a user does, in a folder, and takes down what it says.
+// Runs a built program, ULMAR_PROGRAM, as a user does, in a folder, and takes down what
+// it says.
 #pragma once
 
 #include <fcntl.h>

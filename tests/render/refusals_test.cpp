@@ -126,6 +126,8 @@ std::vector<Refusal> refusals() {
       {with({}, "dry.wav", "ir.wav", "folder.wav"), {"folder.wav", "folder"}},
       {with({}, "dry.wav", "ir.wav", "none/wet.wav"), {"none/wet.wav", "No such file"}},
       {with({}, "dry.wav", "ir.wav", "wet.mp3"), {"wet.mp3", "'.mp3'", ".flac"}},
+      {with({"--picture", "wet.jpg"}), {"wet.jpg", "'.jpg'", ".svg, .png or .pdf"}},
+      {with({"--picture", "none/wet.svg"}), {"none/wet.svg", "No such file"}},
       {with({"--format", "float"}, "dry.wav", "ir.wav", "wet.flac"),
        {"wet.flac", "float", "16 or 24"}},
       {with({}, "fast.wav", "ir.wav", "wet.flac"), {"wet.flac", "768000", "655350"}},

@@ -1,0 +1,86 @@
+#include "apps/render/trace.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+namespace ulmar::render {
+namespace {
+
+constexpr std::int64_t kMaxColumns = 1100;  // about a pixel each
+
+}  // namespace
+
+Envelope::Envelope(std::int64_t numFrames, int sampleRate)
+    : numFrames_(numFrames),
+      sampleRate_(sampleRate),
+      columns_(static_cast<std::size_t>(
+          std::clamp<std::int64_t>(numFrames, 1, kMaxColumns))) {}
+
+void Envelope::add(const float* const* channels, int numChannels, int first, int end) {
+  const auto numColumns = static_cast<std::int64_t>(columns_.size());
+  for (int i = first; i < end; ++i) {
+    const std::int64_t place = std::min(pos_ * numColumns / numFrames_, numColumns - 1);
+    Column& column = columns_[static_cast<std::size_t>(place)];
+    for (int k = 0; k < numChannels; ++k) {
+      const float sample = channels[k][i];
+      column.low = column.count == 0 ? sample : std::min(column.low, sample);
+      column.high = column.count == 0 ? sample : std::max(column.high, sample);
+      column.energy += double{sample} * double{sample};
+      ++column.count;
+    }
+    ++pos_;
+  }
+}
+
+double Envelope::timeOf(std::size_t column) const {
+  return (static_cast<double>(column) + 0.5) / static_cast<double>(columns_.size()) *
+         static_cast<double>(numFrames_) / sampleRate_;
+}
+
+std::vector<host::Extent> Envelope::extents() const {
+  std::vector<host::Extent> extents;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    extents.push_back({timeOf(i), double{columns_[i].low}, double{columns_[i].high}});
+  }
+  return extents;
+}
+
+std::vector<host::Point2> Envelope::levels() const {
+  std::vector<host::Point2> levels;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const Column& column = columns_[i];
+    const double power =
+        column.energy / static_cast<double>(std::max<std::int64_t>(column.count, 1));
+    levels.push_back({timeOf(i), 10.0 * std::log10(std::max(power, 1e-20))});
+  }
+  return levels;
+}
+
+double Envelope::peak() const {
+  double peak = 0.0;
+  for (const Column& column : columns_) {
+    peak = std::max({peak, -double{column.low}, double{column.high}});
+  }
+  return peak;
+}
+
+void processTraced(host::Stream& stream, const float* const* in, int numInputs,
+                   float* const* out, int numOutputs, int frames, Trace& trace) {
+  using Clock = std::chrono::steady_clock;
+  std::vector<const float*> from(in, in + numInputs);
+  std::vector<float*> to(out, out + numOutputs);
+  for (int done = 0; done < frames;) {
+    const int left = stream.params().blockLen - stream.state().blockPos;
+    const int count = std::min(frames - done, left);
+    const Clock::time_point start = Clock::now();
+    stream.process(from.data(), to.data(), count);
+    const std::chrono::duration<float> elapsed = Clock::now() - start;
+    if (count == left) trace.blockSeconds.push_back(elapsed.count());
+    for (auto& channel : from) channel += count;
+    for (auto& channel : to) channel += count;
+    done += count;
+  }
+}
+
+}  // namespace ulmar::render

@@ -1,0 +1,55 @@
+// What a rendering's picture is drawn from, taken down while it runs.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "host/plot.h"
+#include "host/stream.h"
+
+namespace ulmar::render {
+
+/// The waveform and the power of some channels together, in so many parts of the time.
+class Envelope {
+ public:
+  Envelope(std::int64_t numFrames, int sampleRate);
+
+  /// The next frames [first, end) of every channel.
+  void add(const float* const* channels, int numChannels, int first, int end);
+
+  /// Over s, of all channels.
+  std::vector<host::Extent> extents() const;
+  /// Mean power in dB against full scale, over s.
+  std::vector<host::Point2> levels() const;
+  double peak() const;
+
+ private:
+  struct Column {
+    float low = 0.0F;
+    float high = 0.0F;
+    double energy = 0.0;
+    std::int64_t count = 0;  // of samples
+  };
+  double timeOf(std::size_t column) const;
+
+  std::int64_t numFrames_;
+  int sampleRate_;
+  std::vector<Column> columns_;
+  std::int64_t pos_ = 0;
+};
+
+struct Trace {
+  Trace(std::int64_t streamFrames, std::int64_t outFrames, int sampleRate)
+      : material(streamFrames, sampleRate), output(outFrames, sampleRate) {}
+
+  Envelope material;
+  Envelope output;
+  std::vector<float> blockSeconds;  // what each call took that completed a block
+};
+
+/// As one call, and the same bits, but in calls that end with the blocks, so that each
+/// of them is timed by itself. numInputs, numOutputs: of the stream.
+void processTraced(host::Stream& stream, const float* const* in, int numInputs,
+                   float* const* out, int numOutputs, int frames, Trace& trace);
+
+}  // namespace ulmar::render
