@@ -50,11 +50,4 @@ std::string audioText(int channels, int sampleRate, std::int64_t frames) {
          secondsText(frames, sampleRate);
 }
 
-std::string labelledLine(std::string_view label, const std::string& text) {
-  constexpr std::size_t kLabelWidth = 10;
-  std::string result(label);
-  result.resize(kLabelWidth, ' ');
-  return result + text + '\n';
-}
-
 }  // namespace ulmar::apps

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace ulmar::apps {
 
@@ -25,8 +24,5 @@ std::string countText(std::int64_t count, const std::string& noun);
 
 /// "2 channels, 48000 Hz, 4.32 s".
 std::string audioText(int channels, int sampleRate, std::int64_t frames);
-
-/// A line of a report: what it is about in a column of its own, then the sentence.
-std::string labelledLine(std::string_view label, const std::string& text);
 
 }  // namespace ulmar::apps

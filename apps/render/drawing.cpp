@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
-#include "apps/render/text.h"
+#include "apps/common/text.h"
 
 namespace ulmar::render {
 namespace {
+
+using apps::fixed;
 
 using host::Axis;
 using host::Box;

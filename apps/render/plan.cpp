@@ -4,7 +4,7 @@
 #include <system_error>
 #include <utility>
 
-#include "apps/render/text.h"
+#include "apps/common/text.h"
 #include "host/areas.h"
 #include "host/crossover_design.h"
 #include "host/error.h"
@@ -13,6 +13,8 @@
 
 namespace ulmar::render {
 namespace {
+
+using apps::framesIn;
 
 using host::fail;
 

@@ -5,10 +5,12 @@
 #include <iostream>
 #include <string>
 
-#include "apps/render/text.h"
+#include "apps/common/text.h"
 
 namespace ulmar::render {
 namespace {
+
+using apps::fixed;
 
 constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
 constexpr int kBarWidth = 30;  // characters

@@ -5,12 +5,17 @@
 #include <sstream>
 #include <string_view>
 
+#include "apps/common/text.h"
 #include "apps/render/option_values.h"
-#include "apps/render/text.h"
 #include "host/crossover_design.h"
 
 namespace ulmar::render {
 namespace {
+
+using apps::countText;
+using apps::decibelText;
+using apps::fixed;
+using apps::secondsText;
 
 // The library's upper clamp.
 constexpr double kFullScale = 32767.0 / 32768.0;

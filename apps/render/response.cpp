@@ -6,8 +6,8 @@
 #include <numbers>
 #include <utility>
 
+#include "apps/common/text.h"
 #include "apps/render/response_source.h"
-#include "apps/render/text.h"
 #include "host/error.h"
 #include "host/geometry.h"
 #include "host/planar.h"
@@ -15,6 +15,9 @@
 
 namespace ulmar::render {
 namespace {
+
+using apps::framesIn;
+using apps::secondsText;
 
 using host::fail;
 

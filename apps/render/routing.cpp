@@ -2,12 +2,14 @@
 
 #include <algorithm>
 
+#include "apps/common/text.h"
 #include "apps/render/option_values.h"
-#include "apps/render/text.h"
 #include "host/error.h"
 
 namespace ulmar::render {
 namespace {
+
+using apps::countText;
 
 using host::ChannelLayout;
 using host::fail;
