@@ -273,7 +273,9 @@ nlohmann::json figuresOf(const ScratchDir& folder, const std::string& arguments)
 
 void expectCase(const Case& c) {
   const ScratchDir folder;
-  const Channels material = noise(c.materialChannels, kMaterialLen, 1);
+  Channels material = noise(c.materialChannels, kMaterialLen, 1);
+  // Beyond full scale, which is no clipping in the reverberation.
+  if (material.size() == kNumPlaces) material[kLfe] = mix({material[kLfe]}, {32.0});
   const Channels response = responseOf(c);
   write(folder / "dry.wav", material, c.surrounds);
   write(folder / "ir.wav", fileOf(c, response));
@@ -281,6 +283,7 @@ void expectCase(const Case& c) {
       folder,
       std::string("-i dry.wav --ir ir.wav -o wet.wav --wet -10 --dry -6 ") + c.options);
 
+  EXPECT_EQ(figures["rendering"]["gainWithoutClipping"], 1.0);
   const host::AudioInfo info = host::AudioReader(folder / "wet.wav").info();
   const bool lfe = c.outChannels == kNumPlaces;
   const auto layout = lfe ? host::ChannelLayout::fiveOne : host::ChannelLayout::five;
@@ -322,7 +325,8 @@ TEST(Surround, IsTheDecodedConvolution) {
   }
 }
 
-// The room is the one that the kit renders, and a file of it gives the same.
+// The room is the one that the kit renders, and a file of it gives the same. Energy 1
+// is meant of the sound pressure, whose square is twice that of W.
 TEST(Surround, PutsAnyMaterialIntoARoom) {
   const ScratchDir folder;
   Channels room;
@@ -331,10 +335,14 @@ TEST(Surround, PutsAnyMaterialIntoARoom) {
     room.emplace_back(channel.begin(), channel.end());
   }
   write(folder / "room.wav", room);
+  double energy = 0.0;
+  for (const double w : room[0]) energy += 2.0 * w * w;
   for (const int channels : {6, 2, 1}) {
     write(folder / "dry.wav", noise(channels, 100, 4));
     const std::string call = "-i dry.wav --normalize energy --out-layout 5.1 -o ";
-    figuresOf(folder, call + "a.wav --room small");
+    const auto figures = figuresOf(folder, call + "a.wav --room small");
+    EXPECT_NEAR(figures["response"]["normalizationGain"], 1.0 / std::sqrt(energy),
+                1e-6);
     figuresOf(folder, call + "b.wav --ir room.wav --bformat fuma");
     EXPECT_EQ(host::bytesOf(folder / "a.wav"), host::bytesOf(folder / "b.wav"));
   }
