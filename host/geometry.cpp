@@ -40,6 +40,7 @@ ConvRTState derived(const Geometry& geometry) {
 // on, in blocks of at least kWideBlockLen, sixteen slots pay; from kManyBlocks on,
 // fewer segments do.
 constexpr int kWideBlockLen = 256;
+constexpr int kFewBlocks = 4;
 constexpr int kSomeBlocks = 12;
 constexpr int kManyBlocks = 120;
 
@@ -65,12 +66,23 @@ void checkGeometry(const Geometry& geometry) {
 
 Geometry chooseGeometry(int blockLen, int irLen, bool hfTruncate) {
   checkLengths(blockLen, irLen);
+  if (hfTruncate && blockLen < kMinTruncatedBlockLen) {
+    fail("the block length is ", blockLen,
+         " samples, and truncating the upper band takes at "
+         "least ",
+         kMinTruncatedBlockLen);
+  }
   // Row products do not depend on the division. What does is how many slots one walk
   // over a row serves, M = G C, against what the low tier (G) and the mid tier (C)
   // spend on rows of few products. Every block costs the same in any of them, so the
   // worst block is the mean.
   const int numBlocks = (irLen - 1) / blockLen + 1;
   Geometry geometry{blockLen, irLen, 8, 1, hfTruncate};
+  if (numBlocks < kFewBlocks) {
+    // The low tier alone, and no more of it than there are partitions.
+    geometry.numSegments =
+        static_cast<int>(std::bit_ceil(static_cast<unsigned>(numBlocks)));
+  }
   if (numBlocks >= kManyBlocks) {
     geometry.chunksPerSegment = 2;
   } else if (numBlocks >= kSomeBlocks && blockLen >= kWideBlockLen) {

@@ -18,9 +18,10 @@ struct Geometry {
       false;  // keep the upper half band for the first max(G C, 32) blocks
 };
 
-inline constexpr int kMinBlockLen = 4;        // samples, a power of two
-inline constexpr int kMaxBlockLen = 1 << 17;  // samples
-inline constexpr int kMaxIRLen = 1 << 30;     // samples
+inline constexpr int kMinBlockLen = 4;           // samples, a power of two
+inline constexpr int kMinTruncatedBlockLen = 8;  // samples: a row for the upper band
+inline constexpr int kMaxBlockLen = 1 << 17;     // samples
+inline constexpr int kMaxIRLen = 1 << 30;        // samples
 
 /// Throws Error unless the engine can run it: N, G, C and N / (4 G C) powers of two,
 /// and at least C columns of G blocks, which the partitions rounded up to whole columns
@@ -28,7 +29,8 @@ inline constexpr int kMaxIRLen = 1 << 30;     // samples
 void checkGeometry(const Geometry& geometry);
 
 /// The geometry for a block length and a response length, in samples. Throws Error
-/// unless blockLen is a power of two within the limits and irLen is 1 to kMaxIRLen.
+/// unless blockLen is a power of two within the limits (from kMinTruncatedBlockLen on
+/// with hfTruncate) and irLen is 1 to kMaxIRLen.
 Geometry chooseGeometry(int blockLen, int irLen, bool hfTruncate = false);
 
 /// Work of one pair of input and output in every block, in row products, each of four

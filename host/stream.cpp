@@ -49,6 +49,15 @@ void checkResponses(const ParamStruct& params, const Responses& responses) {
     fail("an impulse response has ", responses.length(),
          " samples, and the geometry holds ", params.irLen);
   }
+  for (const auto& response : responses.samples) {
+    const auto bad =
+        std::find_if_not(response.begin(), response.end(),
+                         [](float sample) { return std::isfinite(sample); });
+    if (bad != response.end()) {
+      fail("an impulse response is ", *bad, " at sample ", bad - response.begin(),
+           ", and must be finite");
+    }
+  }
 }
 
 // What a snapshot starts with: whatever decides on the layout of the rest.

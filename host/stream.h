@@ -38,8 +38,10 @@ ParamStruct streamParams(const Responses& responses, const StreamOptions& option
 /// parameter is within the library's limits.
 void checkParams(const ParamStruct& params, int inChannels, int outChannels);
 
-/// Owns everything of one stream. process* and the parameter setters are real-time
-/// safe; the others allocate. Calls must not overlap.
+/// Owns everything of one stream. Samples must be finite: one that is not stays in the
+/// engine for the response's length, and in the decoder of five outputs until reset().
+/// process* and the parameter setters are real-time safe; the others allocate. Calls
+/// must not overlap.
 class Stream {
  public:
   /// responses: as many and as many channels as params says; may be empty with irLen at
