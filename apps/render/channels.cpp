@@ -24,7 +24,10 @@ Source::Source(const Plan& plan, host::AudioReader& material)
   for (const int delay : delays_) {
     channels_.emplace_back(static_cast<std::size_t>(delay + kBufferFrames));
   }
-  for (const auto& channel : channels_) starts_.push_back(channel.data());
+  for (std::size_t k = 0; k < channels_.size(); ++k) {
+    starts_.push_back(channels_[k].data());
+    undelayed_.push_back(channels_[k].data() + delays_[k]);
+  }
 }
 
 const float* const* Source::next(int frames) {

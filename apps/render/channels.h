@@ -24,6 +24,9 @@ class Source {
   /// The next frames, at most kBufferFrames, of each of the stream's input channels.
   const float* const* next(int frames);
 
+  /// The frames of the last call as the material has them, before any delay.
+  const float* const* undelayed() const { return undelayed_.data(); }
+
  private:
   host::AudioReader& material_;
   std::vector<int> order_;   // the file's channel of each of the stream's
@@ -31,6 +34,7 @@ class Source {
   std::vector<float> interleaved_;
   host::Planar channels_;  // each from a delay before the next frame on
   std::vector<const float*> starts_;
+  std::vector<const float*> undelayed_;
 };
 
 /// Linear.

@@ -47,7 +47,7 @@ void run(const Options& options) {
   }
   std::optional<Trace> trace;
   if (!options.picture.empty()) {
-    trace.emplace(plan.streamFrames(), plan.outFrames(), plan.format.sampleRate);
+    trace.emplace(plan.material.frames, plan.outFrames(), plan.format.sampleRate);
   }
   const Rendering rendering = render(plan, material, trace ? &*trace : nullptr);
   if (trace) draw(plan, *trace);

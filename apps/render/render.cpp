@@ -43,7 +43,9 @@ Rendering render(const Plan& plan, host::AudioReader& material, Trace* trace) {
     } else {
       const int numInputs = plan.routing.streamInputs();
       const int numOutputs = plan.routing.streamOutputs();
-      trace->material.add(in, numInputs, 0, frames);
+      const auto given = static_cast<int>(
+          std::clamp<std::int64_t>(plan.material.frames - done, 0, frames));
+      trace->material.add(source.undelayed(), numInputs, 0, given);
       processTraced(stream, in, numInputs, sink.buffers(), numOutputs, frames, *trace);
       trace->output.add(sink.buffers(), numOutputs, skipped, frames);
     }

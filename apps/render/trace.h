@@ -39,8 +39,8 @@ class Envelope {
 };
 
 struct Trace {
-  Trace(std::int64_t streamFrames, std::int64_t outFrames, int sampleRate)
-      : material(streamFrames, sampleRate), output(outFrames, sampleRate) {}
+  Trace(std::int64_t materialFrames, std::int64_t outFrames, int sampleRate)
+      : material(materialFrames, sampleRate), output(outFrames, sampleRate) {}
 
   Envelope material;
   Envelope output;

@@ -374,6 +374,60 @@ TEST(Output, IsTheSameWithAPicture) {
   EXPECT_EQ(folder.names().size(), 5U);
 }
 
+/// Where a waveform, the only area of its colour, first leaves silence and where it
+/// ends, in parts of the diagram's width.
+struct Drawn {
+  double start = -1.0;
+  double end = -1.0;
+};
+
+Drawn drawnIn(const std::string& svg, const std::string& color) {
+  constexpr double kLeft = 82.0;  // of the diagrams, in pixels
+  constexpr double kWidth = 1088.0;
+  const std::size_t found = svg.find(";fill:rgb(" + color + ")");
+  EXPECT_NE(found, std::string::npos) << color;
+  if (found == std::string::npos) return {};
+  const std::size_t path = svg.find(" d=\"", found) + 4;
+  std::istringstream points(svg.substr(path, svg.find(" Z", path) - path));
+  Drawn drawn;
+  std::string verb;
+  double x = 0.0;
+  double y = 0.0;
+  double silent = -1.0;
+  while (points >> verb >> x >> y) {
+    const double place = (x - kLeft) / kWidth;
+    if (silent < 0.0) silent = y;
+    if (drawn.start < 0.0 && std::abs(y - silent) > 20.0) drawn.start = place;
+    drawn.end = std::max(drawn.end, place);
+  }
+  return drawn;
+}
+
+// A low-frequency burst at the material's end shows where it is heard: the renderer
+// delays that channel by a block on its way into the stream.
+TEST(Output, IsDrawnInTimeWithTheMaterial) {
+  constexpr int kFrames = 4800;
+  constexpr int kBurst = 4300;
+  const ScratchDir folder;
+  std::vector<float> samples(6 * kFrames);
+  for (std::size_t i = kBurst; i < kFrames; ++i) samples[6 * i + 3] = 0.5F;
+  host::writeAudio(folder / "dry.wav", {.channels = 6, .sampleRate = 48000}, samples);
+  const auto figures =
+      figuresOf(folder,
+                "-i dry.wav -o wet.wav --room small --wet off --block 2048 "
+                "--picture p.svg");
+  const double numFrames = figures["output"]["frames"];
+  const std::string svg = host::bytesOf(folder / "p.svg");
+  const Drawn material = drawnIn(svg, "0%,44.7%,69.8%");
+  const Drawn output = drawnIn(svg, "83.5%,36.9%,0%");
+  // The waveforms have 1100 columns, of the whole time each.
+  constexpr double kColumn = 1.5 / 1100;
+  EXPECT_NEAR(material.start, kBurst / numFrames, kColumn);
+  EXPECT_NEAR(material.end, kFrames / numFrames, kColumn);
+  EXPECT_NEAR(output.start, kBurst / numFrames, kColumn);
+  EXPECT_NEAR(output.end, 1.0, kColumn);
+}
+
 TEST(Output, TakesNoMoreMemoryForLongerMaterial) {
   constexpr int kLongFrames = 10'000'000;  // 40 MB as float
   const ScratchDir folder;
