@@ -74,18 +74,18 @@ std::vector<double> fadeIn(const RoomTiming& timing, std::size_t frames) {
 
 }  // namespace
 
-void addDiffuseTail(const RoomSpec& spec, const Microphone& mic,
+void addDiffuseTail(const RoomSpec& room, const Microphone& mic,
                     const RoomTiming& timing, std::uint64_t seed,
                     std::vector<double>& response) {
   const double energyPerSecond =
-      4.0 * std::numbers::pi * kSpeedOfSound / volume(spec) * diffuseEnergyGain(mic);
+      4.0 * std::numbers::pi * kSpeedOfSound / volume(room) * diffuseEnergyGain(mic);
   const double amplitude = std::sqrt(energyPerSecond / timing.sampleRate);
   const std::vector<double> weights = fadeIn(timing, response.size());
   const std::size_t numBands = numBandsAt(timing.sampleRate);
   WhiteNoise noise(seed);
   for (std::size_t band = 0; band < numBands; ++band) {
     std::vector<Biquad> sections = bandFilter(band, numBands, timing.sampleRate);
-    const double decayRate = kSixtyDecibels / spec.t60[band];  // nepers per second
+    const double decayRate = kSixtyDecibels / room.t60[band];  // nepers per second
     double level =
         withPortablePrecision(amplitude * std::exp(-decayRate * timing.start));
     const double decay =

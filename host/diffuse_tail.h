@@ -14,7 +14,7 @@ namespace ulmar::host {
 /// pi c^3 t^2 / V per second, each with 1 / (c t)^2, which leaves 4 pi c / V whatever
 /// the time (Kuttruff, Room Acoustics, chapter 4). Tails of different seeds are
 /// uncorrelated.
-void addDiffuseTail(const RoomSpec& spec, const Microphone& mic,
+void addDiffuseTail(const RoomSpec& room, const Microphone& mic,
                     const RoomTiming& timing, std::uint64_t seed,
                     std::vector<double>& response);
 

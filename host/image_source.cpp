@@ -24,20 +24,20 @@ double imageCoordinate(int i, double length, double source) {
 }
 
 // All images that arrive before the mix ends, those with the most bounces first.
-std::vector<Image> imagesOf(const RoomSpec& spec, const Point& source,
+std::vector<Image> imagesOf(const RoomSpec& room, const Point& source,
                             const Microphone& mic, const RoomTiming& timing) {
   const double reach = kSpeedOfSound * timing.mixEnd;
   const auto most = [&](double length) { return static_cast<int>(reach / length) + 1; };
-  const int mostX = most(spec.size.x);
-  const int mostY = most(spec.size.y);
-  const int mostZ = most(spec.size.z);
+  const int mostX = most(room.size.x);
+  const int mostY = most(room.size.y);
+  const int mostZ = most(room.size.z);
   std::vector<Image> images;
   for (int x = -mostX; x <= mostX; ++x) {
     for (int y = -mostY; y <= mostY; ++y) {
       for (int z = -mostZ; z <= mostZ; ++z) {
-        const Point at = {imageCoordinate(x, spec.size.x, source.x),
-                          imageCoordinate(y, spec.size.y, source.y),
-                          imageCoordinate(z, spec.size.z, source.z)};
+        const Point at = {imageCoordinate(x, room.size.x, source.x),
+                          imageCoordinate(y, room.size.y, source.y),
+                          imageCoordinate(z, room.size.z, source.z)};
         const int bounces = std::abs(x) + std::abs(y) + std::abs(z);
         const double path = distance(at, mic.position);
         if (bounces == 0 || path >= reach) continue;
@@ -76,19 +76,19 @@ struct Wall {
 
 // The reflection factor that makes the room decay in time t60 (Eyring, J. Acoust. Soc.
 // Am. 1(2), 1930).
-double reflectionFactor(const RoomSpec& spec, double t60) {
-  const double meanFreePath = 4.0 * volume(spec) / surface(spec);
+double reflectionFactor(const RoomSpec& room, double t60) {
+  const double meanFreePath = 4.0 * volume(room) / surface(room);
   return std::exp(-kSixtyDecibels * meanFreePath / (kSpeedOfSound * t60));
 }
 
 // Meets the reflection factors of the middle frequencies at 0 Hz and of the highest
 // octave that the sample rate carries at its centre, from |H|^2 = (1-p)^2 / (1 - 2p cos
 // w + p^2).
-Wall wallOf(const RoomSpec& spec, double sampleRate) {
+Wall wallOf(const RoomSpec& room, double sampleRate) {
   std::size_t top = kOctaveCentres.size() - 1;
   while (kOctaveCentres[top] >= 0.45 * sampleRate) --top;
-  const double gain = reflectionFactor(spec, midT60(spec));
-  const double ratio = reflectionFactor(spec, spec.t60[top]) / gain;
+  const double gain = reflectionFactor(room, midT60(room));
+  const double ratio = reflectionFactor(room, room.t60[top]) / gain;
   const double c = std::cos(2.0 * kHalfTurn * kOctaveCentres[top] / sampleRate);
   const double lost = 1.0 - ratio * ratio;
   constexpr double kNoLoss = 1e-6;
@@ -110,11 +110,11 @@ void reflect(const Wall& wall, std::vector<double>& signal) {
 
 // Horner's scheme over the number of bounces: what bounced n times passes the wall n
 // times, for one pass over the response per bounce.
-void addEarlyReflections(const RoomSpec& spec, const Point& source,
+void addEarlyReflections(const RoomSpec& room, const Point& source,
                          const Microphone& mic, const RoomTiming& timing,
                          std::vector<double>& response) {
-  const std::vector<Image> images = imagesOf(spec, source, mic, timing);
-  const Wall wall = wallOf(spec, timing.sampleRate);
+  const std::vector<Image> images = imagesOf(room, source, mic, timing);
+  const Wall wall = wallOf(room, timing.sampleRate);
   std::vector<double> early(response.size());
   int bounces = images.empty() ? 0 : images.front().bounces;
   auto image = images.begin();

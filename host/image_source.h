@@ -14,7 +14,7 @@ namespace ulmar::host {
 /// out. A source of unit strength gives amplitude 1 at 1 m. Delays are exact to a
 /// fraction of a frame, by a windowed sinc of 32 frames (Peterson, J. Acoust. Soc. Am.
 /// 80(5), 1986).
-void addEarlyReflections(const RoomSpec& spec, const Point& source,
+void addEarlyReflections(const RoomSpec& room, const Point& source,
                          const Microphone& mic, const RoomTiming& timing,
                          std::vector<double>& response);
 

@@ -29,28 +29,28 @@ void refuseNearWall(std::string_view what, const Point& point, const Point& size
   refuseOutside(position + "above the floor", point.z, kMargin, size.z - kMargin, "m");
 }
 
-std::array<Point, 2> stageSources(const RoomSpec& spec) {
-  std::array<Point, 2> sources = {spec.source, spec.source};
-  sources[0].y += 0.5 * spec.stageWidth;
-  sources[1].y -= 0.5 * spec.stageWidth;
+std::array<Point, 2> stageSources(const RoomSpec& room) {
+  std::array<Point, 2> sources = {room.source, room.source};
+  sources[0].y += 0.5 * room.stageWidth;
+  sources[1].y -= 0.5 * room.stageWidth;
   return sources;
 }
 
-void refuseImpossible(const RoomSpec& spec, int sampleRate) {
-  refuseOutside("length", spec.size.x, 1.0, 200.0, "m");
-  refuseOutside("width", spec.size.y, 1.0, 200.0, "m");
-  refuseOutside("height", spec.size.z, 1.0, 200.0, "m");
-  refuseOutside("stage width", spec.stageWidth, 0.0, spec.size.y, "m");
-  refuseNearWall("receiver", spec.receiver, spec.size);
-  refuseNearWall("source", spec.source, spec.size);
-  const auto [left, right] = stageSources(spec);
-  refuseNearWall("left source", left, spec.size);
-  refuseNearWall("right source", right, spec.size);
-  for (const Point& source : {spec.source, left, right}) {
-    refuseOutside("distance from source to receiver", distance(source, spec.receiver),
+void refuseImpossible(const RoomSpec& room, int sampleRate) {
+  refuseOutside("length", room.size.x, 1.0, 200.0, "m");
+  refuseOutside("width", room.size.y, 1.0, 200.0, "m");
+  refuseOutside("height", room.size.z, 1.0, 200.0, "m");
+  refuseOutside("stage width", room.stageWidth, 0.0, room.size.y, "m");
+  refuseNearWall("receiver", room.receiver, room.size);
+  refuseNearWall("source", room.source, room.size);
+  const auto [left, right] = stageSources(room);
+  refuseNearWall("left source", left, room.size);
+  refuseNearWall("right source", right, room.size);
+  for (const Point& source : {room.source, left, right}) {
+    refuseOutside("distance from source to receiver", distance(source, room.receiver),
                   0.5, 350.0, "m");
   }
-  for (const double t60 : spec.t60)
+  for (const double t60 : room.t60)
     refuseOutside("reverberation time", t60, 0.05, 30.0, "s");
   refuseOutside("sample rate", sampleRate, 8000.0, 384000.0, "Hz");
 }
@@ -77,31 +77,31 @@ std::vector<Microphone> microphonesOf(RoomLayout layout, const Point& at) {
   }
 }
 
-std::vector<Point> sourcesOf(RoomLayout layout, const RoomSpec& spec) {
-  if (layout != RoomLayout::trueStereo) return {spec.source};
-  const auto [left, right] = stageSources(spec);
+std::vector<Point> sourcesOf(RoomLayout layout, const RoomSpec& room) {
+  if (layout != RoomLayout::trueStereo) return {room.source};
+  const auto [left, right] = stageSources(room);
   return {left, right};
 }
 
 // The arrival of the first reflection: the nearest of the six images of first order.
-double firstReflection(const RoomSpec& spec) {
+double firstReflection(const RoomSpec& room) {
   const auto across = [&](double Point::*axis, double wall) {
-    Point image = spec.source;
+    Point image = room.source;
     image.*axis = 2.0 * wall - image.*axis;
-    return distance(image, spec.receiver);
+    return distance(image, room.receiver);
   };
-  return std::min({across(&Point::x, 0.0), across(&Point::x, spec.size.x),
-                   across(&Point::y, 0.0), across(&Point::y, spec.size.y),
-                   across(&Point::z, 0.0), across(&Point::z, spec.size.z)}) /
+  return std::min({across(&Point::x, 0.0), across(&Point::x, room.size.x),
+                   across(&Point::y, 0.0), across(&Point::y, room.size.y),
+                   across(&Point::z, 0.0), across(&Point::z, room.size.z)}) /
          kSpeedOfSound;
 }
 
 // The sound field is mixed sqrt(V) ms after the emission, V in cubic metres (Polack,
 // Applied Acoustics 38, 1993). In a small room the ear needs reflections for longer.
-RoomTiming timingOf(const RoomSpec& spec, const std::vector<Point>& sources,
+RoomTiming timingOf(const RoomSpec& room, const std::vector<Point>& sources,
                     const std::vector<Microphone>& mics, int sampleRate) {
   constexpr double kShortestMix = 0.06;  // s
-  double nearest = distance(spec.source, spec.receiver);
+  double nearest = distance(room.source, room.receiver);
   for (const Point& source : sources) {
     for (const Microphone& mic : mics) {
       nearest = std::min(nearest, distance(source, mic.position));
@@ -110,15 +110,15 @@ RoomTiming timingOf(const RoomSpec& spec, const std::vector<Point>& sources,
   RoomTiming timing;
   timing.sampleRate = sampleRate;
   timing.start = nearest / kSpeedOfSound;
-  timing.mixStart = firstReflection(spec);
+  timing.mixStart = firstReflection(room);
   timing.mixEnd =
-      std::max(timing.mixStart + kShortestMix, 1e-3 * std::sqrt(volume(spec)));
+      std::max(timing.mixStart + kShortestMix, 1e-3 * std::sqrt(volume(room)));
   return timing;
 }
 
 // Until the longest decay is a little below -60 dB.
-std::size_t framesOf(const RoomSpec& spec, const RoomTiming& timing) {
-  const double decayed = 1.1 * std::ranges::max(spec.t60);
+std::size_t framesOf(const RoomSpec& room, const RoomTiming& timing) {
+  const double decayed = 1.1 * std::ranges::max(room.t60);
   const double seconds = std::max(decayed, timing.mixEnd - timing.start);
   return static_cast<std::size_t>(std::ceil(seconds * timing.sampleRate));
 }
@@ -193,21 +193,21 @@ RoomSpec roomPreset(RoomKind kind) {
   }
 }
 
-double midT60(const RoomSpec& spec) { return 0.5 * (spec.t60[2] + spec.t60[3]); }
+double midT60(const RoomSpec& room) { return 0.5 * (room.t60[2] + room.t60[3]); }
 
-Planar renderRoom(const RoomSpec& spec, RoomLayout layout, int sampleRate) {
-  refuseImpossible(spec, sampleRate);
-  const std::vector<Point> sources = sourcesOf(layout, spec);
-  const std::vector<Microphone> mics = microphonesOf(layout, spec.receiver);
-  const RoomTiming timing = timingOf(spec, sources, mics, sampleRate);
+Planar renderRoom(const RoomSpec& room, RoomLayout layout, int sampleRate) {
+  refuseImpossible(room, sampleRate);
+  const std::vector<Point> sources = sourcesOf(layout, room);
+  const std::vector<Microphone> mics = microphonesOf(layout, room.receiver);
+  const RoomTiming timing = timingOf(room, sources, mics, sampleRate);
 
   std::vector<std::vector<double>> responses;
   for (const Point& source : sources) {
     for (const Microphone& mic : mics) {
-      auto& response = responses.emplace_back(framesOf(spec, timing));
-      const std::uint64_t seed = spec.seed * 8 + responses.size();
-      addEarlyReflections(spec, source, mic, timing, response);
-      addDiffuseTail(spec, mic, timing, seed, response);
+      auto& response = responses.emplace_back(framesOf(room, timing));
+      const std::uint64_t seed = room.seed * 8 + responses.size();
+      addEarlyReflections(room, source, mic, timing, response);
+      addDiffuseTail(room, mic, timing, seed, response);
       finish(response, sampleRate);
     }
   }

@@ -43,7 +43,7 @@ RoomSpec roomPreset(RoomKind kind);
 
 /// The mean of the 500 Hz and 1 kHz bands, in s: the figure by which a room is known
 /// (ISO 3382-1).
-double midT60(const RoomSpec& spec);
+double midT60(const RoomSpec& room);
 
 /// What a response is rendered for, and its channels.
 enum class RoomLayout {
@@ -59,9 +59,9 @@ enum class RoomLayout {
 /// sound arrives; the direct sound itself is left out, as it is in the dry signal. One
 /// gain for all channels makes the mean power gain of the outputs 1 over the octaves
 /// from 125 Hz to 4 kHz (that of the pressure, in bFormat), so that wet and dry are
-/// alike in level at every sample rate. The same spec gives the same samples at any
+/// alike in level at every sample rate. The same room gives the same samples at any
 /// time, in every build. sampleRate: 8000 to 384000 Hz. Throws Error for what is
 /// outside the limits.
-Planar renderRoom(const RoomSpec& spec, RoomLayout layout, int sampleRate);
+Planar renderRoom(const RoomSpec& room, RoomLayout layout, int sampleRate);
 
 }  // namespace ulmar::host

@@ -41,13 +41,13 @@ inline double diffuseEnergyGain(const Microphone& mic) {
   return mic.pressure * mic.pressure + mic.velocity * mic.velocity / 3.0;
 }
 
-inline double volume(const RoomSpec& spec) {
-  return spec.size.x * spec.size.y * spec.size.z;
+inline double volume(const RoomSpec& room) {
+  return room.size.x * room.size.y * room.size.z;
 }
 
-inline double surface(const RoomSpec& spec) {
-  return 2.0 * (spec.size.x * spec.size.y + spec.size.y * spec.size.z +
-                spec.size.z * spec.size.x);
+inline double surface(const RoomSpec& room) {
+  return 2.0 * (room.size.x * room.size.y + room.size.y * room.size.z +
+                room.size.z * room.size.x);
 }
 
 /// The time axis of a response. Times count from the emission of the sound, in s.

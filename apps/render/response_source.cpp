@@ -23,9 +23,9 @@ host::RoomLayout roomLayoutOf(ResponseLayout response) {
 
 host::Planar renderRoomFor(const Options& options, ResponseLayout layout,
                            int sampleRate) {
-  host::RoomSpec spec = host::roomPreset(*options.room);
-  if (options.seed) spec.seed = *options.seed;
-  return host::renderRoom(spec, roomLayoutOf(layout), sampleRate);
+  host::RoomSpec room = host::roomPreset(*options.room);
+  if (options.seed) room.seed = *options.seed;
+  return host::renderRoom(room, roomLayoutOf(layout), sampleRate);
 }
 
 host::Planar bFormatOf(const host::AudioFile& file, host::BFormat convention) {

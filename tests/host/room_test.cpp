@@ -40,12 +40,12 @@ std::array<Point, 6> mirrored(const Point& size, const Point& s) {
 
 // A room whose first reflections arrive one by one, from every side.
 RoomSpec largeRoom() {
-  RoomSpec spec = roomPreset(hall);
-  spec.size = {60.0, 40.0, 25.0};
-  spec.source = {36.0, 28.0, 9.0};
-  spec.receiver = {25.0, 14.0, 7.0};
-  spec.stageWidth = 8.0;
-  return spec;
+  RoomSpec room = roomPreset(hall);
+  room.size = {60.0, 40.0, 25.0};
+  room.source = {36.0, 28.0, 9.0};
+  room.receiver = {25.0, 14.0, 7.0};
+  room.stageWidth = 8.0;
+  return room;
 }
 
 double correlation(const std::vector<float>& a, const std::vector<float>& b,
@@ -57,13 +57,13 @@ double correlation(const std::vector<float>& a, const std::vector<float>& b,
 
 TEST(Room, FirstReflectionsComeFromTheirMirrorImages) {
   constexpr int kRate = 48000;
-  const RoomSpec spec = largeRoom();
-  const Planar wxy = renderRoom(spec, bFormat, kRate);
-  const double direct = distance(spec.source, spec.receiver);
+  const RoomSpec room = largeRoom();
+  const Planar wxy = renderRoom(room, bFormat, kRate);
+  const double direct = distance(room.source, room.receiver);
   double firstFrame = std::numeric_limits<double>::infinity();
-  for (const Point& image : mirrored(spec.size, spec.source)) {
+  for (const Point& image : mirrored(room.size, room.source)) {
     SCOPED_TRACE(testing::Message() << image.x << ' ' << image.y << ' ' << image.z);
-    const double path = distance(image, spec.receiver);
+    const double path = distance(image, room.receiver);
     const double frame = (path - direct) / kSpeedOfSound * kRate;
     firstFrame = std::min(firstFrame, frame);
     const auto centre = static_cast<std::size_t>(std::lround(frame));
@@ -77,8 +77,8 @@ TEST(Room, FirstReflectionsComeFromTheirMirrorImages) {
     const double wx = correlation(wxy[0], wxy[1], centre - 4, centre + 5);
     const double wy = correlation(wxy[0], wxy[2], centre - 4, centre + 5);
     const double root2 = std::numbers::sqrt2;
-    EXPECT_NEAR(wx / ww / root2, (image.x - spec.receiver.x) / path, 0.1);
-    EXPECT_NEAR(wy / ww / root2, (image.y - spec.receiver.y) / path, 0.1);
+    EXPECT_NEAR(wx / ww / root2, (image.x - room.receiver.x) / path, 0.1);
+    EXPECT_NEAR(wy / ww / root2, (image.y - room.receiver.y) / path, 0.1);
   }
   // Nothing before the first reflection but the 16 frames over which it is
   // interpolated: no direct sound, no tail.
@@ -92,24 +92,24 @@ TEST(Room, FirstReflectionsComeFromTheirMirrorImages) {
 
 TEST(Room, TrueStereoHasASourcePerSideAndAMicrophonePerEar) {
   constexpr int kRate = 96000;
-  const RoomSpec spec = largeRoom();
-  const Planar paths = renderRoom(spec, trueStereo, kRate);
+  const RoomSpec room = largeRoom();
+  const Planar paths = renderRoom(room, trueStereo, kRate);
   ASSERT_EQ(paths.size(), 4U);
   // Source and microphone of LL, LR, RL, RR; y is to the left.
-  std::array<Point, 2> sources = {spec.source, spec.source};
-  sources[0].y += 0.5 * spec.stageWidth;
-  sources[1].y -= 0.5 * spec.stageWidth;
-  std::array<Point, 2> mics = {spec.receiver, spec.receiver};
+  std::array<Point, 2> sources = {room.source, room.source};
+  sources[0].y += 0.5 * room.stageWidth;
+  sources[1].y -= 0.5 * room.stageWidth;
+  std::array<Point, 2> mics = {room.receiver, room.receiver};
   mics[0].y += 0.085;
   mics[1].y -= 0.085;
-  double direct = distance(spec.source, spec.receiver);
+  double direct = distance(room.source, room.receiver);
   for (const Point& source : sources) {
     for (const Point& mic : mics) direct = std::min(direct, distance(source, mic));
   }
   for (std::size_t i = 0; i < 4; ++i) {
     SCOPED_TRACE(i);
     // The reflection from the wall in front, which faces both microphones.
-    const Point image = mirrored(spec.size, sources[i / 2])[1];
+    const Point image = mirrored(room.size, sources[i / 2])[1];
     const double frame =
         (distance(image, mics[i % 2]) - direct) / kSpeedOfSound * kRate;
     const auto centre = static_cast<std::size_t>(std::lround(frame));
@@ -120,11 +120,11 @@ TEST(Room, TrueStereoHasASourcePerSideAndAMicrophonePerEar) {
 }
 
 TEST(Room, AMirroredRoomSoundsMirrored) {
-  const RoomSpec spec = largeRoom();
-  RoomSpec mirror = spec;
-  mirror.source.y = spec.size.y - spec.source.y;
-  mirror.receiver.y = spec.size.y - spec.receiver.y;
-  const Planar wxy = renderRoom(spec, bFormat, 48000);
+  const RoomSpec room = largeRoom();
+  RoomSpec mirror = room;
+  mirror.source.y = room.size.y - room.source.y;
+  mirror.receiver.y = room.size.y - room.receiver.y;
+  const Planar wxy = renderRoom(room, bFormat, 48000);
   const Planar other = renderRoom(mirror, bFormat, 48000);
   // Image positions differ by rounding: 1e-16 of 100 m and of the windowed sinc's
   // slope.
@@ -198,26 +198,26 @@ double decayTime(const std::vector<double>& left, double rate, double from, doub
 TEST(Room, DecaysInTheTimeThatItStates) {
   for (const RoomKind kind : {small, hall, cathedral}) {
     for (const int rate : {8000, 44100}) {
-      const RoomSpec spec = roomPreset(kind);
-      SCOPED_TRACE(testing::Message() << midT60(spec) << " s at " << rate << " Hz");
+      const RoomSpec room = roomPreset(kind);
+      SCOPED_TRACE(testing::Message() << midT60(room) << " s at " << rate << " Hz");
       const std::vector<double> left =
-          middleDecay(renderRoom(spec, trueStereo, rate), rate);
+          middleDecay(renderRoom(room, trueStereo, rate), rate);
       // The time of noise of bandwidth B in N channels scatters by 1 / sqrt(B T N);
       // twice that.
-      const double scatter = 2.0 / std::sqrt(1000.0 * midT60(spec) * 4.0);
-      EXPECT_NEAR(decayTime(left, rate, -5.0, -35.0) / midT60(spec), 1.0, scatter);
+      const double scatter = 2.0 / std::sqrt(1000.0 * midT60(room) * 4.0);
+      EXPECT_NEAR(decayTime(left, rate, -5.0, -35.0) / midT60(room), 1.0, scatter);
       // Reflections and tail are one decay: its first 10 dB are no steeper and no
       // flatter than rooms are.
-      EXPECT_NEAR(decayTime(left, rate, 0.0, -10.0) / midT60(spec), 1.0, 0.2);
+      EXPECT_NEAR(decayTime(left, rate, 0.0, -10.0) / midT60(room), 1.0, 0.2);
     }
   }
 }
 
 TEST(Room, EveryOctaveHasItsOwnDecay) {
-  RoomSpec spec = roomPreset(hall);
-  spec.t60 = {3.0, 2.6, 2.2, 1.9, 1.6, 1.35, 1.1};
+  RoomSpec room = roomPreset(hall);
+  room.t60 = {3.0, 2.6, 2.2, 1.9, 1.6, 1.35, 1.1};
   constexpr int kRate = 32000;
-  const Planar channels = renderRoom(spec, trueStereo, kRate);
+  const Planar channels = renderRoom(room, trueStereo, kRate);
   for (std::size_t band = 0; band < kOctaveCentres.size(); ++band) {
     std::vector<double> left(channels[0].size());
     for (const auto& channel : channels) {
@@ -226,7 +226,7 @@ TEST(Room, EveryOctaveHasItsOwnDecay) {
       for (std::size_t n = part.size(); n-- > 0;) left[n] += sum += part[n] * part[n];
     }
     // A tenth: the slopes of filters let neighbours in that die away up to 20 % later.
-    EXPECT_NEAR(decayTime(left, kRate, -5.0, -35.0) / spec.t60[band], 1.0, 0.1)
+    EXPECT_NEAR(decayTime(left, kRate, -5.0, -35.0) / room.t60[band], 1.0, 0.1)
         << kOctaveCentres[band] << " Hz";
   }
 }
@@ -257,12 +257,12 @@ TEST(Room, WetIsAsLoudAsDryAtEveryRate) {
   // by a twentieth; three times that.
   constexpr int kNumFrequencies = 400;
   constexpr double kScatter = 0.15;
-  const RoomSpec spec = roomPreset(small);
+  const RoomSpec room = roomPreset(small);
   for (const int rate : {8000, 48000, 192000}) {
     SCOPED_TRACE(rate);
     const auto gain = [&](RoomLayout layout) {
       std::vector<double> gains;
-      for (const auto& channel : renderRoom(spec, layout, rate)) {
+      for (const auto& channel : renderRoom(room, layout, rate)) {
         gains.push_back(powerGain(channel, rate, kNumFrequencies));
       }
       return gains;
@@ -337,9 +337,9 @@ TEST(Room, WhatCannotBeIsRefused) {
                 "22.75"},
            Case{[](auto& s) { s.receiver = s.source; }, "receiver is 0 m", "0.5"},
        }) {
-    RoomSpec spec = roomPreset(hall);
-    change(spec);
-    expectSentence(refusalOf([&] { renderRoom(spec, mono, 48000); }), {value, limit});
+    RoomSpec room = roomPreset(hall);
+    change(room);
+    expectSentence(refusalOf([&] { renderRoom(room, mono, 48000); }), {value, limit});
   }
   for (const int rate : {0, 7999, 384001}) {
     expectSentence(refusalOf([&] { renderRoom(roomPreset(hall), mono, rate); }),
