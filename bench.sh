@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Measures both builds beside the limits of the machine and beside their peers, and writes
+# docs/performance.md and its picture. Installs what is missing. Takes some ten minutes.
+set -euo pipefail
+cd "$(dirname "$0")"
+. cmake/setup.sh
+[ $# -eq 0 ] || { sed -n '2,3s/^# //p' "$0" >&2 && exit 2; }
+
+mkdir -p build
+installFor x86_64-bench i386-bench
+for preset in x86_64-bench i386-bench; do
+  build "$preset" ulmar_bench
+  say "Measuring ${preset%-bench}"
+  "build/$preset/ulmar_bench" >"build/$preset/figures.tsv" 2>"build/$preset/progress.log" ||
+    fail "the benchmarks stopped; build/$preset/progress.log says where."
+done
+
+processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)
+family=$(awk -F': ' '/^cpu family/ {f = $2} /^model\t/ {m = $2} END {print f ", model " m}' \
+  /proc/cpuinfo)
+compiler=$(c++ --version | head -n 1)
+awk -v processor="$processor (family $family)" -v compiler="$compiler" -v out=docs \
+  -f bench/report.awk build/x86_64-bench/figures.tsv build/i386-bench/figures.tsv
+awk -f bench/picture.awk build/x86_64-bench/figures.tsv >docs/performance.svg
+say "Wrote docs/performance.md and docs/performance.svg"

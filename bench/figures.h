@@ -1,0 +1,23 @@
+// The measurements, each of which prints its figures as lines "name<TAB>value".
+#pragma once
+
+#include <string>
+
+namespace ulmar::bench {
+
+void print(const std::string& name, double value);
+
+/// Row kernels against the limit, and transforms against FFTW. Takes Google Benchmark's
+/// options.
+void measureKernels(int argc, char** argv);
+
+/// The block cycle beside its peers, over the workloads.
+void measureBlocks();
+
+/// The cost over the response's length, and of successive blocks, for the pictures.
+void measureCurves();
+
+/// UlmarProc beside its engine alone, and streams per core.
+void measureStreams();
+
+}  // namespace ulmar::bench
