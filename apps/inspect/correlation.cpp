@@ -24,6 +24,8 @@ double product(Samples a, Samples b, std::ptrdiff_t lag) {
 std::optional<Correlation> correlate(Samples first, Samples second, std::size_t onset,
                                      double from, double to, double sampleRate) {
   constexpr double kMaxLag = 0.001;  // s
+  // The largest of a hundred values of independent noise has a lag, too, but by chance.
+  constexpr double kLeastAlike = 0.3;
   const auto frames = [&](double time) {
     return static_cast<std::size_t>(std::llround(time * sampleRate));
   };
@@ -39,6 +41,7 @@ std::optional<Correlation> correlate(Samples first, Samples second, std::size_t 
       best = {value, static_cast<double>(lag) / sampleRate};
     }
   }
+  if (std::abs(best.value) < kLeastAlike) best.lag.reset();
   return best;
 }
 

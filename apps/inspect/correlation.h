@@ -10,8 +10,9 @@ namespace ulmar::inspect {
 
 /// The largest magnitude of the normalised cross-correlation over lags of up to 1 ms.
 struct Correlation {
-  double value = 0.0;  // -1 to 1, with the sign it has there
-  double lag = 0.0;    // s, above 0 where the second channel is late
+  double value = 0.0;         // -1 to 1, with the sign it has there
+  std::optional<double> lag;  // s, above 0 where the second channel is late; nothing
+                              // if the channels are too little alike to have one
 };
 
 /// Over the times from `from` to `to` after the onset, in s: annex B has 0 to 1 for the

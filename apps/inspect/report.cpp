@@ -128,10 +128,11 @@ std::string correlationText(const Inspection& inspection, const ChannelPair& pai
   std::string text = "  " + names + ": correlation " + value(pair.whole) +
                      ", up to 80 ms " + value(pair.early) + ", then " +
                      value(pair.late);
-  if (pair.whole && pair.whole->lag != 0.0) {
-    const bool secondIsLate = pair.whole->lag > 0.0;
+  const double lag = pair.whole ? pair.whole->lag.value_or(0.0) : 0.0;
+  if (lag != 0.0) {
+    const bool secondIsLate = lag > 0.0;
     text += "; " + inspection.channels[secondIsLate ? pair.second : pair.first].name +
-            " late by " + fixed(1000.0 * std::abs(pair.whole->lag), 2) + " ms";
+            " late by " + fixed(1000.0 * std::abs(lag), 2) + " ms";
   }
   return text + '\n';
 }

@@ -73,7 +73,7 @@ Json channelFigures(const Channel& channel,
 
 Json correlationFigures(const std::optional<Correlation>& correlation) {
   if (!correlation) return nullptr;
-  return {{"value", correlation->value}, {"lag", correlation->lag}};
+  return {{"value", correlation->value}, {"lag", orNull(correlation->lag)}};
 }
 
 Json pairFigures(const Inspection& inspection, const ChannelPair& pair) {

@@ -132,6 +132,7 @@ TEST(Pairs, AreAsAlikeAsTheyAre) {
   expectAbout(pairs[0]["early"]["value"], -1.0, 0.001);
   // What is left of independent noise, over nearly a hundred lags.
   EXPECT_LT(std::abs(pairs[1]["late"]["value"].get<double>()), 0.1);
+  EXPECT_TRUE(pairs[1]["late"]["lag"].is_null());
 }
 
 }  // namespace
