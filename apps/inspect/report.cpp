@@ -171,6 +171,30 @@ std::string blocksText(const Suggestions& suggestions) {
   return tableText(rows, 0);
 }
 
+/// Why there is no block length to suggest.
+std::string unsuggestedText(const Inspection& inspection) {
+  const std::size_t numChannels = inspection.channels.size();
+  const std::string count =
+      apps::countText(static_cast<std::int64_t>(numChannels), "channel");
+  switch (numChannels) {
+    case 3:
+    case 8:
+      return "ulmar-render takes " + count + " as B-format, with --bformat";
+    case 6:
+      return "ulmar-render takes " + count +
+             " as B-format, with --bformat, or as speaker feeds, with --passthrough";
+    case 1:
+    case 2:
+    case 4:
+    case 5:
+    case 10:
+      return "it is longer than ulmar-render takes";
+    default:
+      return "ulmar-render takes responses of 1 to 6, 8 or 10 channels, not of " +
+             std::to_string(numChannels);
+  }
+}
+
 std::string suggestionText(const Inspection& inspection) {
   const Suggestions& suggestions = *inspection.suggestions;
   const int rate = inspection.sampleRate();
@@ -181,8 +205,7 @@ std::string suggestionText(const Inspection& inspection) {
   };
   std::string text = "\nRendering it\n";
   if (suggestions.blocks.empty()) {
-    return text + "  for stereo a response has 1, 2 or 4 channels, not " +
-           std::to_string(inspection.channels.size()) + "\n";
+    return text + "  " + unsuggestedText(inspection) + "\n";
   }
   const BlockChoice& choice = suggestions.blocks[suggestions.suggestedBlock];
   text += "  ulmar-render --ir " + inspection.file.info.path;

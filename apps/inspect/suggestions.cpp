@@ -6,6 +6,7 @@
 #include "host/areas.h"
 #include "host/impulse.h"
 #include "host/stream.h"
+#include "host/surround_responses.h"
 
 namespace ulmar::inspect {
 namespace {
@@ -42,8 +43,12 @@ void suggestPart(Suggestions& suggestions, const std::vector<Channel>& channels,
   }
 }
 
-/// How the renderer would arrange so many channels; nothing if it does not take them.
+/// How the renderer would arrange so many channels; nothing if their number alone
+/// does not say what they are.
 std::optional<host::Responses> arrangementOf(std::size_t numChannels) {
+  if (numChannels == 5 || numChannels == 10) {
+    return host::arrangeFeeds(host::Planar(numChannels, {1.0F}), kMaterialChannels);
+  }
   if (numChannels != 1 && numChannels != 2 && numChannels != 4) return std::nullopt;
   return host::arrangeResponses(host::Planar(numChannels, {1.0F}), kMaterialChannels);
 }
@@ -54,6 +59,7 @@ BlockChoice choiceOf(int blockLen, int irLen, const host::Responses& arrangement
   options.blockLen = blockLen;
   options.dryGain = 1.0F;
   options.dryDelay = blockLen;
+  options.passThrough = arrangement.numOutputs > 2;
   ParamStruct params = host::streamParams(arrangement, options);
   BlockChoice choice;
   choice.geometry = host::chooseGeometry(blockLen, irLen);

@@ -32,7 +32,8 @@ struct Suggestions {
   /// Row products of all pairs per second that the suggested block length stays within:
   /// a few per cent of one core, at the half nanosecond that one takes with AVX.
   static constexpr double kAffordable = 5e7;
-  std::vector<BlockChoice> blocks;  // empty if the renderer does not take the response
+  std::vector<BlockChoice> blocks;  // empty if the channels' number does not say what
+                                    // they are
   std::size_t suggestedBlock = 0;   // in `blocks`, the shortest that is affordable
 };
 
