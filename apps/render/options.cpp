@@ -216,7 +216,7 @@ void addOutputOptions(CLI::App& app, Options& options) {
       ->option_text("FILE");
   app.add_flag("--check", options.check,
                "Say everything that would be done, and do\n"
-               "nothing");
+               "nothing; the material's samples are not read");
   app.add_flag("--json", options.json, "Print the figures as one JSON object instead");
 }
 

@@ -151,8 +151,9 @@ std::string engineText(const Plan& plan) {
   std::ostringstream text;
   text << countText(plan.numPartitions, "block") << " of " << params.blockLen
        << " frames, in " << countText(params.numSegments, "segment") << " of "
-       << countText(params.chunksPerSegment, "chunk") << ", " << plan.rowProducts
-       << " row products per block" << truncationText(plan) << ", "
+       << countText(params.chunksPerSegment, "chunk") << ", "
+       << countText(plan.rowProducts, "row product") << " per block"
+       << truncationText(plan) << ", "
        << fixed(static_cast<double>(plan.memory) / (1 << 20), 1) << " MiB";
   return text.str();
 }
@@ -208,14 +209,20 @@ std::string channelsText(const Plan& plan, const Rendering& rendering,
   return text;
 }
 
+// The gains that a signal passes.
+std::string gainsText(const Options& options) {
+  if (options.dryGain == 0.0) return "--wet";
+  return options.wetGain == 0.0 ? "--dry" : "--wet and --dry";
+}
+
 std::string peakText(const Plan& plan, const Rendering& rendering) {
   const std::string text = channelsText(plan, rendering, &ChannelLevel::peak);
   const double gain = gainWithoutClipping(plan, rendering);
   if (gain == 1.0) return text + ", nothing clipped";
   // Rounded down, so that it is enough.
   const double decibels = std::floor(2000.0 * std::log10(gain)) / 100.0;
-  return text + ", clipped: " + fixed(decibels, 2) +
-         " dB on --wet and --dry would avoid that";
+  return text + ", clipped: the output is limited to full scale, also in float; " +
+         fixed(decibels, 2) + " dB on " + gainsText(plan.options) + " would avoid it";
 }
 
 }  // namespace
