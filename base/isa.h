@@ -3,7 +3,7 @@
 
 namespace ulmar {
 
-enum class Isa { scalar, sse2, avx };
+enum class Isa { scalar, sse2, avx, avx512 };
 
 /// The best that this processor and operating system offer; SSE2 is the least. Reads
 /// the feature bits that the compiler's run-time gathers at load: pure, no system call.

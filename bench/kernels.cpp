@@ -18,8 +18,10 @@ struct NamedIsa {
   const char* name;
   Isa isa;
 };
-constexpr NamedIsa kBodies[] = {
-    {"scalar", Isa::scalar}, {"sse2", Isa::sse2}, {"avx", Isa::avx}};
+constexpr NamedIsa kBodies[] = {{"scalar", Isa::scalar},
+                                {"sse2", Isa::sse2},
+                                {"avx", Isa::avx},
+                                {"avx512", Isa::avx512}};
 
 const Workload kWorkload{1, 1, 2.0, 512};
 
@@ -139,7 +141,8 @@ void measureKernels(int argc, char** argv) {
     benchmark::RegisterBenchmark(name.c_str(), function, rest...);
   };
   add("limit/128", limit, mulAdd128, kProducts128);
-  if (bestIsa() == Isa::avx) add("limit/256", limit, mulAdd256, kProducts256);
+  if (bestIsa() >= Isa::avx) add("limit/256", limit, mulAdd256, kProducts256);
+  if (bestIsa() >= Isa::avx512) add("limit/512", limit, mulAdd512, kProducts512);
   for (const auto& [name, isa] : kBodies) {
     if (isa > bestIsa()) continue;
     add(std::string("slideSums/") + name, slideSums, isa);

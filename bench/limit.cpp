@@ -43,4 +43,24 @@ void mulAdd256(int turns) noexcept {
       : "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", "xmm7", "cc");
 }
 
+void mulAdd512(int turns) noexcept {
+  asm volatile(
+      ".irp k, 0, 1, 2, 3, 4, 5, 6\n\t"
+      "vpxord %%zmm\\k, %%zmm\\k, %%zmm\\k\n\t"
+      ".endr\n"
+      "1:\n\t"
+      ".rept 8\n\t"
+      ".irp k, 0, 1, 2, 3, 4, 5\n\t"
+      "vmulps %%zmm6, %%zmm6, %%zmm7\n\t"
+      "vaddps %%zmm7, %%zmm\\k, %%zmm\\k\n\t"
+      ".endr\n\t"
+      ".endr\n\t"
+      "decl %0\n\t"
+      "jnz 1b\n\t"
+      "vzeroupper"
+      : "+r"(turns)
+      :
+      : "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", "xmm7", "cc");
+}
+
 }  // namespace ulmar::bench

@@ -46,6 +46,8 @@ constinit const RowKernels kRowScalar = {slideSums, addRows};
 
 const RowKernels& rowKernelsFor(Isa isa) noexcept {
   switch (isa) {
+    case Isa::avx512:
+      return kRowAvx512;
     case Isa::avx:
       return kRowAvx;
     case Isa::sse2:

@@ -48,6 +48,7 @@ struct RowKernels {
 extern const RowKernels kRowScalar;
 extern const RowKernels kRowSse2;
 extern const RowKernels kRowAvx;
+extern const RowKernels kRowAvx512;
 
 /// How a body that holds up to `atOnce` slots in registers divides slideSums: the size
 /// of the group of slots that starts at k, or 0 when no slot from k on has a pair. In a

@@ -115,6 +115,8 @@ void unpackSpectrum(cmplxFFT const* packed, cmplxFFT* full, int numPoints) noexc
 
 const FftKernels& fftKernelsFor(Isa isa) noexcept {
   switch (isa) {
+    case Isa::avx512:
+      return kFftAvx512;
     case Isa::avx:
       return kFftAvx;
     case Isa::sse2:

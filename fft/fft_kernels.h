@@ -54,6 +54,7 @@ struct FftKernels {
 extern const FftKernels kFftScalar;
 extern const FftKernels kFftSse2;
 extern const FftKernels kFftAvx;
+extern const FftKernels kFftAvx512;
 
 /// Writes the numPoints values of the full, conjugate symmetric spectrum.
 void unpackSpectrum(cmplxFFT const* packed, cmplxFFT* full, int numPoints) noexcept;

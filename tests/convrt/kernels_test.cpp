@@ -13,7 +13,7 @@
 namespace ulmar::test {
 namespace {
 
-constexpr Isa kBodies[] = {Isa::scalar, Isa::sse2, Isa::avx};
+constexpr Isa kBodies[] = {Isa::scalar, Isa::sse2, Isa::avx, Isa::avx512};
 
 bool runsHere(Isa isa) { return isa <= bestIsa(); }
 

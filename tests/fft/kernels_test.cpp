@@ -40,7 +40,7 @@ bool sameBits(const Spectrum& a, const Spectrum& b) {
 
 TEST(FftKernels, BodiesReturnTheSameBits) {
   Random random(41);
-  for (const Isa isa : {Isa::sse2, Isa::avx}) {
+  for (const Isa isa : {Isa::sse2, Isa::avx, Isa::avx512}) {
     if (isa > bestIsa()) continue;
     const FftKernels& body = fftKernelsFor(isa);
     for (int n = kMinVectorPoints; n <= 2048; n *= 2) {
