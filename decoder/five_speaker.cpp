@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/constants.h"
-#include "decoder/all_pass.h"
+#include "decoder/band_kernels.h"
 
 namespace ulmar {
 namespace {
@@ -35,13 +35,6 @@ constexpr Matrix kHighBand = {
     .centreX = 0.37228,
 };
 
-/// A run of W, X and Y.
-struct Signals {
-  double w[kMaxDecodeRun];
-  double x[kMaxDecodeRun];
-  double y[kMaxDecodeRun];
-};
-
 void passChannels(double const* const* chanBufs, HostLong pos, int count,
                   double* const* feeds, double centreGain) noexcept {
   std::copy_n(chanBufs[0] + pos, count, feeds[kLeft]);
@@ -52,7 +45,7 @@ void passChannels(double const* const* chanBufs, HostLong pos, int count,
 }
 
 void takeSignals(double const* const* chanBufs, HostLong pos, int count, bool plainXY,
-                 double yGain, Signals& signals) noexcept {
+                 double yGain, SignalRun& signals) noexcept {
   std::copy_n(chanBufs[0] + pos, count, signals.w);
   for (int i = 0; i < count; ++i) {
     const double x = chanBufs[1][pos + i];
@@ -62,43 +55,18 @@ void takeSignals(double const* const* chanBufs, HostLong pos, int count, bool pl
   }
 }
 
-// Splits the signals in place: the low bands take their place, the high bands go to
-// `high`. The three crossovers advance side by side, since each waits for its own last
-// result.
-void splitBands(Signals& signals, Signals& high, int count,
-                const cApXOverCfs<float>& xoverCfs,
-                sApXOverSts<float>* xoverSts) noexcept {
-  BandSplitter w(xoverCfs, xoverSts[0]);
-  BandSplitter x(xoverCfs, xoverSts[1]);
-  BandSplitter y(xoverCfs, xoverSts[2]);
-  for (int i = 0; i < count; ++i) {
-    const auto bandsW = w.split(signals.w[i]);
-    const auto bandsX = x.split(signals.x[i]);
-    const auto bandsY = y.split(signals.y[i]);
-    signals.w[i] = bandsW.low;
-    signals.x[i] = bandsX.low;
-    signals.y[i] = bandsY.low;
-    high.w[i] = bandsW.high;
-    high.x[i] = bandsX.high;
-    high.y[i] = bandsY.high;
-  }
-  xoverSts[0] = w.state();
-  xoverSts[1] = x.state();
-  xoverSts[2] = y.state();
-}
-
 // One frame of a mirrored pair: the feeds with + and - Y.
 struct PairValue {
   double plus, minus;
 };
 
-PairValue decodePair(const PairGains& gains, const Signals& band, int i) noexcept {
+PairValue decodePair(const PairGains& gains, const SignalRun& band, int i) noexcept {
   const double shared = gains.w * band.w[i] + gains.x * band.x[i];
   const double side = gains.y * band.y[i];
   return {shared + side, shared - side};
 }
 
-void decodeBands(const Signals& low, const Signals& high, int count,
+void decodeBands(const SignalRun& low, const SignalRun& high, int count,
                  double* const* feeds) noexcept {
   const auto decodeTo = [&](double* plus, double* minus, const PairGains& lowGains,
                             const PairGains& highGains) {
@@ -129,8 +97,8 @@ void decodeFiveSpeakers(double const* const* chanBufs, HostLong pos, int count,
     passChannels(chanBufs, pos, count, feeds, double{centreGain});
     return;
   }
-  Signals signals;
-  Signals high;
+  SignalRun signals;
+  SignalRun high;
   takeSignals(chanBufs, pos, count, plainXY, double{yGain}, signals);
   splitBands(signals, high, count, xoverCfs, xoverSts);
   decodeBands(signals, high, count, feeds);

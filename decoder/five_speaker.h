@@ -9,12 +9,10 @@
 #pragma once
 
 #include "base/host_long.h"
+#include "decoder/band_kernels.h"
 #include "decoder/crossover.h"
 
 namespace ulmar {
-
-/// Most frames of one call.
-inline constexpr int kMaxDecodeRun = 128;
 
 /// Writes `count` frames of each of feeds[0 ... 4] from the five engine channels at
 /// `pos` and on, which are only read. count is 1 to kMaxDecodeRun; the feeds overlap
