@@ -1,6 +1,6 @@
-// 512-bit body: one register holds a VecComplex for each of two neighbouring slots,
-// re|im re|im. Such a pair takes two neighbouring elements of the sliding run, one
-// load, and the same fixed one, so a multiplication and an addition serve both slots.
+// 512-bit body: one register holds all sums of a slot, RR|II RI|IR. The product of a
+// sliding element, re|im twice, with a fixed one, re|im im|re, adds to all four, so a
+// row product is one multiplication and one addition.
 #include <immintrin.h>
 
 #include "convrt/row_kernels.h"
@@ -8,198 +8,158 @@
 namespace ulmar {
 namespace {
 
-// With thirty-two registers a pass keeps both sums of four pairs and a window of the
-// sliding elements; with eight, both sums of three, and takes the sliding elements from
-// memory.
 constexpr bool kManyRegisters = sizeof(void*) == 8;
-constexpr int kPairsAtOnce = kManyRegisters ? 4 : 3;
+
+// An element twice, as the products take it: what eight registers leave no room for
+// waits in memory.
+struct Expanded {
+  __m512 value;
+};
+
+// With thirty-two registers a pass takes the sliding elements as they are and keeps a
+// window of them beside eight slots; with eight, it takes six slots and has the
+// elements expanded, 5 KiB of stack, which all slots use from the first-level cache.
+template <typename Sliding>
+constexpr int kSlotsAtOnce = 6;
+template <>
+constexpr int kSlotsAtOnce<VecComplex> = 8;
+constexpr int kTile = 64;
 
 __m256 load(const VecComplex& element) noexcept { return _mm256_load_ps(element.re); }
 
-void store(VecComplex& element, __m256 value) noexcept {
-  _mm256_store_ps(element.re, value);
-}
-
-// Elements e and e + 1.
-__m512 loadTwo(VecComplex const* e) noexcept { return _mm512_loadu_ps(e); }
-
-__m256 lowHalf(__m512 value) noexcept { return _mm512_castps512_ps256(value); }
-
-__m256 highHalf(__m512 value) noexcept {
-  return _mm256_castpd_ps(_mm512_extractf64x4_pd(_mm512_castps_pd(value), 1));
-}
-
-// One element in both halves.
 __m512 twice(const VecComplex& element) noexcept {
   return _mm512_castpd_ps(_mm512_broadcast_f64x4(_mm256_castps_pd(load(element))));
 }
 
-// re|im re|im to im|re im|re.
-__m512 exchanged(__m512 value) noexcept {
-  return _mm512_shuffle_f32x4(value, value, 0xB1);
+__m512 twice(const Expanded& element) noexcept { return element.value; }
+
+// re|im im|re.
+__m512 bothWays(const VecComplex& element) noexcept {
+  const __m512 value = twice(element);
+  return _mm512_shuffle_f32x4(value, value, 0xB4);
 }
 
-// One sum of slots k and k + 1, the later slot first: it takes the older of two
-// elements.
-__m512 loadSums(RowSums const* slots, VecComplex RowSums::*part) noexcept {
-  const __m512d both = _mm512_castps_pd(twice(slots[0].*part));
-  return _mm512_castpd_ps(
-      _mm512_insertf64x4(both, _mm256_castps_pd(load(slots[1].*part)), 0));
+// Two neighbours at once and each in the two forms, without the cost of a broadcast.
+__m512 loadTwo(VecComplex const* elements) noexcept {
+  return _mm512_loadu_ps(elements);
 }
 
-void storeSums(RowSums* slots, VecComplex RowSums::*part, __m512 sums) noexcept {
-  store(slots[0].*part, highHalf(sums));
-  store(slots[1].*part, lowHalf(sums));
+__m512 firstTwice(__m512 two) noexcept { return _mm512_shuffle_f32x4(two, two, 0x44); }
+
+__m512 secondTwice(__m512 two) noexcept { return _mm512_shuffle_f32x4(two, two, 0xEE); }
+
+__m512 firstBothWays(__m512 two) noexcept {
+  return _mm512_shuffle_f32x4(two, two, 0x14);
 }
 
-// The lanes of a pair that take an element, one bit a float, when the first of its
-// slots has taken d elements before: of[d + kMaxSlots].
-struct StartMasks {
-  __mmask16 of[2 * kMaxSlots];
-};
-constexpr StartMasks kStartMasks = [] {
-  StartMasks masks{};
-  for (int d = 0; d < kMaxSlots; ++d)
-    masks.of[d + kMaxSlots] = d == 0 ? 0xFF00 : 0xFFFF;
-  return masks;
-}();
-
-// Both sums of `Pairs` pairs of slots. `newest` is the younger element that the first
-// pair takes; each further pair takes elements two places older.
-template <int Pairs>
-struct PairSums {
-  [[gnu::always_inline]] explicit PairSums(RowSums const* slots) noexcept {
-#pragma GCC unroll 8
-    for (int p = 0; p < Pairs; ++p) {
-      direct[p] = loadSums(slots + 2 * p, &RowSums::direct);
-      cross[p] = loadSums(slots + 2 * p, &RowSums::cross);
-    }
-  }
-
-  [[gnu::always_inline]] void storeTo(RowSums* slots) const noexcept {
-#pragma GCC unroll 8
-    for (int p = 0; p < Pairs; ++p) {
-      storeSums(slots + 2 * p, &RowSums::direct, direct[p]);
-      storeSums(slots + 2 * p, &RowSums::cross, cross[p]);
-    }
-  }
-
-  // While slots still start, of which the first has taken `done` elements.
-  [[gnu::always_inline]] void addStarting(VecComplex const* newest,
-                                          const VecComplex& fixed, int done) noexcept {
-    const __m512 x = twice(fixed);
-    const __m512 xCrossed = exchanged(x);
-#pragma GCC unroll 8
-    for (int p = 0; p < Pairs; ++p) {
-      const __mmask16 mask = kStartMasks.of[kMaxSlots + done - 2 * p];
-      const __m512 h = _mm512_maskz_loadu_ps(mask, newest - 2 * p - 1);
-      direct[p] = _mm512_mask_add_ps(direct[p], mask, direct[p], _mm512_mul_ps(h, x));
-      cross[p] =
-          _mm512_mask_add_ps(cross[p], mask, cross[p], _mm512_mul_ps(h, xCrossed));
-    }
-  }
-
-  [[gnu::always_inline]] void add(VecComplex const* newest,
-                                  const VecComplex& fixed) noexcept {
-    __m512 x = twice(fixed);
-#pragma GCC unroll 8
-    for (int p = 0; p < Pairs; ++p) {
-      const __m512 h = loadTwo(newest - 2 * p - 1);
-      direct[p] = _mm512_add_ps(direct[p], _mm512_mul_ps(h, x));
-    }
-    x = exchanged(x);
-    // Hides that the elements are the same: with eight registers they cannot stay.
-    if constexpr (!kManyRegisters) asm("" : "+r"(newest));
-#pragma GCC unroll 8
-    for (int p = 0; p < Pairs; ++p) {
-      const __m512 h = loadTwo(newest - 2 * p - 1);
-      cross[p] = _mm512_add_ps(cross[p], _mm512_mul_ps(h, x));
-    }
-  }
-
-  // A run of elements from sliding[i] on, as many as are left in whole windows.
-  [[gnu::always_inline]] int addWindows(VecComplex const* sliding,
-                                        VecComplex const* fixed, int i,
-                                        int len) noexcept {
-    constexpr int kWindow = 2 * Pairs;
-    if (len - i < kWindow) return i;
-    // The elements up to sliding[j] stand in window[(j - i) mod kWindow].
-    __m512 window[kWindow];
-#pragma GCC unroll 8
-    for (int k = 1; k < kWindow; ++k)
-      window[kWindow - k] = loadTwo(sliding + i - k - 1);
-    for (; i + kWindow <= len; i += kWindow) {
-#pragma GCC unroll 8
-      for (int t = 0; t < kWindow; ++t) {
-        const __m512 x = twice(fixed[i + t]);
-        const __m512 xCrossed = exchanged(x);
-        window[t] = loadTwo(sliding + i + t - 1);
-#pragma GCC unroll 8
-        for (int p = 0; p < Pairs; ++p) {
-          const __m512 h = window[(t - 2 * p + kWindow) % kWindow];
-          direct[p] = _mm512_add_ps(direct[p], _mm512_mul_ps(h, x));
-          cross[p] = _mm512_add_ps(cross[p], _mm512_mul_ps(h, xCrossed));
-        }
-      }
-    }
-    return i;
-  }
-
-  __m512 direct[Pairs];
-  __m512 cross[Pairs];
-};
-
-// Slot k takes sliding[i - k] with fixed[i] from i = max(0, k + start) on.
-template <int Pairs>
-void addPairs(RowSums* slots, VecComplex const* fixed, VecComplex const* sliding,
-              int len, int start) noexcept {
-  PairSums<Pairs> sums(slots);
-  int i = start > 0 ? start : 0;
-  for (; i < len && i - start < 2 * Pairs - 1; ++i) {
-    sums.addStarting(sliding + i, fixed[i], i - start);
-  }
-  if constexpr (kManyRegisters) i = sums.addWindows(sliding, fixed, i, len);
-  for (; i < len; ++i) sums.add(sliding + i, fixed[i]);
-  sums.storeTo(slots);
+__m512 secondBothWays(__m512 two) noexcept {
+  return _mm512_shuffle_f32x4(two, two, 0xBE);
 }
 
-template <int Pairs = kPairsAtOnce>
-void addGroup(int numPairs, RowSums* sums, VecComplex const* fixed,
-              VecComplex const* sliding, int len, int start) noexcept {
-  if (numPairs < Pairs) {
-    if constexpr (Pairs > 1) {
-      addGroup<Pairs - 1>(numPairs, sums, fixed, sliding, len, start);
+__m512 addProduct(__m512 sums, __m512 a, __m512 b) noexcept {
+  return _mm512_add_ps(sums, _mm512_mul_ps(a, b));
+}
+
+// Takes whole windows of elements from i on; returns the first that is left.
+template <int Slots>
+[[gnu::always_inline]] inline int addWindows(__m512 (&sums)[Slots],
+                                             VecComplex const* fixed,
+                                             VecComplex const* sliding, int i,
+                                             int len) noexcept {
+  if (Slots % 2 != 0 || len - i < Slots) return i;
+  // sliding[j] stands in window[(j - i) mod Slots].
+  __m512 window[Slots];
+  const auto add = [&](int t, __m512 h, __m512 x) __attribute__((always_inline)) {
+    window[t] = h;
+#pragma GCC unroll 8
+    for (int k = 0; k < Slots; ++k) {
+      sums[k] = addProduct(sums[k], window[(t - k + Slots) % Slots], x);
+    }
+  };
+#pragma GCC unroll 8
+  for (int k = 1; k < Slots; ++k) window[Slots - k] = twice(sliding[i - k]);
+  for (; i + Slots <= len; i += Slots) {
+#pragma GCC unroll 4
+    for (int t = 0; t < Slots; t += 2) {
+      const __m512 h = loadTwo(sliding + i + t);
+      const __m512 x = loadTwo(fixed + i + t);
+      add(t, firstTwice(h), firstBothWays(x));
+      add(t + 1, secondTwice(h), secondBothWays(x));
+    }
+  }
+  return i;
+}
+
+template <int Slots>
+int addWindows(__m512 (&)[Slots], VecComplex const*, Expanded const*, int i,
+               int) noexcept {
+  return i;
+}
+
+// Slot k takes sliding[i - k] with fixed[i]; with `staggered`, its first element at
+// i = k.
+template <int Slots, typename Sliding>
+void addSlots(RowSums* slots, VecComplex const* fixed, Sliding const* sliding, int len,
+              bool staggered) noexcept {
+  __m512 sums[Slots];
+#pragma GCC unroll 8
+  for (int k = 0; k < Slots; ++k) sums[k] = _mm512_loadu_ps(slots + k);
+  const auto step = [&](int i, int numActive) __attribute__((always_inline)) {
+    const __m512 x = bothWays(fixed[i]);
+#pragma GCC unroll 8
+    for (int k = 0; k < numActive; ++k) {
+      sums[k] = addProduct(sums[k], twice(sliding[i - k]), x);
+    }
+  };
+  int i = 0;
+  if (staggered) {
+#pragma GCC unroll 8
+    for (; i < Slots - 1; ++i) step(i, i + 1);
+  }
+  i = addWindows(sums, fixed, sliding, i, len);
+  for (; i < len; ++i) step(i, Slots);
+#pragma GCC unroll 8
+  for (int k = 0; k < Slots; ++k) _mm512_storeu_ps(slots + k, sums[k]);
+}
+
+template <typename Sliding, int Slots = kSlotsAtOnce<Sliding>>
+void addGroup(int numSlots, RowSums* slots, VecComplex const* fixed,
+              Sliding const* sliding, int len, bool staggered) noexcept {
+  if (numSlots < Slots) {
+    if constexpr (Slots > 1) {
+      addGroup<Sliding, Slots - 1>(numSlots, slots, fixed, sliding, len, staggered);
     }
   } else {
-    addPairs<Pairs>(sums, fixed, sliding, len, start);
+    addSlots<Slots>(slots, fixed, sliding, len, staggered);
   }
 }
 
-// The four sums of one slot, RR|II RI|IR.
-__m512 addRun(__m512 sums, VecComplex const* a, VecComplex const* b, int len) noexcept {
-  for (int i = 0; i < len; ++i) {
-    const __m512 h = twice(b[i]);
-    const __m512 hBoth = _mm512_shuffle_f32x4(h, h, 0xB4);  // re|im im|re
-    sums = _mm512_add_ps(sums, _mm512_mul_ps(twice(a[i]), hBoth));
-  }
-  return sums;
-}
-
-void slideSums(RowSums* sums, int numSlots, VecComplex const* fixed,
-               VecComplex const* sliding, int len, int lead) noexcept {
-  int k = 0;
-  while (k + 1 < numSlots) {
-    const int left = (numSlots - k) / 2;
-    const int numGroups = (left + kPairsAtOnce - 1) / kPairsAtOnce;
-    const int numPairs = (left + numGroups - 1) / numGroups;
-    addGroup(numPairs, sums + k, fixed, sliding - k, len, k - lead);
-    k += 2 * numPairs;
-  }
-  if (k < numSlots) {
+template <typename Sliding>
+void addGroups(RowSums* sums, int numSlots, VecComplex const* fixed,
+               Sliding const* sliding, int len, int lead) noexcept {
+  int group = 0;
+  for (int k = 0;
+       (group = slotGroup(k, numSlots, len, lead, kSlotsAtOnce<Sliding>)) > 0;
+       k += group) {
     const int late = k > lead ? k - lead : 0;
-    RowSums& last = sums[k];
-    _mm512_storeu_ps(&last, addRun(_mm512_loadu_ps(&last), sliding + late - k,
-                                   fixed + late, len - late));
+    addGroup(group, sums + k, fixed + late, sliding + late - k, len - late, k >= lead);
+  }
+}
+
+void slideInRegisters(RowSums* sums, int numSlots, VecComplex const* fixed,
+                      VecComplex const* sliding, int len, int lead) noexcept {
+  addGroups(sums, numSlots, fixed, sliding, len, lead);
+}
+
+void slideInMemory(RowSums* sums, int numSlots, VecComplex const* fixed,
+                   VecComplex const* sliding, int len, int lead) noexcept {
+  Expanded tile[kMaxSlots - 1 + kTile];
+  Expanded* const newest = tile + kMaxSlots - 1;
+  for (int start = 0; start < len; start += kTile, lead += kTile) {
+    const int tileLen = len - start < kTile ? len - start : kTile;
+    const int before = lead < numSlots - 1 ? lead : numSlots - 1;
+    for (int i = -before; i < tileLen; ++i) newest[i].value = twice(sliding[start + i]);
+    addGroups(sums, numSlots, fixed + start, newest, tileLen, lead);
   }
 }
 
@@ -207,14 +167,20 @@ void addRows(VecComplex* out, VecComplex const* acc, VecComplex const* hist,
              VecComplex const* parts, std::ptrdiff_t rowPitch, int numRows,
              int len) noexcept {
   for (int row = 0; row < numRows; ++row) {
-    const __m512 sums = addRun(_mm512_setzero_ps(), hist, parts, len);
+    __m512 sums = _mm512_setzero_ps();
+    for (int i = 0; i < len; ++i) {
+      sums = addProduct(sums, twice(hist[i]), bothWays(parts[i]));
+    }
+    const __m256 direct = _mm512_castps512_ps256(sums);
+    const __m256 cross =
+        _mm256_castpd_ps(_mm512_extractf64x4_pd(_mm512_castps_pd(sums), 1));
     // RR|RI and II|IR, then RR - II and RI + IR.
-    const __m256 first = _mm256_permute2f128_ps(lowHalf(sums), highHalf(sums), 0x20);
-    const __m256 second = _mm256_permute2f128_ps(lowHalf(sums), highHalf(sums), 0x31);
+    const __m256 first = _mm256_permute2f128_ps(direct, cross, 0x20);
+    const __m256 second = _mm256_permute2f128_ps(direct, cross, 0x31);
     const __m256 result = _mm256_blend_ps(_mm256_sub_ps(first, second),
                                           _mm256_add_ps(first, second), 0xF0);
-    store(out[row],
-          _mm256_add_ps(load(out[row]), _mm256_add_ps(load(acc[row]), result)));
+    _mm256_store_ps(out[row].re, _mm256_add_ps(load(out[row]),
+                                               _mm256_add_ps(load(acc[row]), result)));
     hist += rowPitch;
     parts += rowPitch;
   }
@@ -222,6 +188,7 @@ void addRows(VecComplex* out, VecComplex const* acc, VecComplex const* hist,
 
 }  // namespace
 
-constinit const RowKernels kRowAvx512 = {slideSums, addRows};
+constinit const RowKernels kRowAvx512 = {
+    kManyRegisters ? slideInRegisters : slideInMemory, addRows};
 
 }  // namespace ulmar

@@ -45,7 +45,8 @@ TEST(RowKernels, SlideAlongTheRow) {
   Random random(32);
   for (const Isa isa : kBodies) {
     if (!runsHere(isa)) continue;
-    for (const int len : {0, 1, 2, 3, 5, 6, 7, 8, 16, 31, 187, 255, 256, 257, 270}) {
+    for (const int len :
+         {0, 1, 2, 3, 5, 6, 7, 8, 16, 31, 63, 64, 65, 187, 255, 256, 257, 270}) {
       for (int numSlots = 1; numSlots <= kMaxSlots; ++numSlots) {
         for (const int lead : {0, 1, 4, 7, 14, 15, 40}) {
           SCOPED_TRACE(testing::Message()
