@@ -3,15 +3,11 @@
 #pragma once
 
 #include <algorithm>
-#include <cmath>
 
 #include "process/call_values.h"
+#include "process/output_kernels.h"
 
 namespace ulmar {
-
-/// The largest sample written, 32767/32768, exact in single precision.
-inline constexpr float kMaxSample = 0.999969482421875F;
-inline constexpr float kMinSample = -1.0F;
 
 inline constexpr int kNoDry = -1;
 
@@ -63,35 +59,14 @@ void mixOutput(const CallValues<In, Out>& call, int j, double const* wet, int ru
   }
 }
 
-/// The larger magnitude; not a number leaves the peak.
-inline float raisedPeak(float peak, float const* mix, int run) noexcept {
-  // Four peaks side by side: a maximum does not depend on the order.
-  float peaks[4] = {peak, peak, peak, peak};
-  const auto raise = [](float& p, float v) { p = std::fabs(v) > p ? std::fabs(v) : p; };
-  int i = 0;
-  for (; i + 4 <= run; i += 4) {
-    for (int lane = 0; lane < 4; ++lane) raise(peaks[lane], mix[i + lane]);
-  }
-  for (; i < run; ++i) raise(peaks[0], mix[i]);
-  for (const float p : peaks) peak = p > peak ? p : peak;
-  return peak;
-}
-
-/// Not a number becomes the least sample.
-inline float clamped(float v) noexcept {
-  const float above = v > kMinSample ? v : kMinSample;
-  return above > kMaxSample ? kMaxSample : above;
-}
-
 /// Mixes, meters, clamps and stores a run of every output. wet: Out runs.
 template <int In, int Out>
 void emitOutput(CallValues<In, Out>& call, double const* const* wet, int run) noexcept {
-  float mix[kMaxRun];
+  alignas(16) float mix[kMaxRun];
   for (int j = 0; j < Out; ++j) {
     mixOutput(call, j, wet[j], run, mix);
-    call.state.peak[j] = raisedPeak(call.state.peak[j], mix, run);
     const auto [sample, step] = call.out[j];
-    for (int i = 0; i < run; ++i) sample[i * step] = clamped(mix[i]);
+    call.state.peak[j] = storeRun(mix, run, sample, step, call.state.peak[j]);
   }
   for (ChannelCursor& channel : call.out) channel.advance(run);
 }
