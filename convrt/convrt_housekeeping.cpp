@@ -89,7 +89,8 @@ void ConvRT::runHighLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc
         const int first = wrapped(newest - len + 1, ringLen);
         VecComplex const* const tail =
             parts + row * state->rowPitch + (ringLen - numIRBlocks) + skip;
-        RowSums sums[kMaxSlots] = {};
+        RowSums sums[kMaxSlots];
+        std::fill_n(sums, numSlots, RowSums{});
         sumSlots(kernels, sums, numSlots, hist + row * state->rowPitch, ringLen, first,
                  tail, len, 0);
         for (int k = 0; k < numSlots; ++k) {
