@@ -1,31 +1,18 @@
 // ulmar-render: dry audio and an impulse response in, wet audio out.
-#include <csignal>
-#include <exception>
 #include <iostream>
-#include <new>
 #include <optional>
 
+#include "apps/common/program.h"
 #include "apps/render/drawing.h"
 #include "apps/render/options.h"
 #include "apps/render/plan.h"
 #include "apps/render/render.h"
 #include "apps/render/report.h"
 #include "host/audio_file.h"
-#include "host/temp_file.h"
+#include "host/error.h"
 
 namespace ulmar::render {
 namespace {
-
-constexpr int kExitRefused = 1;
-constexpr int kExitUsage = 2;
-
-// Output that nobody takes and files beyond a limit are failures to report, no reason
-// to end at once and leave a half file.
-void prepareSignals() {
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
-  host::removeTempFilesOnSignal();
-}
 
 // A script that waits for the report must learn that it did not come. Nobody else does:
 // the file is what was asked for.
@@ -54,27 +41,13 @@ void run(const Options& options) {
   print(options, options.json ? figures(plan, &rendering) : describe(plan, rendering));
 }
 
-int refuse(const char* sentence, int exitCode) {
-  std::cerr << "ulmar-render: " << sentence << '\n';
-  return exitCode;
-}
-
-int runGuarded(int argc, const char* const* argv) {
-  try {
-    prepareSignals();
-    if (const std::optional<Options> options = parseOptions(argc, argv)) run(*options);
-    return 0;
-  } catch (const UsageError& error) {
-    return refuse(error.what(), kExitUsage);
-  } catch (const std::bad_alloc&) {
-    return refuse("there is not enough memory; a shorter response takes less",
-                  kExitRefused);
-  } catch (const std::exception& error) {
-    return refuse(error.what(), kExitRefused);
-  }
-}
-
 }  // namespace
 }  // namespace ulmar::render
 
-int main(int argc, char** argv) { return ulmar::render::runGuarded(argc, argv); }
+int main(int argc, char** argv) {
+  return ulmar::apps::runProgram("ulmar-render", [&] {
+    if (const auto options = ulmar::render::parseOptions(argc, argv)) {
+      ulmar::render::run(*options);
+    }
+  });
+}

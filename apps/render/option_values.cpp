@@ -6,6 +6,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "apps/common/program.h"
+
 namespace ulmar::render {
 namespace {
 
@@ -14,7 +16,7 @@ constexpr Range kTailSeconds = {0.0, 3600.0, " s"};
 
 [[noreturn]] void refuse(const std::string& option, const std::string& text,
                          const std::string& allowed) {
-  throw UsageError(option + " is '" + text + "', and must be " + allowed);
+  throw apps::UsageError(option + " is '" + text + "', and must be " + allowed);
 }
 
 std::string limits(const Range& range) {

@@ -1,17 +1,17 @@
 #include "apps/render/options.h"
 
-#include <CLI/CLI.hpp>
 #include <functional>
-#include <iostream>
 #include <limits>
-#include <memory>
 
+#include "apps/common/program.h"
 #include "apps/render/help_text.h"
 #include "apps/render/option_values.h"
 #include "host/geometry.h"
 
 namespace ulmar::render {
 namespace {
+
+using apps::UsageError;
 
 constexpr Range kBlockLen = {host::kMinBlockLen, host::kMaxBlockLen, ""};
 constexpr Range kSeed = {0, std::numeric_limits<std::uint32_t>::max(), ""};
@@ -20,26 +20,6 @@ constexpr Range kCrossfeed = {0.0, 1.0, ""};
 constexpr Range kSeconds = {0.0, 3600.0, " s"};
 constexpr Range kCrossover = {1.0, 384000.0, " Hz"};
 constexpr Range kRearDelay = {0.0, 1000.0, " ms"};
-
-// The library's layout with a usage line that shows what is needed, one empty line
-// between groups, and names without the value that a negated flag stands for.
-class HelpFormatter : public CLI::Formatter {
- public:
-  HelpFormatter() { column_width(26); }
-
-  std::string make_usage(const CLI::App*, std::string name) const override {
-    return "Usage: " + name +
-           " -i FILE (--ir FILE | --room KIND) -o FILE [OPTIONS]\n\n";
-  }
-  std::string make_group(std::string group, bool isPositional,
-                         std::vector<const CLI::Option*> options) const override {
-    return CLI::Formatter::make_group(group, isPositional, options).substr(1);
-  }
-  std::string make_option_name(const CLI::Option* option, bool) const override {
-    const std::string name = option->get_name(false, true);
-    return name.substr(0, name.find('{'));
-  }
-};
 
 using Take = std::function<void(const std::string&)>;
 
@@ -220,14 +200,6 @@ void addOutputOptions(CLI::App& app, Options& options) {
   app.add_flag("--json", options.json, "Print the figures as one JSON object instead");
 }
 
-void addHelp(CLI::App& app) {
-  app.option_defaults()->group("Help");
-  app.set_help_flag();  // asked for again, so that it comes last
-  app.set_help_flag("-h,--help", "Print this and exit");
-  app.set_version_flag("--version", "ulmar-render " ULMAR_VERSION,
-                       "Print the version and exit");
-}
-
 // Words about the response that contradict one another.
 void checkResponseWords(const Options& options) {
   const auto refuse = [](const char* why) { throw UsageError(why); };
@@ -272,17 +244,6 @@ void checkTogether(const Options& options) {
   checkResponseWords(options);
 }
 
-// The library's words for what is wrong with the form of a command line, as a
-// sentence.
-std::string sentenceOf(const CLI::ParseError& error) {
-  std::string text = error.what();
-  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
-    return text.substr(0, text.find(':')) + " needs a value";
-  }
-  if (!text.empty()) text[0] = static_cast<char>(std::tolower(text[0]));
-  return text;
-}
-
 }  // namespace
 
 std::optional<Options> parseOptions(int argc, const char* const* argv) {
@@ -295,17 +256,10 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
   addSurroundOptions(app, options);
   addEngineOptions(app, options);
   addOutputOptions(app, options);
-  addHelp(app);
   app.footer(kFooter);
-  app.formatter(std::make_shared<HelpFormatter>());
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success& asked) {
-    app.exit(asked);
-    return std::nullopt;
-  } catch (const CLI::ParseError& error) {
-    throw UsageError(sentenceOf(error));
-  }
+  apps::CommandLine commandLine(app,
+                                "-i FILE (--ir FILE | --room KIND) -o FILE [OPTIONS]");
+  if (!commandLine.parse(argc, argv)) return std::nullopt;
   checkTogether(options);
   return options;
 }

@@ -7,7 +7,6 @@
 
 #include "host/audio_file.h"
 #include "host/channel_layout.h"
-#include "host/error.h"
 #include "host/room.h"
 #include "host/surround_responses.h"
 
@@ -69,12 +68,6 @@ struct Options {
   std::optional<host::SampleFormat> format;      // the container's finest if not given
   bool check = false;
   bool json = false;
-};
-
-/// A command line that cannot be understood.
-class UsageError : public host::Error {
- public:
-  using Error::Error;
 };
 
 /// Reads the command line. Prints what was asked for and returns nothing if that was

@@ -12,6 +12,7 @@
 namespace ulmar::render {
 namespace {
 
+using apps::audioText;
 using apps::countText;
 using apps::decibelText;
 using apps::fixed;
@@ -26,11 +27,6 @@ std::string line(std::string_view label, const std::string& text) {
   std::string result(label);
   result.resize(kLabelWidth, ' ');
   return result + text + '\n';
-}
-
-std::string audioText(int channels, int sampleRate, std::int64_t frames) {
-  return countText(channels, "channel") + ", " + std::to_string(sampleRate) + " Hz, " +
-         secondsText(frames, sampleRate);
 }
 
 std::string materialText(const Plan& plan) {
