@@ -9,38 +9,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
-#include <complex>
-#include <numbers>
 
 #include "tests/support/at.h"
+#include "tests/support/dft.h"
 #include "tests/support/random.h"
 #include "tests/support/transform_areas.h"
 
 namespace ulmar::test {
 namespace {
-
-using Complex = std::complex<long double>;
-using Spectrum = std::vector<Complex>;
-
-// e^(sign 2 pi i k / n), in the 64 bits of the x87's precision.
-Complex unit(std::int64_t k, int n, int sign) {
-  const long double angle =
-      2 * std::numbers::pi_v<long double> * static_cast<long double>(k % n) / n;
-  return {std::cos(angle), static_cast<long double>(sign) * std::sin(angle)};
-}
-
-Spectrum directDft(const Spectrum& x, int sign = -1) {
-  const int n = static_cast<int>(x.size());
-  Spectrum result(x.size());
-  for (int k = 0; k < n; ++k) {
-    for (int j = 0; j < n; ++j) {
-      at(result, k) += at(x, j) * unit(std::int64_t{j} * k, n, sign);
-    }
-  }
-  return result;
-}
 
 template <typename Value>
 Spectrum widened(const std::vector<Value>& x) {
@@ -69,13 +48,7 @@ Spectrum unpacked(const std::vector<cmplxFFT>& packed) {
 // The 2-norm of a - b against that of b, in units of u per pass.
 void expectClose(const Spectrum& a, const Spectrum& b, int numPasses) {
   ASSERT_EQ(a.size(), b.size());
-  long double error = 0;
-  long double norm = 0;
-  for (std::size_t k = 0; k < a.size(); ++k) {
-    error += std::norm(a[k] - b[k]);
-    norm += std::norm(b[k]);
-  }
-  EXPECT_LE(std::sqrt(error), 15 * numPasses * 0x1p-53L * std::sqrt(norm));
+  EXPECT_LE(distance(a, b), 15 * numPasses * 0x1p-53L);
 }
 
 void expectSameBits(const std::vector<cmplxFFT>& a, const std::vector<cmplxFFT>& b) {
