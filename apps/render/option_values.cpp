@@ -1,5 +1,6 @@
 #include "apps/render/option_values.h"
 
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <sstream>
@@ -56,6 +57,16 @@ std::int64_t parseWhole(const std::string& option, const std::string& text,
     refuse(option, text, "a whole number from " + limits(range));
   }
   return number;
+}
+
+int parsePowerOfTwo(const std::string& option, const std::string& text,
+                    const Range& range) {
+  unsigned number = 0;
+  if (!readWholly(text, number) || !std::has_single_bit(number) || number < range.low ||
+      number > range.high) {
+    refuse(option, text, "a power of two from " + limits(range));
+  }
+  return static_cast<int>(number);
 }
 
 double parseGain(const std::string& option, const std::string& text) {

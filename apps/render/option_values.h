@@ -29,6 +29,10 @@ double parseNumber(const std::string& option, const std::string& text,
 std::int64_t parseWhole(const std::string& option, const std::string& text,
                         const Range& range);
 
+/// A power of two in decimal digits.
+int parsePowerOfTwo(const std::string& option, const std::string& text,
+                    const Range& range);
+
 /// A level in dB, as the linear gain that it means; "off" and "-inf" are silence.
 double parseGain(const std::string& option, const std::string& text);
 

@@ -160,7 +160,7 @@ void addEngineOptions(CLI::App& app, Options& options) {
   addValue(
       app, "--block", "FRAMES",
       [&](const std::string& text) {
-        options.blockLen = static_cast<int>(parseWhole("--block", text, kBlockLen));
+        options.blockLen = parsePowerOfTwo("--block", text, kBlockLen);
       },
       "Block length and latency, a power of two\n"
       "(default: 512)");
