@@ -205,6 +205,18 @@ std::string channelsText(const Plan& plan, const Rendering& rendering,
   return text;
 }
 
+std::string speedText(const Plan& plan, const Rendering& rendering) {
+  // Of less than this, setting up is most of what was timed.
+  constexpr double kLeastToCompare = 0.1;  // s
+  const double duration =
+      static_cast<double>(plan.outFrames()) / plan.format.sampleRate;
+  const std::string elapsed = " in " + secondsText(rendering.elapsed);
+  if (duration < kLeastToCompare) return countText(plan.outFrames(), "frame") + elapsed;
+  const double speed = duration / rendering.elapsed;
+  return secondsText(duration) + elapsed + ", " + fixed(speed, speed < 10.0 ? 1 : 0) +
+         " times real time";
+}
+
 // The gains that a signal passes.
 std::string gainsText(const Options& options) {
   if (options.dryGain == 0.0) return "--wet";
@@ -241,13 +253,9 @@ std::string describe(const Plan& plan) {
 }
 
 std::string describe(const Plan& plan, const Rendering& rendering) {
-  const double duration =
-      static_cast<double>(plan.outFrames()) / plan.format.sampleRate;
   return line("peak", peakText(plan, rendering)) +
          line("level", channelsText(plan, rendering, &ChannelLevel::rms) + ", as RMS") +
-         line("rendered",
-              secondsText(duration) + " in " + secondsText(rendering.elapsed) + ", " +
-                  fixed(duration / rendering.elapsed, 0) + " times real time");
+         line("rendered", speedText(plan, rendering));
 }
 
 }  // namespace ulmar::render

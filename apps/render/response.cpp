@@ -16,6 +16,7 @@
 namespace ulmar::render {
 namespace {
 
+using apps::fixed;
 using apps::framesIn;
 using apps::secondsText;
 
@@ -38,7 +39,8 @@ void trim(const Options& options, host::Planar& signal, ResponseInfo& info) {
   }
   if (info.usedFrames < 1) {
     fail("cannot use ", *options.responseLength, " s of ", info.name,
-         " (--ir-length): one frame, the least, is ", 1.0 / rate, " s");
+         " (--ir-length): one frame, the least, lasts ", fixed(1000.0 / rate, 4),
+         " ms");
   }
   info.fadeFrames = framesIn(options.responseFade, rate);
   if (info.fadeFrames > info.usedFrames) {
@@ -144,8 +146,11 @@ PreparedResponse prepareResponse(const Options& options,
   const ResponseLayout layout = prepared.routing.response;
   responses = arrange(signal, info, layout, material);
   if (peakOf(responses) == 0.0) {
-    fail("cannot use ", info.name, ": all ", info.usedFrames,
-         " frames that are used are silent");
+    const std::string used =
+        info.usedFrames == 1
+            ? "the one frame that is used is"
+            : "all " + std::to_string(info.usedFrames) + " frames that are used are";
+    fail("cannot use ", info.name, ": ", used, " silent");
   }
   info.normalizationGain = normalizationGain(options.normalization, responses, layout);
   for (auto& response : responses.samples) {

@@ -116,7 +116,9 @@ std::vector<Refusal> refusals() {
       // Files that do not fit.
       {with({}, "3.wav"), {"3.wav", "3 channels", "1, 2, 5 or 6"}},
       {with({}, "dry.wav", "3.wav"), {"3.wav", "3 channels", "--bformat"}},
-      {with({}, "dry.wav", "silent.wav"), {"silent.wav", "48000", "silent"}},
+      {with({}, "dry.wav", "silent.wav"), {"silent.wav", "all 48000 frames", "silent"}},
+      {with({"--ir-length", "2e-5"}, "dry.wav", "silent.wav"),
+       {"silent.wav", "the one frame", "is silent"}},
       {with({"--crossfeed", "0.5"}, "mono.wav"), {"mono.wav", "0.5", "1 channel", "2"}},
       {{"-i", "slow.wav", "--room", "hall", "-o", "wet.wav"}, {"4000", "8000"}},
       // Outputs that cannot be.
@@ -135,7 +137,8 @@ std::vector<Refusal> refusals() {
        {"wet.aiff", "2764800001 frames"}},
       // Values out of range.
       {with({"--ir-start", "1"}), {"ir.wav", "--ir-start", "1 s"}},
-      {with({"--ir-length", "0"}), {"ir.wav", "--ir-length", "0 s"}},
+      {with({"--ir-length", "0"}),
+       {"0 s of ir.wav", "--ir-length", "one frame", "0.0227 ms"}},
       {with({"--ir-fade", "1"}), {"ir.wav", "--ir-fade", "1 s"}},
       {with({"--block", "500"}),
        {"--block is '500'", "power of two from 4 to 131072"},
