@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <span>
+#include <string>
 
 #include "apps/common/text.h"
 
@@ -23,7 +26,7 @@ constexpr double kBetween = 90.0;
 
 Axis timeAxis(double duration) { return {.label = "Time (s)", .high = duration}; }
 
-void drawWaveform(Picture& picture, const Box& box, const char* title,
+void drawWaveform(Picture& picture, const Box& box, const std::string& title,
                   const Envelope& envelope, double peak, double duration,
                   host::Color color) {
   Plot plot(picture, box, title, timeAxis(duration),
@@ -33,8 +36,11 @@ void drawWaveform(Picture& picture, const Box& box, const char* title,
 }
 
 void drawLevels(Picture& picture, const Box& box, const Trace& trace, double duration) {
-  Plot plot(picture, box, "Level over time", timeAxis(duration),
-            {.label = "Level (dBFS)", .low = -100.0, .high = 10.0});
+  Axis levels = {.label = "Level (dBFS)", .low = -100.0, .high = 10.0};
+  for (int level = -100; level <= 0; level += 20) {
+    levels.ticks.push_back({static_cast<double>(level), std::to_string(level)});
+  }
+  Plot plot(picture, box, "Level over time", timeAxis(duration), levels);
   const host::LegendEntry material = {"material",
                                       {.color = host::kCurveColors[0], .width = 1.5}};
   const host::LegendEntry output = {"output",
@@ -45,53 +51,76 @@ void drawLevels(Picture& picture, const Box& box, const Trace& trace, double dur
   plot.frame();
 }
 
-/// The least and the most that a block cost, in microseconds, in parts of the time.
-std::vector<host::Extent> costExtents(const std::vector<float>& seconds,
-                                      double blockDuration, std::size_t numColumns) {
+/// The least and the most that a block cost, in microseconds, in parts of the time. A
+/// block stands where it ends in the output.
+std::vector<host::Extent> costExtents(const Plan& plan, std::span<const double> costs,
+                                      std::size_t numColumns) {
   std::vector<host::Extent> extents;
-  const std::size_t stride = seconds.size() / numColumns + 1;
-  for (std::size_t first = 0; first < seconds.size(); first += stride) {
-    const std::size_t end = std::min(first + stride, seconds.size());
-    const auto begin = seconds.begin();
-    const auto [low, high] =
-        std::minmax_element(begin + static_cast<std::ptrdiff_t>(first),
-                            begin + static_cast<std::ptrdiff_t>(end));
-    extents.push_back({0.5 * static_cast<double>(first + end + 1) * blockDuration,
-                       1e6 * double{*low}, 1e6 * double{*high}});
+  const std::size_t stride = costs.size() / numColumns + 1;
+  for (std::size_t first = 0; first < costs.size(); first += stride) {
+    const auto part = costs.subspan(first, std::min(stride, costs.size() - first));
+    const auto [low, high] = std::minmax_element(part.begin(), part.end());
+    const double blocks =
+        static_cast<double>(first) + 0.5 * static_cast<double>(part.size() + 1);
+    const double frame =
+        blocks * plan.params.blockLen - static_cast<double>(plan.skippedFrames);
+    extents.push_back({frame / plan.format.sampleRate, *low, *high});
   }
   return extents;
 }
 
+/// Logarithmic, as a block that the system interrupts may take many times as long; at
+/// least a decade, and room for the legend above.
+Axis costAxis(double least, double most) {
+  const double low = 0.5 * least;
+  const double high = std::max(10.0 * low, most * std::pow(most / low, 0.3));
+  return {
+      .label = "Time taken (\u00B5s)", .low = low, .high = high, .logarithmic = true};
+}
+
 void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan& plan,
                double duration) {
-  const double blockDuration =
-      static_cast<double>(plan.params.blockLen) / plan.format.sampleRate;
-  std::vector<float> sorted = trace.blockSeconds;
+  constexpr double kClockTick = 1e-3;  // microseconds
+  std::vector<double> costs;
+  for (const float seconds : trace.blockSeconds) {
+    costs.push_back(std::max(kClockTick, 1e6 * double{seconds}));
+  }
+  std::vector<double> sorted = costs;
   std::sort(sorted.begin(), sorted.end());
   const bool any = !sorted.empty();
-  const double least = any ? 1e6 * double{sorted.front()} : 0.0;
-  const double median = any ? 1e6 * double{sorted[sorted.size() / 2]} : 1.0;
-  const double most = any ? 1e6 * double{sorted.back()} : 0.0;
-  // What the system interrupted may take many times as long, and would flatten the
-  // rest.
-  const double high = std::max(1e-3, 1.6 * std::min(most, 3.0 * median));
+  const double least = any ? sorted.front() : 1.0;
+  const double median = any ? sorted[sorted.size() / 2] : 1.0;
+  const double most = any ? sorted.back() : 1.0;
   Plot plot(picture, box,
             "Cost of every block (a dot each, or the least and the most side by side)",
-            timeAxis(duration), {.label = "Time taken (\u00B5s)", .high = high});
+            timeAxis(duration), costAxis(least, most));
   if (!any) return plot.remark("The stream is shorter than a block.");
-  for (const host::Extent& cost : costExtents(trace.blockSeconds, blockDuration,
-                                              static_cast<std::size_t>(box.width))) {
-    plot.disc({cost.x, std::min(cost.low, high)}, 1.4, host::kCurveColors[2]);
-    plot.disc({cost.x, std::min(cost.high, high)}, 1.4, host::kCurveColors[2]);
-  }
   plot.horizontalLine(median, {.color = host::kInk, .dashed = true});
-  const host::Stroke costs = {.color = host::kCurveColors[2], .width = 2.0};
+  for (const host::Extent& cost :
+       costExtents(plan, costs, static_cast<std::size_t>(box.width))) {
+    plot.disc({cost.x, cost.low}, 1.4, host::kCurveColors[2]);
+    if (cost.high > cost.low) {
+      plot.disc({cost.x, cost.high}, 1.4, host::kCurveColors[2]);
+    }
+  }
+  const double blockDuration =
+      static_cast<double>(plan.params.blockLen) / plan.format.sampleRate;
   plot.legend(std::vector<host::LegendEntry>{
       {"least " + fixed(least, 1) + ", median " + fixed(median, 1) + ", most " +
            fixed(most, 1) + " \u00B5s; a block lasts " + fixed(1e6 * blockDuration, 0) +
            " \u00B5s",
-       costs}});
+       {.color = host::kCurveColors[2], .width = 2.0}}});
   plot.frame();
+}
+
+std::string nameOf(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+std::string titleOf(const Plan& plan) {
+  return nameOf(plan.material.path) + " through " + (plan.options.room ? "a " : "") +
+         nameOf(plan.response.name) + ", in blocks of " +
+         std::to_string(plan.params.blockLen) + " frames";
 }
 
 }  // namespace
@@ -101,25 +130,23 @@ void draw(const Plan& plan, const Trace& trace) {
   constexpr double kRowHeight = 150.0;
   constexpr double kTallRowHeight = 200.0;
   const double duration =
-      static_cast<double>(plan.streamFrames()) / plan.format.sampleRate;
-  const double outDuration =
       static_cast<double>(plan.outFrames()) / plan.format.sampleRate;
   const double largest = std::max(trace.material.peak(), trace.output.peak());
   const double peak = largest > 0.0 ? largest : 1.0;
 
   Picture picture(plan.options.picture, kWidth, kHeight);
-  picture.text({30.0, 38.0},
-               picture.shortened(plan.options.output, kWidth - 60.0, kNameFont),
+  picture.text({30.0, 38.0}, picture.shortened(titleOf(plan), kWidth - 60.0, kNameFont),
                host::Align::left, kNameFont);
   Box box = {kLeft, 88.0, kInnerWidth, kRowHeight};
-  drawWaveform(picture, box, "Material (dry)", trace.material, peak, outDuration,
+  drawWaveform(picture, box, "Material (dry)", trace.material, peak, duration,
                host::kCurveColors[0]);
   box.top = box.bottom() + kBetween;
-  drawWaveform(picture, box, "Output (wet and dry as mixed)", trace.output, peak,
-               outDuration, host::kCurveColors[1]);
+  drawWaveform(picture, box,
+               "Output " + nameOf(plan.options.output) + " (wet and dry as mixed)",
+               trace.output, peak, duration, host::kCurveColors[1]);
   box.top = box.bottom() + kBetween;
   box.height = kTallRowHeight;
-  drawLevels(picture, box, trace, outDuration);
+  drawLevels(picture, box, trace, duration);
   box.top = box.bottom() + kBetween;
   drawCosts(picture, box, trace, plan, duration);
   picture.commit();

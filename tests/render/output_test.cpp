@@ -381,9 +381,10 @@ struct Drawn {
   double end = -1.0;
 };
 
+constexpr double kLeft = 82.0;  // of the diagrams, in pixels
+constexpr double kWidth = 1088.0;
+
 Drawn drawnIn(const std::string& svg, const std::string& color) {
-  constexpr double kLeft = 82.0;  // of the diagrams, in pixels
-  constexpr double kWidth = 1088.0;
   const std::size_t found = svg.find(";fill:rgb(" + color + ")");
   EXPECT_NE(found, std::string::npos) << color;
   if (found == std::string::npos) return {};
@@ -403,11 +404,25 @@ Drawn drawnIn(const std::string& svg, const std::string& color) {
   return drawn;
 }
 
+/// Where the discs of a colour stand, in parts of the diagram's width.
+std::vector<double> discsIn(const std::string& svg, const std::string& color) {
+  constexpr double kRadius = 1.4;  // of a disc, whose outline starts on its right
+  const std::string start = ";fill:rgb(" + color + ")";
+  std::vector<double> places;
+  for (std::size_t at = svg.find(start); at != std::string::npos;
+       at = svg.find(start, at + 1)) {
+    const std::size_t x = svg.find(" d=\"M ", at) + 6;
+    places.push_back((std::stod(svg.substr(x)) - kRadius - kLeft) / kWidth);
+  }
+  return places;
+}
+
 // A low-frequency burst at the material's end shows where it is heard: the renderer
 // delays that channel by a block on its way into the stream.
 TEST(Output, IsDrawnInTimeWithTheMaterial) {
   constexpr int kFrames = 4800;
   constexpr int kBurst = 4300;
+  constexpr int kBlockLen = 2048;
   const ScratchDir folder;
   std::vector<float> samples(6 * kFrames);
   for (std::size_t i = kBurst; i < kFrames; ++i) samples[6 * i + 3] = 0.5F;
@@ -426,6 +441,12 @@ TEST(Output, IsDrawnInTimeWithTheMaterial) {
   EXPECT_NEAR(material.end, kFrames / numFrames, kColumn);
   EXPECT_NEAR(output.start, kBurst / numFrames, kColumn);
   EXPECT_NEAR(output.end, 1.0, kColumn);
+  // The first block is the latency, which is taken off.
+  const std::vector<double> blocks = discsIn(svg, "0%,62%,45.1%");
+  ASSERT_EQ(blocks.size(), std::floor(numFrames / kBlockLen) + 1);
+  for (std::size_t k = 0; k < blocks.size(); ++k) {
+    EXPECT_NEAR(blocks[k], static_cast<double>(k) * kBlockLen / numFrames, 1e-4);
+  }
 }
 
 TEST(Output, TakesNoMoreMemoryForLongerMaterial) {
