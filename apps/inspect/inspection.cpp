@@ -84,8 +84,7 @@ Inspection inspect(const std::string& path) {
   if (std::none_of(inspection.channels.begin(), inspection.channels.end(), sounds)) {
     return inspection;
   }
-  inspection.suggestions =
-      suggest(inspection.channels, inspection.numFrames(), info.sampleRate);
+  inspection.suggestions = suggest(inspection.channels, info);
   for (std::size_t i = 0; i < samples.size(); ++i) {
     if (sounds(inspection.channels[i])) {
       inspection.spectra[i] = measureSpectrum(inspection, i);

@@ -173,26 +173,16 @@ std::string blocksText(const Suggestions& suggestions) {
 
 /// Why there is no block length to suggest.
 std::string unsuggestedText(const Inspection& inspection) {
-  const std::size_t numChannels = inspection.channels.size();
-  const std::string count =
-      apps::countText(static_cast<std::int64_t>(numChannels), "channel");
-  switch (numChannels) {
-    case 3:
-    case 8:
-      return "ulmar-render takes " + count + " as B-format, with --bformat";
-    case 6:
-      return "ulmar-render takes " + count +
-             " as B-format, with --bformat, or as speaker feeds, with --passthrough";
-    case 1:
-    case 2:
-    case 4:
-    case 5:
-    case 10:
-      return "it is longer than ulmar-render takes";
-    default:
-      return "ulmar-render takes responses of 1 to 6, 8 or 10 channels, not of " +
-             std::to_string(numChannels);
+  if (inspection.suggestions->length > std::size_t{host::kMaxIRLen}) {
+    return "it is longer than ulmar-render takes";
   }
+  const std::size_t numChannels = inspection.channels.size();
+  if (numChannels == 6) {
+    return "ulmar-render takes 6 channels as B-format, with --bformat, or as speaker "
+           "feeds, with --passthrough";
+  }
+  return "ulmar-render takes responses of 1 to 6, 8 or 10 channels, not of " +
+         std::to_string(numChannels);
 }
 
 std::string suggestionText(const Inspection& inspection) {
@@ -209,6 +199,7 @@ std::string suggestionText(const Inspection& inspection) {
   }
   const BlockChoice& choice = suggestions.blocks[suggestions.suggestedBlock];
   text += "  ulmar-render --ir " + inspection.file.info.path;
+  if (suggestions.asBFormat) text += " --bformat fuma";
   if (suggestions.start > 0) text += " --ir-start " + seconds(suggestions.start);
   if (suggestions.start + suggestions.length < inspection.numFrames()) {
     text += " --ir-length " + seconds(suggestions.length);
@@ -216,6 +207,9 @@ std::string suggestionText(const Inspection& inspection) {
   if (suggestions.fade > 0) text += " --ir-fade " + seconds(suggestions.fade);
   text += " --block " + std::to_string(choice.geometry.blockLen) +
           " -i DRY.wav -o WET.wav\n";
+  if (inspection.channels.size() == 8) {
+    text += "  (or --bformat ambix, if that is how it was made)\n";
+  }
   return text + blocksText(suggestions);
 }
 

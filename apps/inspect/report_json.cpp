@@ -98,6 +98,7 @@ Json suggestionFigures(const Suggestions& suggestions) {
   Json json = {{"startFrame", suggestions.start},
                {"frames", suggestions.length},
                {"fadeFrames", suggestions.fade},
+               {"asBFormat", suggestions.asBFormat},
                {"blockLen", nullptr},
                {"blocks", Json::array()}};
   for (const BlockChoice& choice : suggestions.blocks) {

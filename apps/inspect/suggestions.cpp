@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "host/areas.h"
+#include "host/channel_layout.h"
 #include "host/impulse.h"
 #include "host/stream.h"
 #include "host/surround_responses.h"
@@ -12,6 +13,7 @@ namespace ulmar::inspect {
 namespace {
 
 constexpr int kMaterialChannels = 2;
+constexpr int kNumLoudspeakers = 5;
 
 // What lies before an onset at a tenth of the peak, such as the ringing of a sharp
 // filter.
@@ -43,14 +45,36 @@ void suggestPart(Suggestions& suggestions, const std::vector<Channel>& channels,
   }
 }
 
-/// How the renderer would arrange so many channels; nothing if their number alone
-/// does not say what they are.
-std::optional<host::Responses> arrangementOf(std::size_t numChannels) {
-  if (numChannels == 5 || numChannels == 10) {
-    return host::arrangeFeeds(host::Planar(numChannels, {1.0F}), kMaterialChannels);
+/// 3 channels are one source in B-format and 8 are two, whatever the convention.
+bool isBFormat(const host::AudioInfo& info) {
+  return info.channels == 3 || info.channels == 8;
+}
+
+/// How the renderer would arrange the channels; nothing if the file does not say what
+/// they are.
+std::optional<host::Responses> arrangementOf(const host::AudioInfo& info) {
+  const auto silent = [](std::size_t count) { return host::Planar(count, {0.0F}); };
+  if (isBFormat(info)) {
+    return host::arrangeForDecoding(silent(info.channels == 3 ? 3 : 6),
+                                    kMaterialChannels);
   }
-  if (numChannels != 1 && numChannels != 2 && numChannels != 4) return std::nullopt;
-  return host::arrangeResponses(host::Planar(numChannels, {1.0F}), kMaterialChannels);
+  switch (info.channels) {
+    case 1:
+    case 2:
+    case 4:
+      return host::arrangeResponses(silent(static_cast<std::size_t>(info.channels)),
+                                    kMaterialChannels);
+    case 6:
+      // Only a file that says so is 5.1, whose low-frequency channel is left out.
+      if (info.speakers.empty() || !host::layoutOf(info)) return std::nullopt;
+      return host::arrangeFeeds(silent(5), kMaterialChannels);
+    case 5:
+    case 10:
+      return host::arrangeFeeds(silent(static_cast<std::size_t>(info.channels)),
+                                kMaterialChannels);
+    default:
+      return std::nullopt;
+  }
 }
 
 BlockChoice choiceOf(int blockLen, int irLen, const host::Responses& arrangement,
@@ -59,14 +83,16 @@ BlockChoice choiceOf(int blockLen, int irLen, const host::Responses& arrangement
   options.blockLen = blockLen;
   options.dryGain = 1.0F;
   options.dryDelay = blockLen;
-  options.passThrough = arrangement.numOutputs > 2;
+  options.passThrough = arrangement.numOutputs == kNumLoudspeakers;
   ParamStruct params = host::streamParams(arrangement, options);
   BlockChoice choice;
   choice.geometry = host::chooseGeometry(blockLen, irLen);
   host::setGeometry(params, choice.geometry);
   choice.latency = static_cast<double>(blockLen) / sampleRate;
-  choice.memory =
-      host::areaSizes(params, kMaterialChannels, arrangement.numOutputs).total();
+  // What is for more than two outputs is decoded or passed on to all loudspeakers.
+  const int numOutputs =
+      arrangement.numOutputs > 2 ? kNumLoudspeakers : arrangement.numOutputs;
+  choice.memory = host::areaSizes(params, kMaterialChannels, numOutputs).total();
   choice.rowProducts =
       host::blockCost(choice.geometry).total() * arrangement.numPairs();
   choice.rowProductsPerSecond =
@@ -76,22 +102,24 @@ BlockChoice choiceOf(int blockLen, int irLen, const host::Responses& arrangement
 
 }  // namespace
 
-Suggestions suggest(const std::vector<Channel>& channels, std::size_t numFrames,
-                    int sampleRate) {
+Suggestions suggest(const std::vector<Channel>& channels, const host::AudioInfo& info) {
   constexpr int kShortest = 64;
   constexpr int kLongestShown = 2048;
   Suggestions suggestions;
-  suggestPart(suggestions, channels, numFrames, sampleRate);
-  const auto arrangement = arrangementOf(channels.size());
+  suggestPart(suggestions, channels, static_cast<std::size_t>(info.frames),
+              info.sampleRate);
+  const auto arrangement = arrangementOf(info);
   if (!arrangement || suggestions.length > std::size_t{host::kMaxIRLen}) {
     return suggestions;
   }
+  suggestions.asBFormat = isBFormat(info);
   const auto irLen = static_cast<int>(suggestions.length);
   bool affordable = false;
   for (int blockLen = kShortest;
        blockLen <= kLongestShown || (!affordable && blockLen <= host::kMaxBlockLen);
        blockLen *= 2) {
-    suggestions.blocks.push_back(choiceOf(blockLen, irLen, *arrangement, sampleRate));
+    suggestions.blocks.push_back(
+        choiceOf(blockLen, irLen, *arrangement, info.sampleRate));
     if (affordable) continue;
     affordable =
         suggestions.blocks.back().rowProductsPerSecond <= Suggestions::kAffordable;

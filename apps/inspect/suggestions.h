@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "apps/inspect/channel.h"
+#include "host/audio_file.h"
 #include "host/geometry.h"
-#include "host/planar.h"
 
 namespace ulmar::inspect {
 
@@ -32,13 +32,13 @@ struct Suggestions {
   /// Row products of all pairs per second that the suggested block length stays within:
   /// a few per cent of one core, at the half nanosecond that one takes with AVX.
   static constexpr double kAffordable = 5e7;
-  std::vector<BlockChoice> blocks;  // empty if the channels' number does not say what
-                                    // they are
-  std::size_t suggestedBlock = 0;   // in `blocks`, the shortest that is affordable
+  /// Empty if the file does not say what the channels are, and if they are too long.
+  std::vector<BlockChoice> blocks;
+  bool asBFormat = false;          // what `blocks` takes them for, which must be said
+  std::size_t suggestedBlock = 0;  // in `blocks`, the shortest that is affordable
 };
 
 /// channels: of the file, measured; not all silent.
-Suggestions suggest(const std::vector<Channel>& channels, std::size_t numFrames,
-                    int sampleRate);
+Suggestions suggest(const std::vector<Channel>& channels, const host::AudioInfo& info);
 
 }  // namespace ulmar::inspect

@@ -115,6 +115,22 @@ TEST(Spectrum, HasATilt) {
               0.1);
 }
 
+// Work is in proportion to the pairs of input and output that stereo material needs.
+TEST(Suggestions, CountTheWorkOfEveryLayout) {
+  const Signal signal = decayingNoise(0.3, 0.5, 6);
+  const auto workOf = [&](std::size_t numChannels) {
+    const Json figures = inspected(std::vector<Signal>(numChannels, signal));
+    const Json& blocks = figures["suggestions"]["blocks"];
+    return blocks.empty() ? 0 : blocks[0]["rowProductsPerBlock"].get<int>();
+  };
+  const int pair = workOf(1) / 2;
+  ASSERT_GT(pair, 0);
+  for (const auto& [numChannels, numPairs] :
+       {std::pair{2, 2}, {3, 3}, {4, 4}, {5, 6}, {6, 0}, {7, 0}, {8, 6}, {10, 10}}) {
+    EXPECT_EQ(workOf(index(numChannels)), numPairs * pair) << numChannels;
+  }
+}
+
 TEST(Pairs, AreAsAlikeAsTheyAre) {
   const Signal left = decayingNoise(1.0, 1.0, 4);
   Signal late(left.size());
