@@ -44,6 +44,16 @@ bool anyDecay(const Inspection& inspection) {
       [](const Channel& channel) { return channel.broadband.decay.range > 0.0; });
 }
 
+bool anyFit(const Inspection& inspection) {
+  return std::any_of(
+      inspection.channels.begin(),
+      inspection.channels.begin() + static_cast<std::ptrdiff_t>(numCurves(inspection)),
+      [](const Channel& channel) {
+        const Decay& decay = channel.broadband.decay;
+        return lateFit(decay) || earlyFit(decay);
+      });
+}
+
 std::string fitText(const Channel& channel) {
   const Decay& decay = channel.broadband.decay;
   std::string text = channel.name;
@@ -60,7 +70,8 @@ std::vector<host::Point2> inUnit(TimeUnit unit, std::vector<host::Point2> points
   return points;
 }
 
-/// The late fit down to the lowest level, the early one to somewhat below its range.
+/// The late fit down to the lowest level, the early one to somewhat below its range. To
+/// be drawn before the curves, which they shall not hide.
 void drawFits(Plot& plot, const Decay& decay, double lowest, TimeUnit unit) {
   const auto draw = [&](const Fit& fit, double low, double width) {
     if (!fit) return;
@@ -116,7 +127,9 @@ void drawDecays(host::Picture& picture, const Inspection& inspection, const Box&
   const double duration = shownDuration(inspection);
   const double lowest = lowestLevel(inspection);
   const TimeUnit unit = unitFor(duration);
-  Plot plot(picture, box, "Decay (Schroeder curve, dashed fits; pale: level)",
+  Plot plot(picture, box,
+            anyFit(inspection) ? "Decay (Schroeder curve, dashed fits; pale: level)"
+                               : "Decay (Schroeder curve; pale: level)",
             {.label = std::string("Time after the onset (") + unit.name + ")",
              .high = unit.perSecond * duration},
             {.label = "Level (dB)",
@@ -130,6 +143,7 @@ void drawDecays(host::Picture& picture, const Inspection& inspection, const Box&
     if (!channel.onset) continue;
     plot.curve(inUnit(unit, levelCurve(channel, duration, width / 2)),
                {.color = withAlpha(colorOf(i), 0.35)});
+    drawFits(plot, channel.broadband.decay, lowest, unit);
   }
   std::vector<host::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
@@ -137,7 +151,6 @@ void drawDecays(host::Picture& picture, const Inspection& inspection, const Box&
     if (!channel.onset) continue;
     plot.curve(inUnit(unit, decayCurve(channel, 4 * width)),
                {.color = colorOf(i), .width = 2.0});
-    drawFits(plot, channel.broadband.decay, lowest, unit);
     legend.push_back({fitText(channel), {.color = colorOf(i), .width = 2.0}});
   }
   const Decay& first = inspection.channels[0].broadband.decay;

@@ -49,8 +49,18 @@ void drawSamples(Plot& plot, std::vector<host::Extent> extents, double unit,
   }
 }
 
+/// Whether the suggested trim leaves out enough at one end to be seen, a few pixels.
+bool showsTrim(const Inspection& inspection) {
+  if (!inspection.suggestions) return false;
+  const Suggestions& suggestions = *inspection.suggestions;
+  const std::size_t after =
+      inspection.numFrames() - suggestions.start - suggestions.length;
+  return 400 * std::uint64_t{std::max(suggestions.start, after)} >=
+         inspection.numFrames();
+}
+
 void shadeTrimmed(Plot& plot, const Inspection& inspection, double unit) {
-  if (!inspection.suggestions) return;
+  if (!showsTrim(inspection)) return;
   const Suggestions& suggestions = *inspection.suggestions;
   const auto time = [&](std::size_t frame) {
     return unit * static_cast<double>(frame) / inspection.sampleRate();
@@ -91,6 +101,9 @@ void drawWaveforms(host::Picture& picture, const Inspection& inspection,
     peak = std::max(peak, channel.peak);
   const double range = peak > 0.0 ? 1.1 * peak : 1.1;
   const double unit = unitFor(durationOf(inspection)).perSecond;
+  const char* const title = showsTrim(inspection)
+                                ? "Waveform (shaded: left out by the suggested trim)"
+                                : "Waveform";
   for (std::size_t i = 0; i < numStrips; ++i) {
     const Channel& channel = inspection.channels[i];
     const bool first = i == 0;
@@ -103,8 +116,7 @@ void drawWaveforms(host::Picture& picture, const Inspection& inspection,
                     .low = -range,
                     .high = range,
                     .ticks = amplitudeTicks(range)};
-    Plot plot(picture, strip,
-              first ? "Waveform (shaded: left out by the suggested trim)" : "", x, y);
+    Plot plot(picture, strip, first ? title : "", x, y);
     drawSamples(plot,
                 waveformExtents(inspection.file.samples[i], inspection.sampleRate(),
                                 static_cast<std::size_t>(box.width)),
