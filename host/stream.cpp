@@ -39,6 +39,17 @@ void checkFinite(const char* name, float value) {
 
 void checkResponses(const ParamStruct& params, const Responses& responses) {
   if (params.irLen <= 0 && responses.samples.empty()) return;
+  if (responses.numInputs != params.numInputs ||
+      responses.numOutputs != params.numOutputs) {
+    fail("the impulse responses are for ", responses.numInputs, " > ",
+         responses.numOutputs, " channels, and the stream's engine has ",
+         params.numInputs, " > ", params.numOutputs);
+  }
+  if (responses.perOutput != (params.perOutputIR != 0)) {
+    fail("the impulse responses are one per ", responses.perOutput ? "output" : "pair",
+         ", and the stream's engine takes one per ",
+         params.perOutputIR != 0 ? "output" : "pair");
+  }
   const int numSets = params.perOutputIR != 0 ? params.numOutputs
                                               : params.numInputs * params.numOutputs;
   if (std::cmp_not_equal(responses.samples.size(), numSets)) {
@@ -186,6 +197,9 @@ Stream::Stream(int inChannels, int outChannels, const ParamStruct& params,
 
 void Stream::process(std::span<OstinSoundBuf> in, std::span<OstinSoundBuf> out,
                      int frames) {
+  if (frames < 0) {
+    fail("a call of ", frames, " frames was asked for, and the least is 0");
+  }
   HostLong done = 0;
   UlmarProc(in.data(), inChannels_, frames, out.data(), outChannels_, &done,
             asRecords<char>(&params_), asRecords<char>(&state_), &ext_);

@@ -41,12 +41,12 @@ void checkParams(const ParamStruct& params, int inChannels, int outChannels);
 /// Owns everything of one stream. Samples must be finite: one that is not stays in the
 /// engine for the response's length, and in the decoder of five outputs until reset().
 /// process* and the parameter setters are real-time safe; the others allocate. Calls
-/// must not overlap.
+/// must not overlap. process* throw Error, and do nothing, if frames is below 0.
 class Stream {
  public:
-  /// responses: as many and as many channels as params says; may be empty with irLen at
-  /// or below 0. Throws Error if something is out of range or the memory is not to be
-  /// had.
+  /// responses: of the inputs, outputs and arrangement that params says; may be empty
+  /// with irLen at or below 0. Throws Error if something is out of range or the memory
+  /// is not to be had.
   Stream(int inChannels, int outChannels, const ParamStruct& params,
          const Responses& responses);
 

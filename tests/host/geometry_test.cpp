@@ -82,6 +82,18 @@ TEST(Geometry, AndStreamsRefuseWithASentence) {
          checkGeometry({512, 2000, 1, 16, false});
        }},
       {"1 input and 3", [&] { Stream(1, 3, streamParams(response, {}), response); }},
+      {"for 1 > 1 channels, and the stream's engine has 1 > 2",
+       [&] { streamWith([](ParamStruct& p) { p.numOutputs = 2; }); }},
+      {"engine has 2 > 1",
+       [&] { streamWith([](ParamStruct& p) { p.numInputs = 2; }); }},
+      {"one per output, and the stream's engine takes one per pair",
+       [&] { streamWith([](ParamStruct& p) { p.perOutputIR = 0; }); }},
+      {"-1 frames",
+       [&] {
+         float sample = 0.0F;
+         Stream(1, 1, streamParams(response, {}), response)
+             .processInterleaved(&sample, &sample, -1);
+       }},
       {"inputs is 4", [&] { streamWith([](ParamStruct& p) { p.numInputs = 4; }); }},
       {"length is 48", [&] { streamWith([](ParamStruct& p) { p.dryRingLen = 48; }); }},
       {"delay is -1", [&] { streamWith([](ParamStruct& p) { p.dryDelay = -1; }); }},
