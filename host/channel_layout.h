@@ -24,8 +24,8 @@ std::optional<ChannelLayout> layoutOf(const AudioInfo& info);
 
 /// For a file of 1, 2, 5 or 6 channels, which of them is each of the library's: left,
 /// right; or left, centre, right, left surround, right surround and low frequency. A
-/// file that states no speakers has the order of fileSpeakers.
-std::vector<int> libraryOrder(int channels, const std::vector<Speaker>& speakers);
+/// file that has stated no speakers has the order of fileSpeakers.
+std::vector<int> libraryOrder(int channels, const std::vector<Speaker>& stated);
 
 /// Two names of the surround channels, both in use.
 enum class SurroundName { rear, side };

@@ -26,10 +26,13 @@ int Responses::length() const {
 }
 
 const std::vector<float>* Responses::between(int input, int output) const {
-  if (!perOutput)
-    return &samples[static_cast<std::size_t>(input * numOutputs + output)];
+  const auto column = static_cast<std::size_t>(output);
+  if (!perOutput) {
+    const auto row = static_cast<std::size_t>(input);
+    return &samples[row * static_cast<std::size_t>(numOutputs) + column];
+  }
   const bool connected = output == input || output == input + numInputs || output == 4;
-  return connected ? &samples[static_cast<std::size_t>(output)] : nullptr;
+  return connected ? &samples[column] : nullptr;
 }
 
 int Responses::numPairs() const {

@@ -13,6 +13,7 @@
 #include <numbers>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "host/error.h"
 #include "host/temp_file.h"
@@ -60,8 +61,8 @@ void tracePath(cairo_t* context, std::span<const Point2> points) {
 }  // namespace
 
 struct Picture::Impl {
-  Impl(const std::string& path_, int width, int height)
-      : path(path_), format(formatOf(path)), file(path) {
+  Impl(std::string path_, int width, int height)
+      : path(std::move(path_)), format(formatOf(path)), file(path) {
     switch (format) {
       case Format::svg:
         surface.reset(cairo_svg_surface_create_for_stream(write, this, width, height));

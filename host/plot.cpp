@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <locale>
 #include <sstream>
 
@@ -36,8 +37,11 @@ std::vector<Axis::Tick> linearTicks(double low, double high, double maxCount) {
       std::max(0, -static_cast<int>(std::floor(std::log10(step) + 1e-9)));
   std::vector<Axis::Tick> ticks;
   const double slack = 1e-6 * step;
-  for (double k = std::ceil((low - slack) / step); k * step <= high + slack; ++k) {
-    ticks.push_back({k * step, numberText(k * step, decimals)});
+  const auto first = static_cast<std::int64_t>(std::ceil((low - slack) / step));
+  const auto last = static_cast<std::int64_t>(std::floor((high + slack) / step));
+  for (std::int64_t multiple = first; multiple <= last; ++multiple) {
+    const double value = static_cast<double>(multiple) * step;
+    ticks.push_back({value, numberText(value, decimals)});
   }
   return ticks;
 }
@@ -45,10 +49,11 @@ std::vector<Axis::Tick> linearTicks(double low, double high, double maxCount) {
 /// Powers of ten and their double and fivefold, thousands as "k".
 std::vector<Axis::Tick> logarithmicTicks(double low, double high) {
   std::vector<Axis::Tick> ticks;
-  for (double decade = std::pow(10.0, std::floor(std::log10(low))); decade <= high;
-       decade *= 10.0) {
+  const auto first = static_cast<int>(std::floor(std::log10(low)));
+  const auto last = static_cast<int>(std::ceil(std::log10(high)));
+  for (int exponent = first; exponent <= last; ++exponent) {
     for (const double factor : {1.0, 2.0, 5.0}) {
-      const double value = factor * decade;
+      const double value = factor * std::pow(10.0, exponent);
       if (value < low * (1.0 - 1e-9) || value > high * (1.0 + 1e-9)) continue;
       const bool thousands = value >= 1000.0;
       const double shown = thousands ? value / 1000.0 : value;
