@@ -69,6 +69,10 @@ int runProgram(const char* name, const std::function<void()>& body) {
   try {
     prepareSignals();
     body();
+    std::cout << std::flush;
+    if (!std::cout) {
+      return refuse(name, "cannot write the report to standard output", kExitRefused);
+    }
     return 0;
   } catch (const UsageError& error) {
     return refuse(name, error.what(), kExitUsage);
@@ -80,10 +84,7 @@ int runProgram(const char* name, const std::function<void()>& body) {
   }
 }
 
-void printReport(const std::string& text) {
-  std::cout << text << std::flush;
-  if (!std::cout) host::fail("cannot write the report to standard output");
-}
+void print(const std::string& text) { std::cout << text << std::flush; }
 
 CommandLine::CommandLine(CLI::App& app, std::string usage) : app_(app) {
   const std::string version = app.get_name() + " " + ULMAR_VERSION;

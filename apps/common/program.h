@@ -18,11 +18,12 @@ class UsageError : public host::Error {
 
 /// The whole of a main(): prepares the signals, runs the body, and turns what it throws
 /// into one sentence on standard error that starts with the program's name. Returns the
-/// exit code: 0, 1 for a refusal, 2 for a UsageError.
+/// exit code: 0, 1 for a refusal, 2 for a UsageError. Text that standard output did not
+/// take is a refusal too, at the end: what the body wrote elsewhere is kept.
 int runProgram(const char* name, const std::function<void()>& body);
 
-/// Prints a report, on which the caller waits. Throws Error if nobody takes it.
-void printReport(const std::string& text);
+/// To standard output, at once.
+void print(const std::string& text);
 
 /// The help's layout: a usage line that shows what is needed, then the groups of
 /// options. `app` shall have its options and its groups; help and version are added.

@@ -31,7 +31,7 @@ void run(const Options& options) {
   checkPicture(options);
   const Inspection inspection = inspect(options.response);
   if (!options.picture.empty()) draw(inspection, options.picture);
-  apps::printReport(options.json ? figures(inspection) : describe(inspection));
+  apps::print(options.json ? figures(inspection) : describe(inspection));
 }
 
 }  // namespace

@@ -178,6 +178,14 @@ TEST_F(Refusals, AFullDiskLosesNothing) {
   }
 }
 
+TEST_F(Refusals, AReportThatNobodyTakesIsAFailure) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
+  for (const auto& arguments :
+       {std::vector<std::string>{"ir.wav"}, {"ir.wav", "--json"}}) {
+    expectRefusal(render::runIntoFullDevice(folder, arguments), 1, {"standard output"});
+  }
+}
+
 TEST_F(Refusals, HelpAndVersionAreNone) {
   const std::string help = render::expectRun(folder, {"--help"}).out;
   for (const char* const option : {"FILE", "--output", "--json", ".svg", ".png"}) {

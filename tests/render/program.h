@@ -27,9 +27,10 @@ struct Outcome {
 class Program {
  public:
   /// Starts the program in a folder. maxFileBytes: what a file may grow to, as on a
-  /// disk that is nearly full.
+  /// disk that is nearly full. device: takes the standard output instead of Outcome.
   Program(const host::ScratchDir& folder, const std::vector<std::string>& arguments,
-          std::optional<rlim_t> maxFileBytes = std::nullopt) {
+          std::optional<rlim_t> maxFileBytes = std::nullopt,
+          const char* device = nullptr) {
     const std::string path = folder / "";
     std::vector<char*> argv = {const_cast<char*>(ULMAR_PROGRAM)};
     for (const auto& argument : arguments)
@@ -37,7 +38,8 @@ class Program {
     argv.push_back(nullptr);
     pid_ = fork();
     if (pid_ != 0) return;
-    const bool ready = redirect(STDOUT_FILENO, log_ / "out") &&
+    const std::string out = device != nullptr ? device : log_ / "out";
+    const bool ready = redirect(STDOUT_FILENO, out) &&
                        redirect(STDERR_FILENO, log_ / "err") &&
                        chdir(path.c_str()) == 0;
     if (maxFileBytes) {
@@ -71,6 +73,12 @@ class Program {
   host::ScratchDir log_;
   pid_t pid_ = -1;
 };
+
+/// With nothing left on the device that standard output goes to.
+inline Outcome runIntoFullDevice(const host::ScratchDir& folder,
+                                 const std::vector<std::string>& arguments) {
+  return Program(folder, arguments, std::nullopt, "/dev/full").wait();
+}
 
 inline Outcome run(const host::ScratchDir& folder,
                    const std::vector<std::string>& arguments) {

@@ -247,6 +247,22 @@ TEST_F(Refusals, AFullDiskLosesNothing) {
   expectUntouched();
 }
 
+TEST_F(Refusals, AReportThatNobodyTakesIsAFailureAndTheFileIsKept) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
+  const Refusal refusal = {{}, {"standard output"}};
+  for (const char* const option : {"--check", "--help", "--version"}) {
+    SCOPED_TRACE(option);
+    expectRefusal(runIntoFullDevice(folder, with({option})), refusal);
+    expectUntouched();
+  }
+  for (const char* const option : {"--align", "--json"}) {
+    SCOPED_TRACE(option);
+    host::writeBytes(folder / "wet.wav", kOldOutput);
+    expectRefusal(runIntoFullDevice(folder, with({option})), refusal);
+    EXPECT_EQ(host::readAudio(folder / "wet.wav").size(), 2U * (20000 + 2));
+  }
+}
+
 TEST_F(Refusals, AnInterruptedRunLosesNothing) {
   // Ten minutes of silence, which take seconds to render.
   constexpr unsigned kBytes = 600 * 48000 * 4;
