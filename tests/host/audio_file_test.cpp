@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <random>
 
 #include "tests/host/audio_samples.h"
 #include "tests/host/scratch_dir.h"
@@ -17,15 +16,6 @@ namespace {
 
 using enum SampleFormat;
 using enum Speaker;
-
-std::vector<float> noise(std::size_t numSamples, float peak = 1.0F) {
-  std::minstd_rand random(1);
-  std::vector<float> samples(numSamples);
-  for (float& x : samples) {
-    x = peak * (static_cast<float>(random() % 65536) / 32768.0F - 1.0F);
-  }
-  return samples;
-}
 
 TEST(AudioFile, EveryFormatReadsBackWhatWasWritten) {
   struct Case {
@@ -43,7 +33,8 @@ TEST(AudioFile, EveryFormatReadsBackWhatWasWritten) {
         Case{"g.flac", pcm24, 2, 48000, 24}, Case{"h.flac", pcm16, 6, 44100, 16}}) {
     SCOPED_TRACE(c.name);
     const std::string path = dir / c.name;
-    std::vector<float> sent = noise(static_cast<std::size_t>(1009 * c.channels), 1.25F);
+    std::vector<float> sent = noise(1009 * c.channels);
+    for (float& sample : sent) sample *= 1.25F;
     writeAudio(path,
                {.channels = c.channels, .sampleRate = c.rate, .samples = c.samples},
                sent);
@@ -118,7 +109,7 @@ TEST(AudioFile, SpeakersAreKept) {
                 .sampleRate = 48000,
                 .samples = pcm16,
                 .speakers = speakers},
-               noise(static_cast<std::size_t>(60 * channels)));
+               noise(60 * channels));
     EXPECT_EQ(AudioReader(dir / name).info().speakers, speakers);
   }
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/audio_file.h"
+#include "tests/support/random.h"
 
 namespace ulmar::host {
 
@@ -40,6 +41,11 @@ inline void writeAudio(const std::string& path, const AudioFormat& format,
   writer.write(interleaved.data(),
                static_cast<int>(interleaved.size()) / format.channels);
   writer.commit();
+}
+
+/// The same in every run; from -1 to 1.
+inline std::vector<float> noise(int numSamples) {
+  return test::Random(1).signal(numSamples);
 }
 
 /// Interleaved, read in blocks that divide nothing.

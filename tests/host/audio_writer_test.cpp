@@ -6,8 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <random>
-
 #include "host/audio_file.h"
 #include "host/temp_file.h"
 #include "tests/host/audio_samples.h"
@@ -20,13 +18,6 @@ using enum SampleFormat;
 using Names = std::set<std::string>;
 
 const AudioFormat kStereo = {.channels = 2, .sampleRate = 48000, .samples = pcm16};
-
-std::vector<float> noise(std::size_t numSamples) {
-  std::minstd_rand random(1);
-  std::vector<float> samples(numSamples);
-  for (float& x : samples) x = static_cast<float>(random() % 65536) / 32768.0F - 1.0F;
-  return samples;
-}
 
 TEST(AudioWriter, TheOldFileStandsUntilCommit) {
   const ScratchDir dir;

@@ -164,12 +164,13 @@ std::vector<double> octave(const std::vector<float>& signal, double centre,
   return out;
 }
 
-// Energy left after each frame, of all channels in the middle octaves (Schroeder, J.
-// Acoust. Soc. Am. 37, 1965).
-std::vector<double> middleDecay(const Planar& channels, double rate) {
+// Energy left after each frame, of all channels in some octaves (Schroeder, J. Acoust.
+// Soc. Am. 37, 1965).
+std::vector<double> decayOf(const Planar& channels, double rate,
+                            std::initializer_list<double> centres) {
   std::vector<double> left(channels[0].size());
   for (const auto& channel : channels) {
-    for (const double centre : {500.0, 1000.0}) {
+    for (const double centre : centres) {
       const std::vector<double> band = octave(channel, centre, rate);
       double sum = 0.0;
       for (std::size_t n = band.size(); n-- > 0;) left[n] += sum += band[n] * band[n];
@@ -201,7 +202,7 @@ TEST(Room, DecaysInTheTimeThatItStates) {
       const RoomSpec room = roomPreset(kind);
       SCOPED_TRACE(testing::Message() << midT60(room) << " s at " << rate << " Hz");
       const std::vector<double> left =
-          middleDecay(renderRoom(room, trueStereo, rate), rate);
+          decayOf(renderRoom(room, trueStereo, rate), rate, {500.0, 1000.0});
       // The time of noise of bandwidth B in N channels scatters by 1 / sqrt(B T N);
       // twice that.
       const double scatter = 2.0 / std::sqrt(1000.0 * midT60(room) * 4.0);
@@ -219,12 +220,7 @@ TEST(Room, EveryOctaveHasItsOwnDecay) {
   constexpr int kRate = 32000;
   const Planar channels = renderRoom(room, trueStereo, kRate);
   for (std::size_t band = 0; band < kOctaveCentres.size(); ++band) {
-    std::vector<double> left(channels[0].size());
-    for (const auto& channel : channels) {
-      const std::vector<double> part = octave(channel, kOctaveCentres[band], kRate);
-      double sum = 0.0;
-      for (std::size_t n = part.size(); n-- > 0;) left[n] += sum += part[n] * part[n];
-    }
+    const std::vector<double> left = decayOf(channels, kRate, {kOctaveCentres[band]});
     // A tenth: the slopes of filters let neighbours in that die away up to 20 % later.
     EXPECT_NEAR(decayTime(left, kRate, -5.0, -35.0) / room.t60[band], 1.0, 0.1)
         << kOctaveCentres[band] << " Hz";

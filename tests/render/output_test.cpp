@@ -2,8 +2,6 @@
 // precision of the very samples it was given.
 #include <algorithm>
 #include <cmath>
-#include <iterator>
-#include <nlohmann/json.hpp>
 #include <numbers>
 #include <sstream>
 
@@ -204,16 +202,6 @@ std::vector<Channel> expectedOutputs(const Case& c,
   return outputs;
 }
 
-std::vector<std::string> words(const std::string& text) {
-  std::istringstream stream(text);
-  return {std::istream_iterator<std::string>(stream), {}};
-}
-
-nlohmann::json figuresOf(const ScratchDir& folder, const std::string& arguments) {
-  return nlohmann::json::parse(expectRun(folder, words(arguments + " --json")).out,
-                               nullptr, false);
-}
-
 // Holds the file to the outputs as they should be before the clamp.
 void expectFile(const Case& c, const std::string& path,
                 const std::vector<Channel>& expected, double highest) {
@@ -334,8 +322,6 @@ TEST(Output, PutsStereoIntoARoomInTrueStereo) {
   EXPECT_EQ(stereo["output"]["channels"], 2);
   EXPECT_EQ(mono["engine"]["numPairs"], 2);
   EXPECT_EQ(stereo["engine"]["numPairs"], 4);
-  const std::int64_t cost = mono["engine"]["rowProductsPerBlock"];
-  EXPECT_EQ(stereo["engine"]["rowProductsPerBlock"], 2 * cost);
   EXPECT_GT(mono["rendering"]["peaks"][1], 0.0);
 }
 
@@ -364,10 +350,6 @@ TEST(Output, IsTheSameWithAPicture) {
   for (const char* const picture : {"p.svg", "p.png", "p.pdf"}) {
     EXPECT_EQ(rendered(std::string("--block 256 --picture ") + picture), plain);
   }
-  const std::string svg = host::bytesOf(folder / "p.svg");
-  EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");
-  EXPECT_EQ(host::bytesOf(folder / "p.png").substr(1, 3), "PNG");
-  EXPECT_EQ(host::bytesOf(folder / "p.pdf").substr(0, 5), "%PDF-");
   // A block that is never completed, and blocks longer than a buffer.
   EXPECT_EQ(rendered("--block 32768 --tail none --picture p.svg"),
             rendered("--block 32768 --tail none"));

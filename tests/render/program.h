@@ -8,7 +8,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <iterator>
+#include <nlohmann/json.hpp>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -91,6 +94,18 @@ inline Outcome expectRun(const host::ScratchDir& folder,
   Outcome outcome = run(folder, arguments);
   EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
   return outcome;
+}
+
+inline std::vector<std::string> words(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+/// The figures that a call prints with --json.
+inline nlohmann::json figuresOf(const host::ScratchDir& folder,
+                                const std::string& arguments) {
+  return nlohmann::json::parse(expectRun(folder, words(arguments + " --json")).out,
+                               nullptr, false);
 }
 
 }  // namespace ulmar::render

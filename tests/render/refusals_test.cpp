@@ -36,14 +36,9 @@ class Refusals : public testing::Test {
     write("silent.wav", 1, 48000, std::vector<float>(48000));
     write("slow.wav", 1, 4000, {0.5F});
     write("fast.wav", 1, 768000, {0.5F});
-    host::writeBytes(folder / "empty.wav", "");
     host::writeBytes(folder / "text.wav", "Dear diary, today I recorded nothing.");
-    const std::string frames(400, '\1');
     host::writeBytes(folder / "truncated.wav",
-                     host::WavHeader{.dataLen = 4000}.with(frames));
-    host::writeBytes(folder / "frameless.wav", host::WavHeader{.riffLen = 36}.with(""));
-    host::writeBytes(folder / "rateless.wav",
-                     host::WavHeader{.rate = 0, .dataLen = 400}.with(frames));
+                     host::WavHeader{.dataLen = 4000}.with(std::string(400, '\1')));
     spoil("nan.wav", 9000, kNaN);
     spoil("inf.wav", 3, kInfinity);
     host::writeBytes(folder / "wet.wav", kOldOutput);
@@ -103,14 +98,8 @@ std::vector<Refusal> refusals() {
       // Files that cannot be read.
       {with({}, "none.wav"), {"none.wav", "No such file"}},
       {with({}, "dry.wav", "none.wav"), {"none.wav", "No such file"}},
-      {with({}, "folder.wav"), {"folder.wav", "folder"}},
-      {with({}, "empty.wav"), {"empty.wav", "0 bytes"}},
-      {with({}, "dry.wav", "empty.wav"), {"empty.wav", "0 bytes"}},
-      {with({}, "text.wav"), {"text.wav", "no audio file"}},
       {with({}, "dry.wav", "text.wav"), {"text.wav", "no audio file"}},
       {with({}, "truncated.wav"), {"truncated.wav", "4000", "400"}},
-      {with({}, "frameless.wav"), {"frameless.wav", "0 frames"}},
-      {with({}, "rateless.wav"), {"rateless.wav", "0 Hz", "1000", "768000"}},
       {with({}, "nan.wav"), {"nan.wav", "nan", "8999"}},
       {with({}, "dry.wav", "inf.wav"), {"inf.wav", "inf", "frame 2"}},
       // Files that do not fit.
@@ -125,14 +114,10 @@ std::vector<Refusal> refusals() {
       {with({}, "dry.wav", "ir.wav", "dry.wav"), {"dry.wav", "input"}},
       {with({}, "dry.wav", "ir.wav", "./folder.wav/../ir.wav"), {"ir.wav", "input"}},
       {with({}, "dry.wav", "ir.wav", "link.wav"), {"link.wav", "dry.wav", "input"}},
-      {with({}, "dry.wav", "ir.wav", "folder.wav"), {"folder.wav", "folder"}},
-      {with({}, "dry.wav", "ir.wav", "none/wet.wav"), {"none/wet.wav", "No such file"}},
       {with({}, "dry.wav", "ir.wav", "wet.mp3"), {"wet.mp3", "'.mp3'", ".flac"}},
       {with({"--picture", "wet.jpg"}), {"wet.jpg", "'.jpg'", ".svg, .png or .pdf"}},
-      {with({"--picture", "none/wet.svg"}), {"none/wet.svg", "No such file"}},
       {with({"--format", "float"}, "dry.wav", "ir.wav", "wet.flac"),
        {"wet.flac", "float", "16 or 24"}},
-      {with({}, "fast.wav", "ir.wav", "wet.flac"), {"wet.flac", "768000", "655350"}},
       {with({"--tail", "3600"}, "fast.wav", "ir.wav", "wet.aiff"),
        {"wet.aiff", "2764800001 frames"}},
       // Values out of range.

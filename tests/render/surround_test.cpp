@@ -1,8 +1,6 @@
 // Five loudspeakers from the command line, against a convolution in the time domain and
 // the decoder as a formula.
 #include <cmath>
-#include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "host/channel_layout.h"
 #include "host/crossover_design.h"
@@ -263,12 +261,6 @@ Channels expectedOutputs(const Case& c, const Channels& material, const Channels
     }
   }
   return outputs;
-}
-
-nlohmann::json figuresOf(const ScratchDir& folder, const std::string& arguments) {
-  std::istringstream stream(arguments + " --json");
-  const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
-  return nlohmann::json::parse(expectRun(folder, words).out, nullptr, false);
 }
 
 void expectCase(const Case& c) {
