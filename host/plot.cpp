@@ -46,13 +46,16 @@ std::vector<Axis::Tick> linearTicks(double low, double high, double maxCount) {
   return ticks;
 }
 
-/// Powers of ten and their double and fivefold, thousands as "k".
-std::vector<Axis::Tick> logarithmicTicks(double low, double high) {
+/// Powers of ten, with their double and fivefold as long as that makes no more than
+/// about twice maxCount; thousands as "k".
+std::vector<Axis::Tick> logarithmicTicks(double low, double high, double maxCount) {
+  const bool dense = 3.0 * std::log10(high / low) <= 2.0 * maxCount;
   std::vector<Axis::Tick> ticks;
   const auto first = static_cast<int>(std::floor(std::log10(low)));
   const auto last = static_cast<int>(std::ceil(std::log10(high)));
   for (int exponent = first; exponent <= last; ++exponent) {
     for (const double factor : {1.0, 2.0, 5.0}) {
+      if (factor > 1.0 && !dense) continue;
       const double value = factor * std::pow(10.0, exponent);
       if (value < low * (1.0 - 1e-9) || value > high * (1.0 + 1e-9)) continue;
       const bool thousands = value >= 1000.0;
@@ -75,7 +78,7 @@ double placeOn(const Axis& axis, double value) {
 
 void chooseTicks(Axis& axis, double maxCount) {
   if (!axis.ticks.empty()) return;
-  axis.ticks = axis.logarithmic ? logarithmicTicks(axis.low, axis.high)
+  axis.ticks = axis.logarithmic ? logarithmicTicks(axis.low, axis.high, maxCount)
                                 : linearTicks(axis.low, axis.high, maxCount);
 }
 
