@@ -88,14 +88,17 @@ void measure(const Workload& workload) {
                std::vector{all[plainTruncated], all[ownTruncated]});
 
   const std::string name = "block/" + workload.name() + "/";
-  const Timing timing(all, periodOf(workload, contenders), kNumRounds);
+  const int period = periodOf(workload, contenders);
+  const Timing timing(all, period, kNumRounds);
   for (std::size_t c = 0; c < all.size(); ++c) {
     print(name + kNames[c] + "/us", 1e6 * timing.mean(c));
-    const std::vector<double> blocks = timing.blocks(c);
-    print(name + kNames[c] + "/worst", std::ranges::max(blocks) / timing.mean(c));
     print(name + kNames[c] + "/ratio", timing.ratio(own, c));
     print(name + kNames[c] + "/ratio-hf", timing.ratio(ownTruncated, c));
   }
+  const std::vector<double> blocks = successiveBlocks(*all[zitaDefault], period);
+  print(name + "zita-default/worst",
+        std::ranges::max(blocks) * period /
+            std::accumulate(blocks.begin(), blocks.end(), 0.0));
   printInstructions(name + "ulmar/instructions", contenders.whole);
   printInstructions(name + "ulmar-hf/instructions", contenders.truncated);
 }
@@ -129,7 +132,7 @@ void measureCurves() {
     for (std::size_t c = 0; c < contenders.all.size(); ++c) {
       print("curve/" + workload.name() + "/" + kNames[c], 1e6 * timing.mean(c));
       if (seconds != 2.0) continue;
-      const std::vector<double> blocks = timing.blocks(c);
+      const std::vector<double> blocks = successiveBlocks(*contenders.all[c], period);
       for (std::size_t block = 0; block < blocks.size(); ++block) {
         print("successive/" + std::to_string(block) + "/" + kNames[c],
               1e6 * blocks[block]);

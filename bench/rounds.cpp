@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <ctime>
 #include <limits>
-#include <numeric>
 
 #include "bench/body.h"
 
@@ -16,19 +15,37 @@ double cpuSeconds() {
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-// What reading the clock costs.
-double clockCost() {
+// Sleeps until no thread of the process has worked for a while. What that takes of the
+// processor is far below kIdle.
+void drain() {
+  constexpr double kIdle = 20e-6;
+  double before = cpuSeconds();
+  for (;;) {
+    settle();
+    const double now = cpuSeconds();
+    if (now - before < kIdle) return;
+    before = now;
+  }
+}
+
+// What measuring costs by itself.
+double drainCost() {
   double least = std::numeric_limits<double>::max();
-  for (int k = 0; k < 1000; ++k) {
+  for (int k = 0; k < 100; ++k) {
     const double start = cpuSeconds();
+    drain();
     least = std::min(least, cpuSeconds() - start);
   }
   return least;
 }
 
-double meanOf(const std::vector<double>& values) {
-  return std::accumulate(values.begin(), values.end(), 0.0) /
-         static_cast<double>(values.size());
+// Seconds that `numBlocks` blocks take with all that they set off.
+double drained(Convolver& convolver, int numBlocks, double overhead) {
+  drain();
+  const double start = cpuSeconds();
+  for (int block = 0; block < numBlocks; ++block) convolver.run();
+  drain();
+  return cpuSeconds() - start - overhead;
 }
 
 }  // namespace
@@ -41,47 +58,35 @@ double median(std::vector<double> values) {
 
 Timing::Timing(std::span<Convolver* const> contenders, int period, int numRounds)
     : seconds_(contenders.size()) {
-  const double overhead = clockCost();
+  const double overhead = drainCost();
   for (int round = 0; round < numRounds; ++round) {
     for (std::size_t c = 0; c < contenders.size(); ++c) {
-      settle();
       for (int block = 0; block < period; ++block) contenders[c]->run();
-      std::vector<double> blocks;
-      double last = cpuSeconds();
-      for (int block = 0; block < period; ++block) {
-        contenders[c]->run();
-        const double now = cpuSeconds();
-        blocks.push_back(now - last - overhead);
-        last = now;
-      }
-      seconds_[c].push_back(std::move(blocks));
+      seconds_[c].push_back(drained(*contenders[c], period, overhead) / period);
     }
   }
 }
 
-double Timing::mean(std::size_t contender) const {
-  std::vector<double> means;
-  for (const auto& blocks : seconds_[contender]) means.push_back(meanOf(blocks));
-  return median(std::move(means));
-}
+double Timing::mean(std::size_t contender) const { return median(seconds_[contender]); }
 
 double Timing::ratio(std::size_t contender, std::size_t to) const {
   std::vector<double> ratios;
   for (std::size_t round = 0; round < seconds_[contender].size(); ++round) {
-    ratios.push_back(meanOf(seconds_[contender][round]) / meanOf(seconds_[to][round]));
+    ratios.push_back(seconds_[contender][round] / seconds_[to][round]);
   }
   return median(std::move(ratios));
 }
 
-std::vector<double> Timing::blocks(std::size_t contender) const {
-  const auto& rounds = seconds_[contender];
-  std::vector<double> result;
-  for (std::size_t block = 0; block < rounds[0].size(); ++block) {
-    std::vector<double> times;
-    for (const auto& round : rounds) times.push_back(round[block]);
-    result.push_back(median(std::move(times)));
+std::vector<double> successiveBlocks(Convolver& convolver, int period) {
+  constexpr int kNumRounds = 9;
+  const double overhead = drainCost();
+  std::vector<std::vector<double>> seconds(static_cast<std::size_t>(period));
+  for (int round = 0; round < kNumRounds; ++round) {
+    for (auto& block : seconds) block.push_back(drained(convolver, 1, overhead));
   }
-  return result;
+  std::vector<double> medians;
+  for (auto& block : seconds) medians.push_back(median(std::move(block)));
+  return medians;
 }
 
 }  // namespace ulmar::bench

@@ -11,7 +11,9 @@ namespace ulmar::bench {
 
 double median(std::vector<double> values);
 
-/// Processor time in seconds per block, of all threads.
+/// Processor time in seconds per block, of all threads: what a contender leaves to its
+/// threads counts in full, since every stretch of blocks ends when they have nothing
+/// left to do.
 class Timing {
  public:
   /// period: a number of blocks after which the cost of every contender repeats.
@@ -20,12 +22,14 @@ class Timing {
   double mean(std::size_t contender) const;
   /// The median of the ratios of the means.
   double ratio(std::size_t contender, std::size_t to) const;
-  /// Of each successive block of a period, the median over the rounds.
-  std::vector<double> blocks(std::size_t contender) const;
 
  private:
-  /// [contender][round][block]
-  std::vector<std::vector<std::vector<double>>> seconds_;
+  /// [contender][round]
+  std::vector<std::vector<double>> seconds_;
 };
+
+/// Of each successive block of a period, the processor time that it sets off, threads
+/// included: the median over some rounds.
+std::vector<double> successiveBlocks(Convolver& convolver, int period);
 
 }  // namespace ulmar::bench
