@@ -1,4 +1,5 @@
-// The last step of an output: metering, clamp, store.
+// The last step of an output: metering, clamp, store. One body serves all processors,
+// since it uses nothing that the least of them lacks.
 #pragma once
 
 #include <cstddef>

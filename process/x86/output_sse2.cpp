@@ -45,7 +45,7 @@ float storeRun(float const* mix, int run, float* sample, std::ptrdiff_t step,
     }
   }
   for (; i < run; ++i) {
-    const __m128 v = _mm_load_ss(mix + i);
+    const __m128 v = _mm_set1_ps(mix[i]);
     peaks = raised(peaks, v);
     _mm_store_ss(sample, clamped(v));
     sample += step;
