@@ -1,4 +1,5 @@
-// The three crossovers of the decoder, side by side.
+// The three crossovers of the decoder, side by side. One body serves all processors:
+// the crossovers wait for their own results, and wider registers would wait with them.
 #pragma once
 
 #include "decoder/crossover.h"

@@ -71,8 +71,9 @@ void splitBands(SignalRun& signals, SignalRun& high, int count,
   __m128 y1 = load(states, &Sts::y1);
   __m128 z1 = load(states, &Sts::z1);
   __m128 z2 = load(states, &Sts::z2);
+  __m128 x2 = load(states, &Sts::x2);
   Doubles x1Wide = widened(x1);
-  Doubles x2Wide = widened(load(states, &Sts::x2));
+  Doubles x2Wide = widened(x2);
 
   for (int i = 0; i < count; ++i) {
     const Doubles x = load(signals, i);
@@ -80,6 +81,7 @@ void splitBands(SignalRun& signals, SignalRun& high, int count,
     const Doubles a = c1Wide * x + x1Wide - widened(_mm_mul_ps(c1, y1));
     const Doubles b =
         c2Wide * x + widened(_mm_mul_ps(d2, x1)) + x2Wide - widened(recursive);
+    x2 = x1;
     x2Wide = x1Wide;
     x1 = rounded(x);
     x1Wide = widened(x1);
@@ -91,7 +93,7 @@ void splitBands(SignalRun& signals, SignalRun& high, int count,
   }
 
   store(states, &Sts::x1, x1);
-  store(states, &Sts::x2, rounded(x2Wide));
+  store(states, &Sts::x2, x2);
   store(states, &Sts::y1, y1);
   store(states, &Sts::z1, z1);
   store(states, &Sts::z2, z2);
