@@ -146,11 +146,6 @@ void addGroups(RowSums* sums, int numSlots, VecComplex const* fixed,
   }
 }
 
-void slideInRegisters(RowSums* sums, int numSlots, VecComplex const* fixed,
-                      VecComplex const* sliding, int len, int lead) noexcept {
-  addGroups(sums, numSlots, fixed, sliding, len, lead);
-}
-
 void slideInMemory(RowSums* sums, int numSlots, VecComplex const* fixed,
                    VecComplex const* sliding, int len, int lead) noexcept {
   Expanded tile[kMaxSlots - 1 + kTile];
@@ -189,6 +184,6 @@ void addRows(VecComplex* out, VecComplex const* acc, VecComplex const* hist,
 }  // namespace
 
 constinit const RowKernels kRowAvx512 = {
-    kManyRegisters ? slideInRegisters : slideInMemory, addRows};
+    kManyRegisters ? addGroups<VecComplex> : slideInMemory, addRows};
 
 }  // namespace ulmar
