@@ -21,7 +21,10 @@ UseBody::UseBody(Isa isa) { chosenIsa = isa; }
 
 UseBody::~UseBody() { chosenIsa.reset(); }
 
-void settle() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
+void settle() {
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  if (realBestIsa() >= Isa::avx) asm volatile("vzeroupper");
+}
 
 }  // namespace bench
 }  // namespace ulmar

@@ -15,9 +15,10 @@ class UseBody {
 };
 
 /// Puts the thread to sleep for a moment. Some processors go on treating the upper
-/// halves of the vector registers as in use, and run 128-bit code more slowly, until
-/// the next context switch: in 32-bit mode vzeroupper reaches eight of the sixteen
-/// registers. Called before whatever may follow the work of another.
+/// halves of the vector registers as in use, and run 128-bit code more slowly: in
+/// 32-bit mode, where vzeroupper reaches eight of the sixteen registers, until the next
+/// context switch; in 64-bit mode after a context switch, until vzeroupper. Called
+/// before whatever may follow the work of another.
 void settle();
 
 }  // namespace ulmar::bench

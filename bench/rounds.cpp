@@ -85,6 +85,7 @@ std::vector<double> successiveBlocks(Convolver& convolver, int period) {
     for (auto& block : seconds) block.push_back(drained(convolver, 1, overhead));
   }
   std::vector<double> medians;
+  medians.reserve(seconds.size());
   for (auto& block : seconds) medians.push_back(median(std::move(block)));
   return medians;
 }

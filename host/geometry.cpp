@@ -35,10 +35,9 @@ ConvRTState derived(const Geometry& geometry) {
           geometry.chunksPerSegment, geometry.hfTruncate};
 }
 
-// The divisions that measured best on every body of the kernels and in both builds,
-// within 1 % in the mean and 6 % at worst (docs/performance.md): from this many blocks
-// on, in blocks of at least kWideBlockLen, sixteen slots pay; from kManyBlocks on,
-// fewer segments do.
+// The divisions that measured best over all bodies of the kernels and both builds
+// (docs/engine.md): from kSomeBlocks on, in blocks of at least kWideBlockLen, sixteen
+// slots pay; from kManyBlocks on, fewer segments do.
 constexpr int kWideBlockLen = 256;
 constexpr int kFewBlocks = 4;
 constexpr int kSomeBlocks = 12;
