@@ -2,9 +2,13 @@
 
 #include <soxr.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <memory>
+#include <numeric>
+#include <utility>
 
 #include "host/error.h"
 
@@ -79,14 +83,40 @@ Planar resample(const Planar& signal, double fromRate, double toRate) {
   return out;
 }
 
-Planar resampleResponse(const Planar& response, double fromRate, double toRate) {
-  Planar out = resample(response, fromRate, toRate);
-  if (fromRate == toRate) return out;
-  const double gain = fromRate / toRate;
-  for (auto& channel : out) {
-    for (float& sample : channel) {
+int resampleRinging(int fromRate, int toRate) {
+  constexpr std::int64_t kHalfFilterLen = 128;
+  if (fromRate == toRate) return 0;
+  const std::int64_t lower = std::min(fromRate, toRate);
+  return static_cast<int>((kHalfFilterLen * toRate + lower - 1) / lower);
+}
+
+Planar resampleResponse(const Planar& response, int fromRate, int toRate) {
+  refuseImpossibleRate(fromRate);
+  refuseImpossibleRate(toRate);
+  if (fromRate == toRate) return response;
+  // Silence around the response for the ringing; before it of a length that is a whole
+  // number of frames at either rate.
+  const int common = std::gcd(fromRate, toRate);
+  const int ringing = resampleRinging(fromRate, toRate);
+  const int numPeriods = (ringing - 1) / (toRate / common) + 1;
+  const auto before = static_cast<std::size_t>(numPeriods * (fromRate / common));
+  const int excess = numPeriods * (toRate / common) - ringing;
+  const double gain = static_cast<double>(fromRate) / toRate;
+
+  Planar out;
+  for (const auto& channel : response) {
+    std::vector<float> padded(before);
+    padded.insert(padded.end(), channel.begin(), channel.end());
+    const auto frames = static_cast<std::size_t>(
+        std::ceil(static_cast<double>(channel.size()) * toRate / fromRate));
+    std::vector<float> resampled =
+        resampleChannel(padded, fromRate, toRate,
+                        static_cast<std::size_t>(excess + 2 * ringing) + frames);
+    resampled.erase(resampled.begin(), resampled.begin() + excess);
+    for (float& sample : resampled) {
       sample = static_cast<float>(static_cast<double>(sample) * gain);
     }
+    out.push_back(std::move(resampled));
   }
   return out;
 }

@@ -12,9 +12,16 @@ namespace ulmar::host {
 /// as it is. Throws Error for rates outside 1 Hz to 10 MHz.
 Planar resample(const Planar& signal, double fromRate, double toRate);
 
-/// An impulse response that filters alike at the other rate: resample() times fromRate
+/// How long the filter rings before and after every frame, in frames at the other rate:
+/// 128 frames of the lower rate, half the filter's length. 0 for equal rates.
+int resampleRinging(int fromRate, int toRate);
+
+/// An impulse response that filters alike at the other rate, delayed by
+/// resampleRinging() frames: a direct sound in frame 0 keeps what rings before it. n
+/// frames become ceil(n * toRate / fromRate) and twice the ringing. Scaled by fromRate
 /// / toRate, as the sum over a response grows with the number of its frames while the
-/// frequency response must stay.
-Planar resampleResponse(const Planar& response, double fromRate, double toRate);
+/// frequency response must stay. Equal rates return the response as it is. Throws Error
+/// as resample().
+Planar resampleResponse(const Planar& response, int fromRate, int toRate);
 
 }  // namespace ulmar::host

@@ -33,14 +33,15 @@ void refuseUseless(const Options& options, const host::AudioInfo& material) {
 }
 
 host::StreamOptions streamOptions(const Options& options, const Routing& routing,
-                                  int sampleRate) {
+                                  const ResponseInfo& response, int sampleRate) {
   host::StreamOptions stream;
   stream.blockLen = options.blockLen;
   stream.hfTruncate = options.hfTruncate;
   stream.wetGain = static_cast<float>(options.wetGain);
   stream.dryGain = static_cast<float>(options.dryGain);
   stream.crossfeed = static_cast<float>(options.crossfeed);
-  stream.dryDelay = options.align ? options.blockLen : 0;
+  stream.dryDelay =
+      options.align ? options.blockLen + static_cast<int>(response.ringing) : 0;
   if (routing.surround()) {
     stream.foldToStereo = routing.folds();
     stream.passThrough = !routing.decodes();
@@ -103,7 +104,8 @@ Plan makePlan(const Options& options, const host::AudioInfo& material) {
   plan.responses = std::move(prepared.responses);
   plan.routing = prepared.routing;
   plan.params = host::streamParams(
-      plan.responses, streamOptions(options, plan.routing, material.sampleRate));
+      plan.responses,
+      streamOptions(options, plan.routing, plan.response, material.sampleRate));
   const ParamStruct& params = plan.params;
   plan.numPartitions = (params.irLen - 1) / params.blockLen + 1;
   plan.rowProducts =
@@ -111,7 +113,7 @@ Plan makePlan(const Options& options, const host::AudioInfo& material) {
   plan.memory =
       host::areaSizes(params, plan.routing.streamInputs(), plan.routing.streamOutputs())
           .total();
-  plan.skippedFrames = options.align ? params.blockLen : 0;
+  plan.skippedFrames = options.align ? plan.latency() : 0;
   plan.tailFrames = tailFrames(plan);
   plan.format = outputFormat(plan);
   if (!options.output.empty()) host::checkAudioOutput(options.output, plan.format);

@@ -27,6 +27,9 @@ struct Plan {
   std::int64_t tailFrames = 0;     // beyond the material
   std::int64_t skippedFrames = 0;  // at the start of the stream, not written
 
+  /// Frames by which the wet signal lags the material: a block, and what the resampled
+  /// response rings before its first frame.
+  int latency() const { return params.blockLen + static_cast<int>(response.ringing); }
   std::int64_t outFrames() const { return material.frames + tailFrames; }
   /// Frames that the stream processes: the material, then silence.
   std::int64_t streamFrames() const { return skippedFrames + outFrames(); }

@@ -155,9 +155,11 @@ std::string engineText(const Plan& plan) {
 }
 
 std::string latencyText(const Plan& plan) {
-  const int blockLen = plan.params.blockLen;
-  return std::to_string(blockLen) + " frames (" +
-         fixed(1000.0 * blockLen / plan.material.sampleRate, 1) + " ms), " +
+  const int latency = plan.latency();
+  return std::to_string(latency) + " frames (" +
+         fixed(1000.0 * latency / plan.material.sampleRate, 1) + " ms), " +
+         (plan.response.ringing > 0 ? "a block and the resampled response's ringing, "
+                                    : "") +
          (plan.options.align ? "taken off, wet and dry aligned"
                              : "left in: the wet signal lags the dry");
 }

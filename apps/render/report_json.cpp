@@ -63,7 +63,7 @@ Json engineFigures(const Plan& plan) {
           {"numOutputs", params.numOutputs},
           {"numPairs", plan.responses.numPairs()},
           {"rowProductsPerBlock", plan.rowProducts},
-          {"latencyFrames", params.blockLen},
+          {"latencyFrames", plan.latency()},
           {"memoryBytes", plan.memory}};
 }
 

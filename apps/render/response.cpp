@@ -64,7 +64,8 @@ void trim(const Options& options, host::Planar& signal, ResponseInfo& info) {
 void refuseTooLong(const ResponseInfo& info, int rate) {
   const double seconds =
       static_cast<double>(info.usedFrames) / static_cast<double>(info.sourceRate);
-  const double frames = seconds * rate + static_cast<double>(info.predelay);
+  const double frames =
+      seconds * rate + static_cast<double>(info.predelay + 2 * info.ringing);
   if (frames <= host::kMaxIRLen) return;
   fail("cannot use ", info.name, ": at ", rate, " Hz it has ", frames,
        " frames, and the limit is ", host::kMaxIRLen);
@@ -138,9 +139,10 @@ PreparedResponse prepareResponse(const Options& options,
   host::Planar signal = readResponse(options, material, info, prepared.routing);
   trim(options, signal, info);
   info.predelay = framesIn(options.predelay, material.sampleRate);
+  info.ringing = host::resampleRinging(info.sourceRate, material.sampleRate);
   refuseTooLong(info, material.sampleRate);
   signal = host::resampleResponse(signal, info.sourceRate, material.sampleRate);
-  info.frames = std::ssize(signal[0]);
+  info.frames = std::ssize(signal[0]) - 2 * info.ringing;
 
   host::Responses& responses = prepared.responses;
   const ResponseLayout layout = prepared.routing.response;

@@ -25,6 +25,7 @@ struct ResponseInfo {
   std::int64_t usedFrames = 0;    // in the source
   std::int64_t fadeFrames = 0;    // in the source, at the end of what is used
   std::int64_t frames = 0;        // of what is used, resampled
+  std::int64_t ringing = 0;       // frames that resampling rings before and after it
   std::int64_t predelay = 0;      // frames of silence put before it
   double normalizationGain = 1.0;
 };
