@@ -33,6 +33,15 @@ void sumSlots(const RowKernels& kernels, RowSums* sums, int numSlots,
   kernels.slideSums(sums, numSlots, ring, parts + toWrap, len - toWrap, lead + toWrap);
 }
 
+// A copy of known size is a few moves, one of any size a slow start.
+void copyRows(VecComplex const* from, int numRows, VecComplex* to) noexcept {
+  if (numRows == kRowBlock) {
+    std::copy_n(from, kRowBlock, to);
+  } else {
+    std::copy_n(from, numRows, to);
+  }
+}
+
 int wrapped(int col, int ringLen) noexcept { return col < 0 ? col + ringLen : col; }
 
 // Visits every pair that has a partition set, input by input.
@@ -100,7 +109,7 @@ void ConvRT::runHighLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc
       }
       for (int k = 0; k < numSlots; ++k) {
         const int slot = (nextSlot - firstSlot - k) & (numChunks - 1);
-        std::copy_n(results[k], numBlockRows, acc + slot * state->numRows + firstRow);
+        copyRows(results[k], numBlockRows, acc + slot * state->numRows + firstRow);
       }
     }
   }
