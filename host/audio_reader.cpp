@@ -35,15 +35,27 @@ class FileDescriptor {
   int fd_;
 };
 
+void refuseUnlessRegular(const struct stat& status, const std::string& path) {
+  if (S_ISDIR(status.st_mode)) fail("cannot read ", path, ": it is a folder");
+  if (!S_ISREG(status.st_mode))
+    fail("cannot read ", path, ": it is not a regular file");
+}
+
+// Asks what the path leads to before it opens it: opening a pipe would wait for its
+// other end. Returns -1 with errno set if there is nothing to open.
+int openRegularFile(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == 0) refuseUnlessRegular(status, path);
+  return open(path.c_str(), O_RDONLY | O_CLOEXEC);
+}
+
 // Returns the size in bytes.
 std::int64_t refuseUnlessAudioCanBeThere(int fd, const std::string& path) {
   struct stat status = {};
   if (fd < 0 || fstat(fd, &status) != 0) {
     fail("cannot read ", path, ": ", std::generic_category().message(errno));
   }
-  if (S_ISDIR(status.st_mode)) fail("cannot read ", path, ": it is a folder");
-  if (!S_ISREG(status.st_mode))
-    fail("cannot read ", path, ": it is not a regular file");
+  refuseUnlessRegular(status, path);
   if (status.st_size == 0) fail("cannot read ", path, ": the file is empty (0 bytes)");
   return status.st_size;
 }
@@ -95,7 +107,7 @@ std::vector<Speaker> statedSpeakers(SNDFILE* file, const SF_INFO& info) {
 
 struct AudioReader::Impl {
   explicit Impl(const std::string& path)
-      : fd(open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+      : fd(openRegularFile(path)),
         fileBytes(refuseUnlessAudioCanBeThere(fd.get(), path)),
         header(readAudioHeader(fd.get(), fileBytes)),
         unfinished(fd.get(), fileBytes, header.lengthPos) {

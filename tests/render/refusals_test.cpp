@@ -1,4 +1,6 @@
 // What is refused, how that is said, and that nothing is lost by it.
+#include <sys/stat.h>
+
 #include <chrono>
 #include <csignal>
 #include <limits>
@@ -46,6 +48,7 @@ class Refusals : public testing::Test {
     spoil("inf.wav", 3, kInfinity);
     host::writeBytes(folder / "wet.wav", kOldOutput);
     std::filesystem::create_directory(folder / "folder.wav");
+    mkfifo((folder / "pipe.wav").c_str(), 0600);
     std::filesystem::create_hard_link(folder / "dry.wav", folder / "link.wav");
     names_ = folder.names();
   }
@@ -105,6 +108,8 @@ std::vector<Refusal> refusals() {
       {with({}, "truncated.wav"), {"truncated.wav", "4000", "400"}},
       {with({}, "nan.wav"), {"nan.wav", "nan", "8999"}},
       {with({}, "dry.wav", "inf.wav"), {"inf.wav", "inf", "frame 2"}},
+      {with({}, "pipe.wav"), {"pipe.wav", "not a regular file"}},
+      {with({}, "dry.wav", "pipe.wav"), {"pipe.wav", "not a regular file"}},
       // Files that do not fit.
       {with({}, "3.wav"), {"3.wav", "3 channels", "1, 2, 5 or 6"}},
       {with({}, "dry.wav", "3.wav"), {"3.wav", "3 channels", "--bformat"}},
