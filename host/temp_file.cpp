@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
+#include <filesystem>
+#include <optional>
 #include <system_error>
 
 #include "host/error.h"
@@ -20,7 +20,7 @@ namespace {
 
 static_assert(sizeof(off_t) == 8, "files of 2 GiB and more need 64-bit offsets");
 
-constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU};
 
 // Paths that the signal handler removes. Each points into a living TempFile; a free
 // slot holds null. Lock-free atomics are all that a handler may read.
@@ -41,15 +41,25 @@ void unregisterPath(const char* path) {
   }
 }
 
-// Async-signal-safe. SA_RESETHAND has restored the default action, which takes effect
-// when the handler returns and the signal it raised is no longer blocked.
+// Async-signal-safe. The default action comes back only when the files are gone, so
+// that no second signal can end the process before. It takes effect when the handler
+// returns and the signal it raised is no longer blocked.
 extern "C" void removeRegisteredPaths(int signal) {
-  const int savedErrno = errno;
   for (const auto& slot : registeredPaths) {
     if (const char* path = slot.load()) unlink(path);
   }
+  struct sigaction ending = {};
+  ending.sa_handler = SIG_DFL;
+  sigemptyset(&ending.sa_mask);
+  sigaction(signal, &ending, nullptr);
   raise(signal);
-  errno = savedErrno;
+}
+
+sigset_t endingSignals() {
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (const int signal : kEndingSignals) sigaddset(&ending, signal);
+  return ending;
 }
 
 // Holds the ending signals back, so that a file is never created without being
@@ -57,9 +67,7 @@ extern "C" void removeRegisteredPaths(int signal) {
 class SignalsHeld {
  public:
   SignalsHeld() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (const int signal : kEndingSignals) sigaddset(&ending, signal);
+    const sigset_t ending = endingSignals();
     pthread_sigmask(SIG_BLOCK, &ending, &previous_);
   }
   ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
@@ -72,15 +80,29 @@ class SignalsHeld {
 
 std::string systemMessage(int error) { return std::generic_category().message(error); }
 
-std::string withLinksResolved(const std::string& path) {
-  const std::unique_ptr<char, decltype(&std::free)> real(
-      realpath(path.c_str(), nullptr), &std::free);
-  return real ? std::string(real.get()) : path;
+// What a name leads to through symbolic links, be it there or not; of links in a
+// circle, one of them.
+std::string withLinksResolved(std::string path) {
+  constexpr int kMaxLinks = 40;  // as many as the kernel follows
+  for (int i = 0; i < kMaxLinks; ++i) {
+    std::error_code noLink;
+    const auto pointee = std::filesystem::read_symlink(path, noLink);
+    if (noLink) break;
+    path = std::filesystem::path(path).parent_path() / pointee;
+  }
+  return path;
 }
 
 std::string folderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+// Nothing if the file is not there.
+std::optional<mode_t> permissionsOf(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  return status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
 }
 
 }  // namespace
@@ -91,7 +113,10 @@ void checkReplaceable(const std::string& path) {
          systemMessage(errno), ")");
   }
   struct stat status;
-  if (stat(path.c_str(), &status) != 0) return;  // nothing there yet
+  if (stat(path.c_str(), &status) != 0) {
+    if (errno == ENOENT) return;  // nothing there yet
+    fail("cannot write ", path, ": ", systemMessage(errno));
+  }
   if (S_ISDIR(status.st_mode)) fail("cannot write ", path, ": it is a folder");
   if (!S_ISREG(status.st_mode))
     fail("cannot write ", path, ": it is not a regular file");
@@ -122,10 +147,12 @@ void TempFile::createBeside(const std::string& target) {
   const std::string stem = target.substr(0, nameStart) +
                            target.substr(nameStart, kMaxStemLen) + ".part-" +
                            std::to_string(getpid()) + "-";
+  // Nobody may read what will replace a file that they may not read.
+  const mode_t mode = permissionsOf(target).value_or(0666);
   const SignalsHeld held;
   for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
     tempPath_ = stem + std::to_string(attempt);
-    fd_ = open(tempPath_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    fd_ = open(tempPath_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
     if (fd_ >= 0) {
       registerPath(tempPath_.c_str());
       return;
@@ -137,6 +164,11 @@ void TempFile::createBeside(const std::string& target) {
 }
 
 void TempFile::commit() {
+  const auto permissions = permissionsOf(target_);
+  if (permissions && fchmod(fd_, *permissions) != 0) {
+    fail("cannot write ", finalPath_, ": it cannot keep its permissions (",
+         systemMessage(errno), ")");
+  }
   // Some file systems cannot synchronise and say EINVAL; there is nothing more to be
   // done.
   if (fsync(fd_) != 0 && errno != EINVAL) {
@@ -156,8 +188,7 @@ void TempFile::commit() {
 void removeTempFilesOnSignal() {
   struct sigaction action = {};
   action.sa_handler = removeRegisteredPaths;
-  sigemptyset(&action.sa_mask);
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  action.sa_mask = endingSignals();
   for (const int signal : kEndingSignals) {
     struct sigaction previous;
     if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_IGN) {

@@ -8,8 +8,9 @@ namespace ulmar::host {
 /// A file written under a temporary name in the folder of its final name. commit()
 /// makes it durable and renames it, replacing an older file of that name in one step;
 /// without commit() the destructor removes it and leaves an older file as it was. A
-/// symbolic link is followed, so that the file it points to is the one replaced.
-/// Permissions follow the umask.
+/// symbolic link is followed, so that the file it points to, there or not, is the one
+/// written. Permissions are those of the file that is replaced, and follow the umask
+/// where there is none.
 class TempFile {
  public:
   /// Creates the temporary file. Throws Error as checkReplaceable() does, and if no
@@ -30,18 +31,19 @@ class TempFile {
   void createBeside(const std::string& target);
 
   std::string finalPath_;  // as the caller wrote it, for messages
-  std::string target_;     // finalPath_ with symbolic links resolved
+  std::string target_;     // where finalPath_ leads to through symbolic links
   std::string tempPath_;   // empty once the file has its final name
   int fd_ = -1;
 };
 
 /// Throws Error if the name is of a folder, a device or a write-protected file, or if
-/// its folder is missing or write-protected. Touches nothing.
+/// its folder is missing or write-protected, or if symbolic links lead in a circle.
+/// Touches nothing.
 void checkReplaceable(const std::string& path);
 
-/// From now on SIGINT, SIGTERM and SIGHUP first remove the temporary files that exist
-/// at that moment (the newest 16 at most), then end the process as they would have
-/// done. A signal that the process was started to ignore stays ignored. For an
+/// From now on SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGXCPU first remove the temporary
+/// files that exist at that moment (16 at most), then end the process as they would
+/// have done. A signal that the process was started to ignore stays ignored. For an
 /// application's main().
 void removeTempFilesOnSignal();
 

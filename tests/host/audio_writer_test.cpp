@@ -44,19 +44,35 @@ TEST(AudioWriter, TheOldFileStandsUntilCommit) {
   EXPECT_EQ(dir.names(), Names{"out.wav"});
 }
 
-TEST(AudioWriter, LinksAreFollowedAndTheUmaskHolds) {
-  const ScratchDir dir;
-  std::filesystem::create_directory(dir / "music");
-  writeBytes(dir / "music/real.wav", "old");
-  std::filesystem::create_symlink("music/real.wav", dir / "link.wav");
-  const mode_t previous = umask(027);
-  writeAudio(dir / "link.wav", kStereo, noise(200));
-  umask(previous);
-  EXPECT_TRUE(std::filesystem::is_symlink(dir / "link.wav"));
+// Writes through a link; the file it leads to shall then have the permissions.
+void expectWrittenThrough(const ScratchDir& dir, const char* link, mode_t permissions) {
+  writeAudio(dir / link, kStereo, noise(200));
+  EXPECT_TRUE(std::filesystem::is_symlink(dir / link));
   EXPECT_EQ(AudioReader(dir / "music/real.wav").info().frames, 100);
   struct stat status = {};
   ASSERT_EQ(stat((dir / "music/real.wav").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0640U);
+  EXPECT_EQ(status.st_mode & 07777, permissions);
+}
+
+TEST(AudioWriter, LinksAreFollowedAndPermissionsHold) {
+  const ScratchDir dir;
+  std::filesystem::create_directory(dir / "music");
+  std::filesystem::create_symlink("real.wav", dir / "music/second.wav");
+  std::filesystem::create_symlink("music/second.wav", dir / "link.wav");
+  std::filesystem::create_symlink(dir / "link.wav", dir / "absolute.wav");
+  const mode_t previous = umask(027);
+  // Nothing is there yet, and then a file whose permissions are not the umask's.
+  expectWrittenThrough(dir, "absolute.wav", 0640);
+  for (const mode_t permissions : {0600U, 0666U}) {
+    ASSERT_EQ(chmod((dir / "music/real.wav").c_str(), permissions), 0);
+    expectWrittenThrough(dir, "link.wav", permissions);
+  }
+  umask(previous);
+  EXPECT_EQ(dir.names(), (Names{"absolute.wav", "link.wav", "music"}));
+
+  std::filesystem::create_symlink("circle.wav", dir / "circle.wav");
+  expectSentence(refusalOf([&] { AudioWriter(dir / "circle.wav", kStereo); }),
+                 {"circle.wav", "symbolic links"});
 }
 
 TEST(AudioWriter, WhatCannotBeWrittenIsRefusedAndNothingIsLeft) {
@@ -162,6 +178,8 @@ TEST(AudioWriter, AFullDiskIsReportedAndNothingIsLeft) {
 int statusOfInterruptedWriter(const std::string& path, int arriving, bool ignored) {
   const pid_t child = fork();
   if (child == 0) {
+    const rlimit noCore = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
     if (ignored) signal(arriving, SIG_IGN);
     removeTempFilesOnSignal();
     AudioWriter writer(path, kStereo);
@@ -177,7 +195,7 @@ int statusOfInterruptedWriter(const std::string& path, int arriving, bool ignore
 
 TEST(AudioWriter, ASignalLeavesNoTemporaryFile) {
   const ScratchDir dir;
-  for (const int arriving : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int arriving : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU}) {
     const int status = statusOfInterruptedWriter(dir / "out.wav", arriving, false);
     EXPECT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(WTERMSIG(status), arriving);
