@@ -23,9 +23,15 @@ void prepareSignals() {
   host::removeTempFilesOnSignal();
 }
 
-int refuse(const char* name, const char* sentence, int exitCode) {
-  std::cerr << name << ": " << sentence << '\n';
-  return exitCode;
+/// ", but wet.wav is complete", or nothing.
+std::string completeText(const std::vector<std::string>& written) {
+  if (written.empty()) return "";
+  std::string names;
+  for (const std::string& name : written) {
+    if (!names.empty()) names += " and ";
+    names += name;
+  }
+  return ", but " + names + (written.size() == 1 ? " is complete" : " are complete");
 }
 
 /// The library's layout with a usage line of our own, one empty line between groups,
@@ -65,22 +71,28 @@ std::string sentenceOf(const CLI::ParseError& error) {
 
 }  // namespace
 
-int runProgram(const char* name, const std::function<void()>& body) {
+int runProgram(const char* name,
+               const std::function<void(std::vector<std::string>& written)>& body) {
+  std::vector<std::string> written;
+  const auto refuse = [&](const char* sentence, int exitCode) {
+    std::cerr << name << ": " << sentence << completeText(written) << '\n';
+    return exitCode;
+  };
   try {
     prepareSignals();
-    body();
+    body(written);
     std::cout << std::flush;
     if (!std::cout) {
-      return refuse(name, "cannot write the report to standard output", kExitRefused);
+      return refuse("cannot write the report to standard output", kExitRefused);
     }
     return 0;
   } catch (const UsageError& error) {
-    return refuse(name, error.what(), kExitUsage);
+    return refuse(error.what(), kExitUsage);
   } catch (const std::bad_alloc&) {
-    return refuse(name, "there is not enough memory; a shorter response takes less",
+    return refuse("there is not enough memory; a shorter response takes less",
                   kExitRefused);
   } catch (const std::exception& error) {
-    return refuse(name, error.what(), kExitRefused);
+    return refuse(error.what(), kExitRefused);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "host/error.h"
 
@@ -19,8 +20,10 @@ class UsageError : public host::Error {
 /// The whole of a main(): prepares the signals, runs the body, and turns what it throws
 /// into one sentence on standard error that starts with the program's name. Returns the
 /// exit code: 0, 1 for a refusal, 2 for a UsageError. Text that standard output did not
-/// take is a refusal too, at the end: what the body wrote elsewhere is kept.
-int runProgram(const char* name, const std::function<void()>& body);
+/// take is a refusal too, at the end. `written` takes the names of files once they are
+/// complete: they are kept, and a later refusal says so.
+int runProgram(const char* name,
+               const std::function<void(std::vector<std::string>& written)>& body);
 
 /// To standard output, at once.
 void print(const std::string& text);

@@ -1,7 +1,9 @@
 // ulmar-inspect: what an impulse response is like, in numbers and a picture.
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include "apps/common/program.h"
 #include "apps/inspect/drawing.h"
@@ -27,10 +29,13 @@ void checkPicture(const Options& options) {
              ", which would be replaced; give the picture another name");
 }
 
-void run(const Options& options) {
+void run(const Options& options, std::vector<std::string>& written) {
   checkPicture(options);
   const Inspection inspection = inspect(options.response);
-  if (!options.picture.empty()) draw(inspection, options.picture);
+  if (!options.picture.empty()) {
+    draw(inspection, options.picture);
+    written.push_back(options.picture);
+  }
   apps::print(options.json ? figures(inspection) : describe(inspection));
 }
 
@@ -38,9 +43,10 @@ void run(const Options& options) {
 }  // namespace ulmar::inspect
 
 int main(int argc, char** argv) {
-  return ulmar::apps::runProgram("ulmar-inspect", [&] {
-    if (const auto options = ulmar::inspect::parseOptions(argc, argv)) {
-      ulmar::inspect::run(*options);
-    }
-  });
+  return ulmar::apps::runProgram(
+      "ulmar-inspect", [&](std::vector<std::string>& written) {
+        if (const auto options = ulmar::inspect::parseOptions(argc, argv)) {
+          ulmar::inspect::run(*options, written);
+        }
+      });
 }

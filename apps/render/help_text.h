@@ -20,7 +20,9 @@ A response has 1 channel (every channel of the material through the same respons
 2 (left, right) or 4 (true stereo: left to left, left to right, right to left, right
 to right); material has 1 or 2. A response at another sample rate is resampled to
 the material's. The output is limited to full scale, also in a float file. A failed
-or interrupted run writes nothing and leaves an existing file as it was.
+or interrupted run writes nothing and leaves an existing file as it was, but where
+only the picture or the printed report fails, the finished result stays, and the
+message says so.
 
 In 5.0 and 5.1 the loudspeakers stand at 0 degrees (centre), +-45 (left, right) and
 +-130 (surrounds). Files have them in the order left, right, centre, low-frequency,

@@ -1,5 +1,7 @@
 // ulmar-render: dry audio and an impulse response in, wet audio out.
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "apps/common/program.h"
 #include "apps/render/drawing.h"
@@ -14,7 +16,7 @@ namespace {
 
 using apps::print;
 
-void run(const Options& options) {
+void run(const Options& options, std::vector<std::string>& written) {
   host::AudioReader material(options.material);
   const Plan plan = makePlan(options, material.info());
   if (!options.json) print(describe(plan));
@@ -28,7 +30,11 @@ void run(const Options& options) {
     trace.emplace(plan.material.frames, plan.outFrames(), plan.format.sampleRate);
   }
   const Rendering rendering = render(plan, material, trace ? &*trace : nullptr);
-  if (trace) draw(plan, *trace);
+  written.push_back(options.output);
+  if (trace) {
+    draw(plan, *trace);
+    written.push_back(options.picture);
+  }
   print(options.json ? figures(plan, &rendering) : describe(plan, rendering));
 }
 
@@ -36,9 +42,10 @@ void run(const Options& options) {
 }  // namespace ulmar::render
 
 int main(int argc, char** argv) {
-  return ulmar::apps::runProgram("ulmar-render", [&] {
-    if (const auto options = ulmar::render::parseOptions(argc, argv)) {
-      ulmar::render::run(*options);
-    }
-  });
+  return ulmar::apps::runProgram(
+      "ulmar-render", [&](std::vector<std::string>& written) {
+        if (const auto options = ulmar::render::parseOptions(argc, argv)) {
+          ulmar::render::run(*options, written);
+        }
+      });
 }

@@ -242,10 +242,11 @@ TEST_F(Refusals, AFullDiskLosesNothing) {
 
 TEST_F(Refusals, AReportThatNobodyTakesIsAFailureAndTheFileIsKept) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
-  const Refusal refusal = {{}, {"standard output"}};
+  const Refusal refusal = {{}, {"standard output, but wet.wav is complete\n"}};
   for (const char* const option : {"--check", "--help", "--version"}) {
     SCOPED_TRACE(option);
-    expectRefusal(runIntoFullDevice(folder, with({option})), refusal);
+    expectRefusal(runIntoFullDevice(folder, with({option})),
+                  {{}, {"standard output\n"}});
     expectUntouched();
   }
   for (const char* const option : {"--align", "--json"}) {
@@ -254,6 +255,14 @@ TEST_F(Refusals, AReportThatNobodyTakesIsAFailureAndTheFileIsKept) {
     expectRefusal(runIntoFullDevice(folder, with({option})), refusal);
     EXPECT_EQ(host::readAudio(folder / "wet.wav").size(), 2U * kOutFrames);
   }
+}
+
+TEST_F(Refusals, APictureThatDoesNotFitIsAFailureAndTheFileIsKept) {
+  const auto arguments = with({"--picture", "wet.svg"}, "mono.wav", "mono.wav");
+  expectRefusal(Program(folder, arguments, 3000).wait(),
+                {{}, {"wet.svg", "File too large", ", but wet.wav is complete\n"}});
+  EXPECT_EQ(host::readAudio(folder / "wet.wav").size(), 3U);
+  EXPECT_FALSE(std::filesystem::exists(folder / "wet.svg"));
 }
 
 TEST_F(Refusals, AnInterruptedRunLosesNothing) {
