@@ -58,9 +58,21 @@ class HelpFormatter : public CLI::Formatter {
   std::string usage_;
 };
 
+/// An option of one value that is given more than once, or null.
+const CLI::Option* repeatedOption(const CLI::App& app) {
+  for (const CLI::Option* option : app.get_options()) {
+    if (option->get_items_expected_max() == 1 && option->count() > 1) return option;
+  }
+  return nullptr;
+}
+
 /// The library's words for what is wrong with the form of a command line, as a
 /// sentence.
-std::string sentenceOf(const CLI::ParseError& error) {
+std::string sentenceOf(const CLI::ParseError& error, const CLI::App& app) {
+  if (const CLI::Option* option = repeatedOption(app)) {
+    return option->get_name(false, true) + " is given " +
+           std::to_string(option->count()) + " times, and takes one value";
+  }
   std::string text = error.what();
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     return text.substr(0, text.find(':')) + " needs a value";
@@ -115,7 +127,7 @@ bool CommandLine::parse(int argc, const char* const* argv) {
     app_.exit(asked);
     return false;
   } catch (const CLI::ParseError& error) {
-    throw UsageError(sentenceOf(error));
+    throw UsageError(sentenceOf(error, app_));
   }
 }
 

@@ -18,14 +18,15 @@ constexpr const char* kExamples =
     "  ulmar-inspect hall.wav -o hall.svg\n"
     "      draws waveform, decay, spectrogram, spectrum and cepstrum as well\n"
     "\n"
-    "A failed or interrupted run writes nothing and leaves an existing file as it was.";
+    "A failed or interrupted run writes nothing and leaves an existing file as it was, "
+    "but\nwhere only the printed report fails, the finished picture stays, and the "
+    "message\nsays so.";
 
 }  // namespace
 
 std::optional<Options> parseOptions(int argc, const char* const* argv) {
   Options options;
   CLI::App app(kDescription, "ulmar-inspect");
-  app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.option_defaults()->group("Files");
   app.add_option("response", options.response,
                  "The impulse response: WAV, FLAC or AIFF")

@@ -249,7 +249,6 @@ void checkTogether(const Options& options) {
 std::optional<Options> parseOptions(int argc, const char* const* argv) {
   Options options;
   CLI::App app(kDescription, "ulmar-render");
-  app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   addFileOptions(app, options);
   addResponseOptions(app, options);
   addMixOptions(app, options);

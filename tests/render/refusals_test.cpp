@@ -155,6 +155,8 @@ std::vector<Refusal> refusals() {
       {with({"--seed", "1"}), {"--seed", "--room"}, 2},
       {with({"--loud"}), {"--loud"}, 2},
       {with({"--wet"}), {"--wet", "value"}, 2},
+      {with({"-i", "mono.wav"}), {"-i,--input", "2 times", "one value"}, 2},
+      {with({"--wet", "-3", "--wet=-6"}), {"--wet", "2 times", "one value"}, 2},
       {{"-i", "dry.wav", "-o", "wet.wav"}, {"--ir", "--room"}, 2},
       {{"--ir", "ir.wav", "-o", "wet.wav"}, {"-i"}, 2},
       {{"-i", "dry.wav", "--ir", "ir.wav"}, {"-o"}, 2},
