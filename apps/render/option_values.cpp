@@ -12,7 +12,6 @@
 namespace ulmar::render {
 namespace {
 
-constexpr Range kLevel = {-200.0, 60.0, " dB"};
 constexpr Range kTailSeconds = {0.0, 3600.0, " s"};
 
 [[noreturn]] void refuse(const std::string& option, const std::string& text,

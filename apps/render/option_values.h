@@ -21,6 +21,9 @@ struct Range {
   const char* unit;
 };
 
+/// Of --wet and --dry.
+inline constexpr Range kLevel = {-200.0, 60.0, " dB"};
+
 /// A finite decimal number, with or without a sign.
 double parseNumber(const std::string& option, const std::string& text,
                    const Range& range);

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <limits>
+#include <string>
 
 #include "apps/common/program.h"
 #include "apps/render/help_text.h"
@@ -238,6 +239,11 @@ void checkTogether(const Options& options) {
   }
   if (!options.response.empty() && options.room) {
     refuse("--ir and --room exclude each other: give one of them");
+  }
+  if (options.hfTruncate && options.blockLen < host::kMinTruncatedBlockLen) {
+    throw UsageError(
+        "--block is '" + std::to_string(options.blockLen) + "', and must be at least " +
+        std::to_string(host::kMinTruncatedBlockLen) + " with --hf-truncate");
   }
   if (options.seed && !options.room)
     refuse("--seed belongs to --room, which is not given");

@@ -219,10 +219,20 @@ std::string speedText(const Plan& plan, const Rendering& rendering) {
          " times real time";
 }
 
-// The gains that a signal passes.
-std::string gainsText(const Options& options) {
-  if (options.dryGain == 0.0) return "--wet";
-  return options.wetGain == 0.0 ? "--dry" : "--wet and --dry";
+// What change of level would have avoided clipping, in dB.
+std::string adviceText(const Options& options, double change) {
+  const auto takes = [change](double gain) {
+    return gain == 0.0 || 20.0 * std::log10(gain) + change >= kLevel.low;
+  };
+  // The gains that a signal passes.
+  const std::string names = options.dryGain == 0.0   ? "--wet"
+                            : options.wetGain == 0.0 ? "--dry"
+                                                     : "--wet and --dry";
+  if (takes(options.wetGain) && takes(options.dryGain)) {
+    return fixed(change, 2) + " dB on " + names + " would avoid it";
+  }
+  return "no level of " + names + " would avoid it, as the least is " +
+         fixed(kLevel.low, 0) + kLevel.unit;
 }
 
 std::string peakText(const Plan& plan, const Rendering& rendering) {
@@ -232,7 +242,7 @@ std::string peakText(const Plan& plan, const Rendering& rendering) {
   // Rounded down, so that it is enough.
   const double decibels = std::floor(2000.0 * std::log10(gain)) / 100.0;
   return text + ", clipped: the output is limited to full scale, also in float; " +
-         fixed(decibels, 2) + " dB on " + gainsText(plan.options) + " would avoid it";
+         adviceText(plan.options, decibels);
 }
 
 }  // namespace

@@ -22,17 +22,13 @@ host::RoomLayout roomLayoutOf(ResponseLayout response) {
 }
 
 host::Planar renderRoomFor(const Options& options, ResponseLayout layout,
-                           int sampleRate) {
+                           const host::AudioInfo& material) {
   host::RoomSpec room = host::roomPreset(*options.room);
   if (options.seed) room.seed = *options.seed;
-  return host::renderRoom(room, roomLayoutOf(layout), sampleRate);
-}
-
-host::Planar bFormatOf(const host::AudioFile& file, host::BFormat convention) {
   try {
-    return host::horizontalBFormat(file.samples, convention);
+    return host::renderRoom(room, roomLayoutOf(layout), material.sampleRate);
   } catch (const host::Error& error) {
-    host::fail("cannot use ", file.info.path, " as B-format: ", error.what());
+    host::fail("cannot put ", material.path, " into a room: ", error.what());
   }
 }
 
@@ -61,7 +57,7 @@ host::Planar readResponse(const Options& options, const host::AudioInfo& materia
   host::Planar signal;
   if (options.room) {
     routing = routingFor(options, material, nullptr);
-    signal = renderRoomFor(options, routing.response, material.sampleRate);
+    signal = renderRoomFor(options, routing.response, material);
     info.name = std::string("synthetic ") + wordFor(*options.room, kRoomWords);
     info.sourceRate = material.sampleRate;
     info.channels = static_cast<int>(signal.size());
@@ -73,7 +69,7 @@ host::Planar readResponse(const Options& options, const host::AudioInfo& materia
     info.sourceRate = file.info.sampleRate;
     info.channels = file.info.channels;
     if (routing.response == ResponseLayout::bFormat) {
-      signal = bFormatOf(file, *options.bFormat);
+      signal = host::horizontalBFormat(file.samples, *options.bFormat);
     } else if (routing.response == ResponseLayout::feeds) {
       signal = feedsOf(file);
     } else {

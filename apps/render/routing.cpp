@@ -1,6 +1,8 @@
 #include "apps/render/routing.h"
 
 #include <algorithm>
+#include <optional>
+#include <vector>
 
 #include "apps/common/text.h"
 #include "apps/render/option_values.h"
@@ -29,8 +31,10 @@ ChannelLayout materialLayout(const host::AudioInfo& material) {
        " are not those of mono, stereo, 5.0 or 5.1, which have 1, 2, 5 or 6");
 }
 
-// Channels of one response; nothing in B-format, where the convention decides.
-std::vector<int> channelCounts(ResponseLayout layout) {
+// Channels of one response. In B-format, whose convention is given, those of one source
+// or of a left and a right one.
+std::vector<int> channelCounts(ResponseLayout layout,
+                               std::optional<host::BFormat> convention) {
   switch (layout) {
     case ResponseLayout::mono:
       return {1};
@@ -41,14 +45,15 @@ std::vector<int> channelCounts(ResponseLayout layout) {
     case ResponseLayout::feeds:
       return {5, 6, 10};
     default:
-      return {};
+      if (convention == host::BFormat::ambix) return {4, 8};
+      return {3, 4, 6, 8};
   }
 }
 
-void refuseCount(const host::AudioInfo& response, ResponseLayout layout) {
-  const std::vector<int> counts = channelCounts(layout);
-  const bool fits =
-      counts.empty() || std::ranges::find(counts, response.channels) != counts.end();
+void refuseCount(const host::AudioInfo& response, ResponseLayout layout,
+                 std::optional<host::BFormat> convention) {
+  const std::vector<int> counts = channelCounts(layout, convention);
+  const bool fits = std::ranges::find(counts, response.channels) != counts.end();
   const bool ordered = layout != ResponseLayout::feeds || response.channels == 10 ||
                        host::layoutOf(response).has_value();
   if (fits && ordered) return;
@@ -57,7 +62,11 @@ void refuseCount(const host::AudioInfo& response, ResponseLayout layout) {
     if (!needed.empty()) needed += count == counts.back() ? " or " : ", ";
     needed += std::to_string(count);
   }
-  fail("cannot use ", response.path, " as ", nameOf(layout), ": it has ",
+  std::string name = nameOf(layout);
+  if (convention) {
+    name.append(" with --bformat ").append(wordFor(*convention, kBFormatWords));
+  }
+  fail("cannot use ", response.path, " as ", name, ": it has ",
        countText(response.channels, "channel"),
        fits ? " for other loudspeakers than those of 5.0 or 5.1"
             : ", and " + needed + " can be that");
@@ -95,7 +104,7 @@ ResponseLayout responseLayout(const Options& options, const host::AudioInfo& res
   } else {
     layout = layoutByCount(response);
   }
-  refuseCount(response, layout);
+  refuseCount(response, layout, options.bFormat);
   return layout;
 }
 

@@ -342,6 +342,26 @@ TEST(Output, KnowsRoomsBySizeAndSeed) {
   EXPECT_LT(rendered("hall").size(), rendered("cathedral").size());
 }
 
+// Down to a level that can be given, which then avoids it.
+TEST(Output, AdvisesAgainstClippingAsFarAsLevelsGo) {
+  const ScratchDir folder;
+  host::writeAudio(folder / "one.wav", {.channels = 1, .sampleRate = kRate}, {1.0F});
+  const auto report = [&](float sample, const std::string& options) {
+    host::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate},
+                     {sample});
+    const std::string call = "-i dry.wav --ir one.wav --dry off -o wet.wav " + options;
+    return expectRun(folder, words(call)).out;
+  };
+  const auto says = [](const std::string& text, const char* words) {
+    return text.find(words) != std::string::npos;
+  };
+  EXPECT_TRUE(says(report(1e9F, ""), "-180.01 dB on --wet would avoid it"));
+  EXPECT_TRUE(says(report(1e9F, "--wet -180.01"), "nothing clipped"));
+  const std::string tooLoud = report(1e11F, "");
+  EXPECT_TRUE(says(tooLoud, "no level of --wet would avoid it")) << tooLoud;
+  EXPECT_TRUE(says(tooLoud, "-200 dB")) << tooLoud;
+}
+
 TEST(Output, IsTheSameWithAPicture) {
   const ScratchDir folder;
   writeNoise(folder / "dry.wav", 2, 20000, 6);
