@@ -50,4 +50,20 @@ std::string audioText(int channels, int sampleRate, std::int64_t frames) {
          secondsText(frames, sampleRate);
 }
 
+std::string shellPath(const std::string& path) {
+  constexpr const char* kPlain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-+./,:@%";
+  const std::string file = path.starts_with('-') ? "./" + path : path;
+  if (file.find_first_not_of(kPlain) == std::string::npos) return file;
+  std::string quoted = "'";
+  for (const char letter : file) {
+    if (letter == '\'') {
+      quoted += "'\\''";  // the quotation ends, and starts again after a quote
+    } else {
+      quoted += letter;
+    }
+  }
+  return quoted + "'";
+}
+
 }  // namespace ulmar::apps

@@ -25,4 +25,7 @@ std::string countText(std::int64_t count, const std::string& noun);
 /// "2 channels, 48000 Hz, 4.32 s".
 std::string audioText(int channels, int sampleRate, std::int64_t frames);
 
+/// A path as a shell takes it for that very path, and a program for no option.
+std::string shellPath(const std::string& path);
+
 }  // namespace ulmar::apps

@@ -198,7 +198,7 @@ std::string suggestionText(const Inspection& inspection) {
     return text + "  " + unsuggestedText(inspection) + "\n";
   }
   const BlockChoice& choice = suggestions.blocks[suggestions.suggestedBlock];
-  text += "  ulmar-render --ir " + inspection.file.info.path;
+  text += "  ulmar-render --ir " + apps::shellPath(inspection.file.info.path);
   if (suggestions.asBFormat) text += " --bformat fuma";
   if (suggestions.start > 0) text += " --ir-start " + seconds(suggestions.start);
   if (suggestions.start + suggestions.length < inspection.numFrames()) {

@@ -1,5 +1,6 @@
 // What the inspector leaves behind: answers to odd responses, complete pictures, and
 // nothing at all where it refuses.
+#include <cstdio>
 #include <limits>
 
 #include "tests/inspect/responses.h"
@@ -44,6 +45,33 @@ TEST(OddResponses, GetASensibleAnswer) {
     if (!channel["silent"]) {
       EXPECT_TRUE(channel["broadband"]["t30"].is_null()) << channel;
     }
+  }
+}
+
+/// What a shell makes of a command's third word.
+std::string thirdWordOf(const std::string& command) {
+  const std::string script = "set -- " + command + "; printf %s \"$3\"";
+  std::FILE* const shell = popen(script.c_str(), "r");
+  std::string word;
+  for (int letter = 0; (letter = std::fgetc(shell)) != EOF;) {
+    word += static_cast<char>(letter);
+  }
+  EXPECT_EQ(pclose(shell), 0) << script;
+  return word;
+}
+
+TEST(OddNames, LeaveACommandThatCanBePasted) {
+  for (const std::string name :
+       {"hall.wav", "great hall.wav", "it's \"here\".wav", "$HOME `id` & ~.wav",
+        "~.wav", "h\xE4ll*.wav", "-i.wav"}) {
+    SCOPED_TRACE(name);
+    const ScratchDir folder;
+    write(folder, name.c_str(), 1, {0.5F});
+    const std::string text = render::expectRun(folder, {"--", name}).out;
+    const std::size_t start = text.find("ulmar-render --ir ");
+    ASSERT_NE(start, std::string::npos) << text;
+    const std::string command = text.substr(start, text.find('\n', start) - start);
+    EXPECT_EQ(thirdWordOf(command), name[0] == '-' ? "./" + name : name) << command;
   }
 }
 
