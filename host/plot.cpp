@@ -184,6 +184,13 @@ void Plot::band(std::span<const Extent> extents, Color color) {
   picture_.fill(outline, color);
 }
 
+void Plot::waveform(std::span<const Extent> extents, Color color) {
+  constexpr std::size_t kFew = 64;
+  band(extents, color);
+  if (extents.size() > kFew) return;
+  for (const Extent& extent : extents) disc({extent.x, extent.high}, 2.5, color);
+}
+
 void Plot::disc(Point2 at, double radius, Color color) {
   picture_.disc(pixel(at), radius, color);
 }

@@ -51,6 +51,8 @@ class Plot {
   void curve(std::span<const Point2> points, const Stroke& stroke);
   /// A filled band from low to high.
   void band(std::span<const Extent> extents, Color color);
+  /// A band, in which a few values are marked, as there may be no line to see.
+  void waveform(std::span<const Extent> extents, Color color);
   void disc(Point2 at, double radius, Color color);
   /// Across the whole frame. The text stands beside the line, at the top or above it.
   void verticalLine(double x, const Stroke& stroke, const std::string& text = "");

@@ -20,6 +20,10 @@ std::string fixed(double value, int decimals) {
   return isZero && digits[0] == '-' ? digits.substr(1) : digits;
 }
 
+TimeUnit unitFor(double seconds) {
+  return seconds < 0.1 ? TimeUnit{"ms", 1000.0} : TimeUnit{"s", 1.0};
+}
+
 std::string secondsText(double seconds) {
   constexpr double kHour = 3600.0;
   if (seconds < 1.0) return fixed(seconds, 3) + " s";

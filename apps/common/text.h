@@ -12,6 +12,13 @@ std::int64_t framesIn(double seconds, int sampleRate);
 /// Fixed decimals, with a point in every locale, and no minus before a zero.
 std::string fixed(double value, int decimals);
 
+/// Milliseconds where seconds would be small numbers.
+struct TimeUnit {
+  const char* name;
+  double perSecond;
+};
+TimeUnit unitFor(double seconds);
+
 /// "0.012 s", "4.32 s" or "1:02:03 h".
 std::string secondsText(std::int64_t frames, int sampleRate);
 std::string secondsText(double seconds);

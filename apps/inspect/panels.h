@@ -23,15 +23,6 @@ inline double durationOf(const Inspection& inspection) {
   return static_cast<double>(inspection.numFrames()) / inspection.sampleRate();
 }
 
-/// Milliseconds where seconds would be small numbers.
-struct TimeUnit {
-  const char* name;
-  double perSecond;
-};
-inline TimeUnit unitFor(double duration) {
-  return duration < 0.1 ? TimeUnit{"ms", 1000.0} : TimeUnit{"s", 1.0};
-}
-
 /// The upper end of an axis that leaves room for a legend above values up to `high`.
 double withRoomForLegend(double low, double high, std::size_t numEntries,
                          const host::Box& box);

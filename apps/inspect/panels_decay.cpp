@@ -65,14 +65,15 @@ std::string fitText(const Channel& channel) {
   return text;
 }
 
-std::vector<host::Point2> inUnit(TimeUnit unit, std::vector<host::Point2> points) {
+std::vector<host::Point2> inUnit(apps::TimeUnit unit,
+                                 std::vector<host::Point2> points) {
   for (host::Point2& point : points) point.x *= unit.perSecond;
   return points;
 }
 
 /// The late fit down to the lowest level, the early one to somewhat below its range. To
 /// be drawn before the curves, which they shall not hide.
-void drawFits(Plot& plot, const Decay& decay, double lowest, TimeUnit unit) {
+void drawFits(Plot& plot, const Decay& decay, double lowest, apps::TimeUnit unit) {
   const auto draw = [&](const Fit& fit, double low, double width) {
     if (!fit) return;
     const double end = (low - fit->levelAtZero) / fit->slope;
@@ -126,7 +127,7 @@ double longestTime(const Inspection& inspection) {
 void drawDecays(host::Picture& picture, const Inspection& inspection, const Box& box) {
   const double duration = shownDuration(inspection);
   const double lowest = lowestLevel(inspection);
-  const TimeUnit unit = unitFor(duration);
+  const apps::TimeUnit unit = apps::unitFor(duration);
   Plot plot(picture, box,
             anyFit(inspection) ? "Decay (Schroeder curve, dashed fits; pale: level)"
                                : "Decay (Schroeder curve; pale: level)",

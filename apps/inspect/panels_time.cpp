@@ -10,6 +10,8 @@
 namespace ulmar::inspect {
 namespace {
 
+using apps::TimeUnit;
+
 using host::Axis;
 using host::Box;
 using host::Plot;
@@ -18,7 +20,7 @@ constexpr host::Color kTrimmed = {0.45, 0.45, 0.48, 0.16};
 
 Axis timeAxis(const Inspection& inspection) {
   const double duration = durationOf(inspection);
-  const TimeUnit unit = unitFor(duration);
+  const TimeUnit unit = apps::unitFor(duration);
   return {.label = std::string("Time (") + unit.name + ")",
           .high = unit.perSecond * duration};
 }
@@ -35,18 +37,6 @@ std::vector<Axis::Tick> amplitudeTicks(double range) {
   text << value;
   return {
       {-value, std::string("-").append(text.str())}, {0.0, "0"}, {value, text.str()}};
-}
-
-/// A few samples are marked, as there may be no line to see.
-void drawSamples(Plot& plot, std::vector<host::Extent> extents, double unit,
-                 host::Color color) {
-  constexpr std::size_t kFew = 64;
-  for (host::Extent& extent : extents) extent.x *= unit;
-  plot.band(extents, color);
-  if (extents.size() > kFew) return;
-  for (const host::Extent& extent : extents) {
-    plot.disc({extent.x, extent.high}, 2.5, color);
-  }
 }
 
 /// Whether the suggested trim leaves out enough at one end to be seen, a few pixels.
@@ -100,7 +90,7 @@ void drawWaveforms(host::Picture& picture, const Inspection& inspection,
   for (const Channel& channel : inspection.channels)
     peak = std::max(peak, channel.peak);
   const double range = peak > 0.0 ? 1.1 * peak : 1.1;
-  const double unit = unitFor(durationOf(inspection)).perSecond;
+  const TimeUnit unit = apps::unitFor(durationOf(inspection));
   const char* const title = showsTrim(inspection)
                                 ? "Waveform (shaded: left out by the suggested trim)"
                                 : "Waveform";
@@ -117,11 +107,11 @@ void drawWaveforms(host::Picture& picture, const Inspection& inspection,
                     .high = range,
                     .ticks = amplitudeTicks(range)};
     Plot plot(picture, strip, first ? title : "", x, y);
-    drawSamples(plot,
-                waveformExtents(inspection.file.samples[i], inspection.sampleRate(),
-                                static_cast<std::size_t>(box.width)),
-                unit, colorOf(i));
-    shadeTrimmed(plot, inspection, unit);
+    auto extents = waveformExtents(inspection.file.samples[i], inspection.sampleRate(),
+                                   static_cast<std::size_t>(box.width));
+    for (host::Extent& extent : extents) extent.x *= unit.perSecond;
+    plot.waveform(extents, colorOf(i));
+    shadeTrimmed(plot, inspection, unit.perSecond);
     plot.legend(std::vector<host::LegendEntry>{
         {stripName(channel, inspection.sampleRate()), {colorOf(i), 2.0}}});
     plot.frame();

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "apps/common/text.h"
 
@@ -24,29 +25,61 @@ constexpr double kLeft = 82.0;
 constexpr double kInnerWidth = kWidth - 30.0 - kLeft;
 constexpr double kBetween = 90.0;
 
-Axis timeAxis(double duration) { return {.label = "Time (s)", .high = duration}; }
+/// The time that all diagrams show, and the unit that it is shown in.
+class TimeScale {
+ public:
+  explicit TimeScale(double seconds)
+      : seconds_(seconds), unit_(apps::unitFor(seconds)) {}
+
+  Axis axis() const {
+    return {.label = std::string("Time (") + unit_.name + ")",
+            .high = unit_.perSecond * seconds_};
+  }
+  /// Values over seconds as values over the unit.
+  template <class Value>
+  std::vector<Value> inUnit(std::vector<Value> values) const {
+    for (Value& value : values) value.x *= unit_.perSecond;
+    return values;
+  }
+
+ private:
+  double seconds_;
+  apps::TimeUnit unit_;
+};
 
 void drawWaveform(Picture& picture, const Box& box, const std::string& title,
-                  const Envelope& envelope, double peak, double duration,
+                  const Envelope& envelope, double peak, const TimeScale& time,
                   host::Color color) {
-  Plot plot(picture, box, title, timeAxis(duration),
+  Plot plot(picture, box, title, time.axis(),
             {.label = "Amplitude", .low = -1.1 * peak, .high = 1.1 * peak});
-  plot.band(envelope.extents(), color);
+  plot.waveform(time.inUnit(envelope.extents()), color);
   plot.frame();
 }
 
-void drawLevels(Picture& picture, const Box& box, const Trace& trace, double duration) {
+/// A few levels are marked, as there may be no line to see.
+void drawLevel(Plot& plot, const std::vector<host::Point2>& levels, double lowest,
+               const host::Stroke& stroke) {
+  constexpr std::size_t kFew = 64;
+  plot.curve(levels, stroke);
+  if (levels.size() > kFew) return;
+  for (const host::Point2& level : levels) {
+    if (level.y >= lowest) plot.disc(level, 2.5, stroke.color);
+  }
+}
+
+void drawLevels(Picture& picture, const Box& box, const Trace& trace,
+                const TimeScale& time) {
   Axis levels = {.label = "Level (dBFS)", .low = -100.0, .high = 10.0};
   for (int level = -100; level <= 0; level += 20) {
     levels.ticks.push_back({static_cast<double>(level), std::to_string(level)});
   }
-  Plot plot(picture, box, "Level over time", timeAxis(duration), levels);
+  Plot plot(picture, box, "Level over time", time.axis(), levels);
   const host::LegendEntry material = {"material",
                                       {.color = host::kCurveColors[0], .width = 1.5}};
   const host::LegendEntry output = {"output",
                                     {.color = host::kCurveColors[1], .width = 1.5}};
-  plot.curve(trace.material.levels(), material.stroke);
-  plot.curve(trace.output.levels(), output.stroke);
+  drawLevel(plot, time.inUnit(trace.material.levels()), levels.low, material.stroke);
+  drawLevel(plot, time.inUnit(trace.output.levels()), levels.low, output.stroke);
   plot.legend(std::vector{material, output});
   plot.frame();
 }
@@ -79,7 +112,7 @@ Axis costAxis(double least, double most) {
 }
 
 void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan& plan,
-               double duration) {
+               const TimeScale& time) {
   constexpr double kClockTick = 1e-3;  // microseconds
   std::vector<double> costs;
   for (const float seconds : trace.blockSeconds) {
@@ -93,11 +126,11 @@ void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan&
   const double most = any ? sorted.back() : 1.0;
   Plot plot(picture, box,
             "Cost of every block (a dot each, or the least and the most side by side)",
-            timeAxis(duration), costAxis(least, most));
+            time.axis(), costAxis(least, most));
   if (!any) return plot.remark("The stream is shorter than a block.");
   plot.horizontalLine(median, {.color = host::kInk, .dashed = true});
   for (const host::Extent& cost :
-       costExtents(plan, costs, static_cast<std::size_t>(box.width))) {
+       time.inUnit(costExtents(plan, costs, static_cast<std::size_t>(box.width)))) {
     plot.disc({cost.x, cost.low}, 1.4, host::kCurveColors[2]);
     if (cost.high > cost.low) {
       plot.disc({cost.x, cost.high}, 1.4, host::kCurveColors[2]);
@@ -129,8 +162,7 @@ void draw(const Plan& plan, const Trace& trace) {
   constexpr Picture::Font kNameFont = {.size = 21.0, .color = host::kInk, .bold = true};
   constexpr double kRowHeight = 150.0;
   constexpr double kTallRowHeight = 200.0;
-  const double duration =
-      static_cast<double>(plan.outFrames()) / plan.format.sampleRate;
+  const TimeScale time(static_cast<double>(plan.outFrames()) / plan.format.sampleRate);
   const double largest = std::max(trace.material.peak(), trace.output.peak());
   const double peak = largest > 0.0 ? largest : 1.0;
 
@@ -138,17 +170,17 @@ void draw(const Plan& plan, const Trace& trace) {
   picture.text({30.0, 38.0}, picture.shortened(titleOf(plan), kWidth - 60.0, kNameFont),
                host::Align::left, kNameFont);
   Box box = {kLeft, 88.0, kInnerWidth, kRowHeight};
-  drawWaveform(picture, box, "Material (dry)", trace.material, peak, duration,
+  drawWaveform(picture, box, "Material (dry)", trace.material, peak, time,
                host::kCurveColors[0]);
   box.top = box.bottom() + kBetween;
   drawWaveform(picture, box,
                "Output " + nameOf(plan.options.output) + " (wet and dry as mixed)",
-               trace.output, peak, duration, host::kCurveColors[1]);
+               trace.output, peak, time, host::kCurveColors[1]);
   box.top = box.bottom() + kBetween;
   box.height = kTallRowHeight;
-  drawLevels(picture, box, trace, duration);
+  drawLevels(picture, box, trace, time);
   box.top = box.bottom() + kBetween;
-  drawCosts(picture, box, trace, plan, duration);
+  drawCosts(picture, box, trace, plan, time);
   picture.commit();
 }
 

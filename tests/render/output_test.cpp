@@ -454,6 +454,22 @@ TEST(Output, IsDrawnInTimeWithTheMaterial) {
   }
 }
 
+// A single frame makes no line: its waveform and its level are marked, in the middle.
+TEST(Output, IsDrawnAlsoOfASingleFrame) {
+  const ScratchDir folder;
+  host::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate}, {0.5F});
+  expectRun(folder, words("-i dry.wav --ir dry.wav -o wet.wav --picture p.svg"));
+  const std::string svg = host::bytesOf(folder / "p.svg");
+  for (const char* const color : {"0%,44.7%,69.8%", "83.5%,36.9%,0%"}) {
+    SCOPED_TRACE(color);
+    constexpr double kPixel = 1.0 / kWidth;
+    const std::vector<double> marks = discsIn(svg, color);
+    ASSERT_EQ(marks.size(), 3U);  // the first is the band, which has no width
+    EXPECT_NEAR(marks[1], 0.5, 2.0 * kPixel);
+    EXPECT_NEAR(marks[2], 0.5, 2.0 * kPixel);
+  }
+}
+
 TEST(Output, TakesNoMoreMemoryForLongerMaterial) {
   constexpr int kLongFrames = 10'000'000;  // 40 MB as float
   const ScratchDir folder;
