@@ -9,12 +9,15 @@ case $# in
   2) dry=$(realpath -m -- "$1") hall=$(realpath -m -- "$2") ;;
   *) sed -n '2,5s/^# //p' "$0" >&2 && exit 2 ;;
 esac
+caller=$PWD
 cd "$(dirname "$0")"
 . cmake/setup.sh
 [ $# -eq 0 ] || [ -r "$dry" ] || fail "there is no file $dry to read."
 [ $# -eq 0 ] || [ -r "$hall" ] || fail "there is no file $hall to read."
 
+# What is written is named so that it is found from where the script was called.
 out=build/demo
+[ . -ef "$caller" ] || out=$PWD/$out
 
 # fetchFrom PACKAGE PATH: takes one file out of a Debian package without installing it.
 fetchFrom() {
