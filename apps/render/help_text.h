@@ -33,8 +33,8 @@ left surround, right surround, unless they say otherwise. A response for them is
              for its energy above. Stereo material spreads from one source to both
              sides.
   feeds      the loudspeakers' own signals in their order in files: 5 channels, each
-             side of the material to its own side and to the centre; or 10, five from
-             left and five from right.
+             side of the material to its own side and, at -3 dB, to the centre; or
+             10, five from left and five from right.
 Dry mono comes from the centre, dry stereo from left and right. 5.0 and 5.1 material
 feeds the reverberation as left and right, see --fold; dry, it keeps its channels.
 The low-frequency channel of 5.1 is copied as it is, in time with the others. From

@@ -104,12 +104,13 @@ void addMixOptions(CLI::App& app, Options& options) {
   addValue(
       app, "--wet", "DB",
       [&](const std::string& text) { options.wetGain = parseGain("--wet", text); },
-      "Level of the reverberation (default: 0)\n"
-      "or 'off'");
+      "Level of the reverberation (default: 0),\n"
+      "or 'off' or '-inf' for none");
   addValue(
       app, "--dry", "DB",
       [&](const std::string& text) { options.dryGain = parseGain("--dry", text); },
-      "Level of the dry signal (default: 0) or 'off'");
+      "Level of the dry signal (default: 0),\n"
+      "or 'off' or '-inf' for none");
   addValue(
       app, "--predelay", "MS",
       [&](const std::string& text) {

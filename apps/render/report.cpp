@@ -103,8 +103,8 @@ std::string feedsText(const Plan& plan) {
     text = "mono to five loudspeakers, each through its own response";
   } else if (plan.responses.perOutput) {
     text =
-        "left to the left loudspeakers, right to the right ones, both to the centre, "
-        "each through its own response";
+        "left to the left loudspeakers, right to the right ones, both at -3 dB to the "
+        "centre, each through its own response";
   } else {
     text = "left and right to five loudspeakers each, through their own responses";
   }
