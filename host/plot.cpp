@@ -188,7 +188,10 @@ void Plot::waveform(std::span<const Extent> extents, Color color) {
   constexpr std::size_t kFew = 64;
   band(extents, color);
   if (extents.size() > kFew) return;
-  for (const Extent& extent : extents) disc({extent.x, extent.high}, 2.5, color);
+  for (const Extent& extent : extents) {
+    disc({extent.x, extent.high}, 2.5, color);
+    if (extent.low < extent.high) disc({extent.x, extent.low}, 2.5, color);
+  }
 }
 
 void Plot::disc(Point2 at, double radius, Color color) {
