@@ -45,6 +45,8 @@ class Program {
     const bool ready = redirect(STDOUT_FILENO, out) &&
                        redirect(STDERR_FILENO, log_ / "err") &&
                        chdir(path.c_str()) == 0;
+    const rlimit noCore = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
     if (maxFileBytes) {
       const rlimit limit = {*maxFileBytes, *maxFileBytes};
       setrlimit(RLIMIT_FSIZE, &limit);
