@@ -164,11 +164,9 @@ void TempFile::createBeside(const std::string& target) {
 }
 
 void TempFile::commit() {
-  const auto permissions = permissionsOf(target_);
-  if (permissions && fchmod(fd_, *permissions) != 0) {
-    fail("cannot write ", finalPath_, ": it cannot keep its permissions (",
-         systemMessage(errno), ")");
-  }
+  // The file was created with these or fewer. Where the file system has none, that is
+  // all there is.
+  if (const auto permissions = permissionsOf(target_)) fchmod(fd_, *permissions);
   // Some file systems cannot synchronise and say EINVAL; there is nothing more to be
   // done.
   if (fsync(fd_) != 0 && errno != EINVAL) {

@@ -18,7 +18,6 @@ namespace {
 
 using apps::fixed;
 using apps::framesIn;
-using apps::secondsText;
 
 using host::fail;
 
@@ -26,11 +25,11 @@ using host::fail;
 // cosine.
 void trim(const Options& options, host::Planar& signal, ResponseInfo& info) {
   const int rate = info.sourceRate;
-  const std::string duration = secondsText(info.sourceFrames, rate);
+  const double duration = static_cast<double>(info.sourceFrames) / rate;
   info.startFrame = framesIn(options.responseStart, rate);
   if (info.startFrame >= info.sourceFrames) {
     fail("cannot use ", info.name, " from ", options.responseStart,
-         " s on (--ir-start): it lasts ", duration);
+         " s on (--ir-start): it lasts ", duration, " s");
   }
   info.usedFrames = info.sourceFrames - info.startFrame;
   if (options.responseLength) {
@@ -45,7 +44,8 @@ void trim(const Options& options, host::Planar& signal, ResponseInfo& info) {
   info.fadeFrames = framesIn(options.responseFade, rate);
   if (info.fadeFrames > info.usedFrames) {
     fail("cannot fade ", info.name, " out over ", options.responseFade,
-         " s (--ir-fade): ", secondsText(info.usedFrames, rate), " of it are used");
+         " s (--ir-fade): ", static_cast<double>(info.usedFrames) / rate,
+         " s of it are used");
   }
   const std::int64_t fadeStart = info.usedFrames - info.fadeFrames;
   for (auto& channel : signal) {
