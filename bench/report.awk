@@ -97,10 +97,15 @@ function kernels(    b, i, n, bodies, body) {
     }
 }
 
-# The row products of 2x2, 2 s and blocks of 512 at the limit, over the mean of zita.
-function alone(b,    ns) {
-  ns = 4 * (512 / 4) * int((96000 + 511) / 512) * value(b, "limit/" widest(b))
+# What parts of a block of 2x2, 2 s, 512 take of the mean block of zita.
+function ofZita(b, ns) {
   return sprintf("%.2f", 1e-3 * ns / value(b, "block/2x2/2/512/zita-default/us"))
+}
+function products(b, rate) {
+  return ofZita(b, 4 * (512 / 4) * int((96000 + 511) / 512) * value(b, rate))
+}
+function transforms(b) {
+  return ofZita(b, 2 * (value(b, "forward/1024/" best(b)) + value(b, "inverse/1024/" best(b))))
 }
 
 function buildName(b) { return b == 1 ? "x86-64" : "i386" }
@@ -134,9 +139,15 @@ END {
   say("\nWhat decides them:\n")
   say("- zita-convolver\x27s default partitions grow with the response (to 8192 samples), so it needs")
   say("  a fraction of the multiply-adds, in single blocks that cost many times the mean (the last")
-  say("  column below). A uniform scheme takes numRows times B row products a pair and block: for")
-  say("  2x2, 2 s and blocks of 512 those alone, at the limit of the machine, take " alone(1) " of zita\x27s")
-  say("  mean block on x86-64 and " alone(2) " on i386. `hfTruncate` removes half of what can be removed.")
+  say("  column below). A uniform scheme takes numRows times B row products a pair and block. Of")
+  say("  zita\x27s mean block for 2x2, 2 s and 512 (x86-64, i386), they would take " \
+      products(1, "limit/" widest(1)) " and " products(2, "limit/" widest(2)) " at the")
+  say("  machine\x27s limit, and take " products(1, "runHighLatency/" best(1)) " and " \
+      products(2, "runHighLatency/" best(2)) " at the high tier\x27s rate; the transforms take " \
+      transforms(1) " and")
+  say("  " transforms(2) ". The rest was not taken apart: low and mid tier, rounding to rows and back, and")
+  say("  four times the partitions that the rate was measured with.")
+  say("  `hfTruncate` removes half of what can be removed.")
   say("- The transforms keep radix-2 butterflies, operand for operand, and the inverse is a full")
   say("  complex one: both are part of the arithmetic that every path shares.")
   say("- In 32-bit mode this processor runs 128-bit code at two thirds of its speed after any")
