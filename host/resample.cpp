@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <memory>
 #include <numeric>
-#include <utility>
 
 #include "host/error.h"
 
@@ -96,27 +95,26 @@ Planar resampleResponse(const Planar& response, int fromRate, int toRate) {
   if (fromRate == toRate) return response;
   // Silence around the response for the ringing; before it of a length that is a whole
   // number of frames at either rate.
-  const int common = std::gcd(fromRate, toRate);
-  const int ringing = resampleRinging(fromRate, toRate);
-  const int numPeriods = (ringing - 1) / (toRate / common) + 1;
-  const auto before = static_cast<std::size_t>(numPeriods * (fromRate / common));
-  const int excess = numPeriods * (toRate / common) - ringing;
-  const double gain = static_cast<double>(fromRate) / toRate;
+  const auto fromPeriod =
+      static_cast<std::size_t>(fromRate / std::gcd(fromRate, toRate));
+  const auto toPeriod = static_cast<std::size_t>(toRate / std::gcd(fromRate, toRate));
+  const auto ringing = static_cast<std::size_t>(resampleRinging(fromRate, toRate));
+  const std::size_t numPeriods = (ringing - 1) / toPeriod + 1;
+  const auto excess = static_cast<std::ptrdiff_t>(numPeriods * toPeriod - ringing);
 
-  Planar out;
-  for (const auto& channel : response) {
-    std::vector<float> padded(before);
-    padded.insert(padded.end(), channel.begin(), channel.end());
-    const auto frames = static_cast<std::size_t>(
-        std::ceil(static_cast<double>(channel.size()) * toRate / fromRate));
-    std::vector<float> resampled =
-        resampleChannel(padded, fromRate, toRate,
-                        static_cast<std::size_t>(excess + 2 * ringing) + frames);
-    resampled.erase(resampled.begin(), resampled.begin() + excess);
-    for (float& sample : resampled) {
+  Planar out = response;
+  for (auto& channel : out) {
+    channel.insert(channel.begin(), numPeriods * fromPeriod, 0.0F);
+    channel.resize(channel.size() + numPeriods * fromPeriod);
+  }
+  out = resample(out, fromRate, toRate);
+  const double gain = static_cast<double>(fromRate) / toRate;
+  for (auto& channel : out) {
+    channel.erase(channel.begin(), channel.begin() + excess);
+    channel.resize(channel.size() - static_cast<std::size_t>(excess));
+    for (float& sample : channel) {
       sample = static_cast<float>(static_cast<double>(sample) * gain);
     }
-    out.push_back(std::move(resampled));
   }
   return out;
 }
