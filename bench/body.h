@@ -1,7 +1,7 @@
 // Which body of the kernels the library takes, and a clean slate for it.
 #pragma once
 
-#include "base/isa.h"
+#include "ulmar/base/isa.h"
 
 namespace ulmar::bench {
 

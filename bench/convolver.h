@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/impulse.h"
+#include "ulmar/host/responses.h"
 
 namespace ulmar::bench {
 

@@ -8,8 +8,8 @@
 #include "bench/limit.h"
 #include "bench/transforms.h"
 #include "bench/ulmar.h"
-#include "convrt/row_kernels.h"
-#include "host/geometry.h"
+#include "ulmar/convrt/row_kernels.h"
+#include "ulmar/host/geometry.h"
 
 namespace ulmar::bench {
 namespace {

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "bench/convolver.h"
-#include "fft/fft.h"
-#include "spectral/UpdateOstinFFT.h"
+#include "ulmar/fft/fft.h"
+#include "ulmar/spectral/UpdateOstinFFT.h"
 
 namespace ulmar::bench {
 namespace {

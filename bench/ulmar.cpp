@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "base/align.h"
-#include "process/engine_cycle.h"
+#include "ulmar/base/align.h"
+#include "ulmar/process/engine_cycle.h"
 
 namespace ulmar::bench {
 

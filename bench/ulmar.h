@@ -2,9 +2,9 @@
 #pragma once
 
 #include "bench/convolver.h"
-#include "convrt/convrt.h"
-#include "host/areas.h"
-#include "host/stream.h"
+#include "ulmar/convrt/convrt.h"
+#include "ulmar/host/areas.h"
+#include "ulmar/host/stream.h"
 
 namespace ulmar::bench {
 

@@ -27,6 +27,18 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
 endif()
 target_link_libraries(ulmar_core_flags INTERFACE ulmar_arithmetic ulmar_warnings)
 
+# What the libraries beside libulmar have in common: they may become part of a host's own shared
+# library, and publish nothing from there.
+function(ulmar_add_room target)
+  set_target_properties(
+    ${target}
+    PROPERTIES POSITION_INDEPENDENT_CODE ON
+               CXX_VISIBILITY_PRESET hidden
+               VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_link_libraries(${target} PRIVATE ulmar_arithmetic ulmar_warnings)
+endfunction()
+
 # The address and undefined-behaviour sanitizers, in everything that is built.
 option(ULMAR_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
 if(ULMAR_SANITIZE)

@@ -8,6 +8,3 @@ set(CMAKE_CXX_FLAGS_INIT "-m32 -D_FILE_OFFSET_BITS=64")
 # A library that is missing in 32 bits is missing, even where its 64-bit twin is installed.
 set(CMAKE_IGNORE_PATH /usr/lib/x86_64-linux-gnu /lib/x86_64-linux-gnu)
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/i386-linux-gnu/pkgconfig:/usr/share/pkgconfig)
-
-# Libraries that cmake/setup.sh could not install in 32 bits.
-set(CMAKE_LIBRARY_PATH "${CMAKE_CURRENT_LIST_DIR}/../build/i386-libraries")

@@ -18,9 +18,9 @@ asRoot() {
 }
 
 # packagesFor PRESET: the packages that building and testing the preset takes. Cairo in 32
-# bits is not among them, see provideCairo32.
+# bits is not among them, see tryCairo32.
 packagesFor() {
-  echo cmake g++ ninja-build libcairo2-dev libcli11-dev nlohmann-json3-dev
+  echo cmake g++ ninja-build pkg-config libcairo2-dev libcli11-dev nlohmann-json3-dev
   case $1 in
     i386*) echo g++-multilib libgtest-dev:i386 libsndfile1-dev:i386 libsoxr-dev:i386 ;;
     *) echo libgtest-dev libsndfile1-dev libsoxr-dev ;;
@@ -54,7 +54,7 @@ installFor() {
   done
   if [ ${#missing[@]} -gt 0 ]; then installMissing "${missing[@]}"; fi
   case "$*" in
-    *i386*) provideCairo32 ;;
+    *i386*) tryCairo32 ;;
   esac
 }
 
@@ -78,34 +78,19 @@ aptInstall() {
     install -y --no-install-recommends --no-remove "$@"
 }
 
-# provideCairo32: cairo as a 32-bit library; its headers are the native package's. A package
+# tryCairo32: cairo as a 32-bit library, for the pictures of the 32-bit programs. A package
 # must have one version in all architectures, so that it cannot be installed while the
-# archive of one is ahead of the other's. The libraries are then unpacked into build/, where
-# cmake/i386.cmake looks.
-provideCairo32() {
-  local folder=build/i386-libraries log=build/cairo32.log package
-  local -a packages=(libbrotli1 libbsd0 libcairo2 libexpat1 libfontconfig1 libfreetype6 libmd0
-    libpixman-1-0 libpng16-16 libx11-6 libxau6 libxcb1 libxcb-render0 libxcb-shm0 libxdmcp6
-    libxext6 libxrender1 zlib1g)
-  if dpkg-query -W -f '${db:Status-Status}' libcairo2:i386 2>/dev/null | grep -qx installed ||
-    [ -d "$folder" ]; then
+# archive of one is ahead of the other's. The programs are then built without pictures, and
+# refuse them.
+tryCairo32() {
+  local log=build/cairo32.log
+  if dpkg-query -W -f '${db:Status-Status}' libcairo2-dev:i386 2>/dev/null | grep -qx installed ||
+    [ -e "$log" ]; then
     return 0
   fi
-  say "Installing libcairo2:i386 (details in $log)"
-  if aptInstall libcairo2:i386 >"$log" 2>&1; then return 0; fi
-  echo "It cannot be installed beside its 64-bit twin; unpacking it into $folder."
-  rm -rf "$folder.part" && mkdir -p "$folder.part/packages"
-  (cd "$folder.part/packages" && apt-get download "${packages[@]/%/:i386}") >>"$log" 2>&1 || {
-    tail -n 5 "$log" >&2
-    fail "the 32-bit packages of cairo could not be downloaded."
-  }
-  for package in "$folder.part"/packages/*.deb; do
-    dpkg-deb -x "$package" "$folder.part/packages/root"
-  done
-  find "$folder.part/packages/root" -path '*/i386-linux-gnu/lib*.so.*' \
-    -exec mv -t "$folder.part" {} +
-  rm -r "$folder.part/packages"
-  mv "$folder.part" "$folder"
+  say "Installing libcairo2-dev:i386 (details in $log)"
+  aptInstall libcairo2-dev:i386 >"$log" 2>&1 ||
+    echo "It cannot be installed beside its 64-bit twin: the 32-bit programs draw no pictures."
 }
 
 # refreshPackageLists LOG: a list that cannot be had is no reason to stop, as what is wanted

@@ -7,7 +7,7 @@
 #include <memory>
 #include <new>
 
-#include "host/temp_file.h"
+#include "ulmar/audio/temp_file.h"
 
 namespace ulmar::apps {
 namespace {
@@ -20,7 +20,7 @@ constexpr int kExitUsage = 2;
 void prepareSignals() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
-  host::removeTempFilesOnSignal();
+  audio::removeTempFilesOnSignal();
 }
 
 /// ", but wet.wav is complete", or nothing.

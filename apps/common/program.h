@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "host/error.h"
+#include "ulmar/host/error.h"
 
 namespace ulmar::apps {
 
 /// A command line that cannot be understood.
-class UsageError : public host::Error {
+class UsageError : public Error {
  public:
   using Error::Error;
 };

@@ -6,7 +6,7 @@
 namespace ulmar::inspect {
 namespace {
 
-using host::Picture;
+using draw::Picture;
 
 // The page, in pixels. A row of diagrams takes its frame, the title above and the
 // labels below.
@@ -29,13 +29,13 @@ double waveformHeight(const Inspection& inspection) {
 }
 
 void drawHeader(Picture& picture, const Inspection& inspection) {
-  constexpr Picture::Font kNameFont = {.size = 21.0, .color = host::kInk, .bold = true};
-  constexpr Picture::Font kTextFont = {.size = 14.0, .color = host::kSoftInk};
+  constexpr Picture::Font kNameFont = {.size = 21.0, .color = draw::kInk, .bold = true};
+  constexpr Picture::Font kTextFont = {.size = 14.0, .color = draw::kSoftInk};
   constexpr double kTextWidth = kWidth - 2.0 * kMargin;
-  const host::AudioInfo& info = inspection.file.info;
+  const audio::AudioInfo& info = inspection.file.info;
   const std::string name = info.path.substr(info.path.rfind('/') + 1);
   picture.text({kMargin, 38.0}, picture.shortened(name, kTextWidth, kNameFont),
-               host::Align::left, kNameFont);
+               draw::Align::left, kNameFont);
   std::string text = info.format + ", ";
   text += apps::audioText(info.channels, info.sampleRate, info.frames);
   text += " (";
@@ -47,20 +47,20 @@ void drawHeader(Picture& picture, const Inspection& inspection) {
     text += " channels are drawn";
   }
   picture.text({kMargin, 62.0}, picture.shortened(text, kTextWidth, kTextFont),
-               host::Align::left, kTextFont);
+               draw::Align::left, kTextFont);
 }
 
 }  // namespace
 
 double withRoomForLegend(double low, double high, std::size_t numEntries,
-                         const host::Box& box) {
+                         const draw::Box& box) {
   const double part = (19.0 * static_cast<double>(numEntries) + 20.0) / box.height;
   return low + (high - low) / (1.0 - part);
 }
 
 void draw(const Inspection& inspection, const std::string& path) {
   constexpr double kBetweenRows = kLabels + kTitle;
-  const host::Box waveforms = {kLeft, kHeader + kTitle, kInnerWidth,
+  const draw::Box waveforms = {kLeft, kHeader + kTitle, kInnerWidth,
                                waveformHeight(inspection)};
   const double decayTop = waveforms.bottom() + kBetweenRows;
   const double spectrogramTop = decayTop + kRowHeight + kBetweenRows;

@@ -25,8 +25,8 @@ std::pair<std::size_t, std::size_t> columnRange(std::size_t column,
 
 /// ln 10^6 over the time of 60 dB: a decay's power over the energy that is still to
 /// come. 0 if there is no decay.
-double decayRate(const Channel& channel) {
-  const Decay& decay = channel.broadband.decay;
+double decayRate(const acoustics::Channel& channel) {
+  const acoustics::Decay& decay = channel.broadband.decay;
   if (decay.reachesNoise && decay.tailEnergy > 0.0) {
     return decay.noisePower / decay.tailEnergy;
   }
@@ -38,13 +38,13 @@ double decayRate(const Channel& channel) {
 
 }  // namespace
 
-std::vector<host::Extent> waveformExtents(Samples samples, double sampleRate,
+std::vector<draw::Extent> waveformExtents(acoustics::Samples samples, double sampleRate,
                                           std::size_t numColumns) {
-  std::vector<host::Extent> extents;
+  std::vector<draw::Extent> extents;
   numColumns = std::min(numColumns, samples.size());
   for (std::size_t column = 0; column < numColumns; ++column) {
     const auto [first, end] = columnRange(column, numColumns, 0, samples.size());
-    const Samples inside = part(samples, first, end);
+    const acoustics::Samples inside = acoustics::part(samples, first, end);
     const auto [low, high] = std::minmax_element(inside.begin(), inside.end());
     const double time = 0.5 * static_cast<double>(first + end - 1) / sampleRate;
     extents.push_back({time, double{*low}, double{*high}});
@@ -52,9 +52,10 @@ std::vector<host::Extent> waveformExtents(Samples samples, double sampleRate,
   return extents;
 }
 
-std::vector<host::Point2> decayCurve(const Channel& channel, std::size_t numPoints) {
+std::vector<draw::Point2> decayCurve(const acoustics::Channel& channel,
+                                     std::size_t numPoints) {
   const std::vector<double>& curve = channel.broadband.decay.curve;
-  std::vector<host::Point2> points;
+  std::vector<draw::Point2> points;
   const std::size_t stride = curve.size() / numPoints + 1;
   for (std::size_t i = 0; i < curve.size(); i += stride) {
     points.push_back({channel.profile.timeOf(i), curve[i]});
@@ -62,16 +63,16 @@ std::vector<host::Point2> decayCurve(const Channel& channel, std::size_t numPoin
   return points;
 }
 
-std::vector<host::Point2> levelCurve(const Channel& channel, double duration,
+std::vector<draw::Point2> levelCurve(const acoustics::Channel& channel, double duration,
                                      std::size_t numPoints) {
-  const EnergyProfile& profile = channel.profile;
+  const acoustics::EnergyProfile& profile = channel.profile;
   const double whole =
       std::accumulate(profile.energy.begin(), profile.energy.end(), 0.0);
   const double rate = decayRate(channel);
   const std::size_t numSteps = std::min(
       profile.energy.size(), static_cast<std::size_t>(duration / profile.step) + 1);
   numPoints = std::min(numPoints, numSteps);
-  std::vector<host::Point2> points;
+  std::vector<draw::Point2> points;
   for (std::size_t column = 0; column < numPoints; ++column) {
     const auto [first, end] = columnRange(column, numPoints, 0, numSteps);
     double energy = 0.0;
@@ -85,9 +86,10 @@ std::vector<host::Point2> levelCurve(const Channel& channel, double duration,
   return points;
 }
 
-std::vector<host::Extent> spectrumExtents(const EnergySpectrum& spectrum, double lowest,
-                                          double highest, std::size_t numColumns) {
-  std::vector<host::Extent> extents;
+std::vector<draw::Extent> spectrumExtents(const acoustics::EnergySpectrum& spectrum,
+                                          double lowest, double highest,
+                                          std::size_t numColumns) {
+  std::vector<draw::Extent> extents;
   std::size_t next = 0;
   for (std::size_t column = 0; column < numColumns; ++column) {
     const auto edge = [&](double c) {
@@ -112,9 +114,10 @@ std::vector<host::Extent> spectrumExtents(const EnergySpectrum& spectrum, double
   return extents;
 }
 
-std::vector<host::Extent> cepstrumExtents(const CepstrumAnalysis& cepstrum, double from,
-                                          double to, std::size_t numColumns) {
-  std::vector<host::Extent> extents;
+std::vector<draw::Extent> cepstrumExtents(const acoustics::CepstrumAnalysis& cepstrum,
+                                          double from, double to,
+                                          std::size_t numColumns) {
+  std::vector<draw::Extent> extents;
   const auto first = static_cast<std::size_t>(from / cepstrum.step);
   const std::size_t last =
       std::min(static_cast<std::size_t>(to / cepstrum.step), cepstrum.values.size());
@@ -122,7 +125,7 @@ std::vector<host::Extent> cepstrumExtents(const CepstrumAnalysis& cepstrum, doub
   numColumns = std::min(numColumns, last - first);
   for (std::size_t column = 0; column < numColumns; ++column) {
     const auto [start, end] = columnRange(column, numColumns, first, last);
-    const Samples inside = part(cepstrum.values, start, end);
+    const acoustics::Samples inside = acoustics::part(cepstrum.values, start, end);
     const auto [low, high] = std::minmax_element(inside.begin(), inside.end());
     const double time = 0.5 * static_cast<double>(start + end - 1) * cepstrum.step;
     extents.push_back(
@@ -152,8 +155,9 @@ std::uint32_t heatColor(double value) {
   return color;
 }
 
-host::Image spectrogramImage(const Spectrogram& spectrogram, double floorLevel) {
-  host::Image image;
+draw::Image spectrogramImage(const acoustics::Spectrogram& spectrogram,
+                             double floorLevel) {
+  draw::Image image;
   image.width = static_cast<int>(spectrogram.columns.size());
   image.height = static_cast<int>(spectrogram.columns[0].size());
   for (std::size_t row = spectrogram.columns[0].size(); row-- > 0;) {

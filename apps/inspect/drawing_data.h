@@ -3,38 +3,42 @@
 
 #include <vector>
 
+#include "apps/draw/plot.h"
 #include "apps/inspect/inspection.h"
-#include "host/plot.h"
 
 namespace ulmar::inspect {
 
 /// Least and largest sample in each of numColumns parts of the time, in s.
-std::vector<host::Extent> waveformExtents(Samples samples, double sampleRate,
+std::vector<draw::Extent> waveformExtents(acoustics::Samples samples, double sampleRate,
                                           std::size_t numColumns);
 
 /// The decay curve over s from the onset, at most numPoints of it.
-std::vector<host::Point2> decayCurve(const Channel& channel, std::size_t numPoints);
+std::vector<draw::Point2> decayCurve(const acoustics::Channel& channel,
+                                     std::size_t numPoints);
 
 /// The level of the response over time, averaged over a numPoints-th part of `duration`
 /// and shifted so that it lies on the decay curve where the decay is exponential.
-std::vector<host::Point2> levelCurve(const Channel& channel, double duration,
+std::vector<draw::Point2> levelCurve(const acoustics::Channel& channel, double duration,
                                      std::size_t numPoints);
 
 /// Least and largest level, in dB, of the bins in each of numColumns parts of a
 /// logarithmic frequency axis.
-std::vector<host::Extent> spectrumExtents(const EnergySpectrum& spectrum, double lowest,
-                                          double highest, std::size_t numColumns);
+std::vector<draw::Extent> spectrumExtents(const acoustics::EnergySpectrum& spectrum,
+                                          double lowest, double highest,
+                                          std::size_t numColumns);
 
 /// Least and largest value of the cepstrum in each of numColumns parts of the time from
 /// `from` to `to`, in s; the extents are in ms.
-std::vector<host::Extent> cepstrumExtents(const CepstrumAnalysis& cepstrum, double from,
-                                          double to, std::size_t numColumns);
+std::vector<draw::Extent> cepstrumExtents(const acoustics::CepstrumAnalysis& cepstrum,
+                                          double from, double to,
+                                          std::size_t numColumns);
 
 /// Colours that grow evenly lighter from 0 to 1, for the eye as in grey print (the
 /// scale "viridis" of Smith and van der Walt).
 std::uint32_t heatColor(double value);
 
 /// Lowest frequency at the bottom; what is floorLevel dB (below 0) or less is darkest.
-host::Image spectrogramImage(const Spectrogram& spectrogram, double floorLevel);
+draw::Image spectrogramImage(const acoustics::Spectrogram& spectrogram,
+                             double floorLevel);
 
 }  // namespace ulmar::inspect

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "host/error.h"
+#include "ulmar/host/error.h"
 
 namespace ulmar::inspect {
 namespace {
@@ -39,9 +39,9 @@ std::vector<ChannelPair> correlatePairs(const Inspection& inspection) {
     const auto& b = channels[pair.second].onset;
     if (!a || !b) continue;
     const auto between = [&](double from, double to) {
-      return correlate(inspection.file.samples[pair.first],
-                       inspection.file.samples[pair.second], std::min(*a, *b), from, to,
-                       inspection.sampleRate());
+      return acoustics::correlate(inspection.file.samples[pair.first],
+                                  inspection.file.samples[pair.second],
+                                  std::min(*a, *b), from, to, inspection.sampleRate());
     };
     pair.whole = between(0.0, 1.0);
     pair.early = between(0.0, 0.08);
@@ -51,16 +51,17 @@ std::vector<ChannelPair> correlatePairs(const Inspection& inspection) {
 }
 
 ChannelSpectrum measureSpectrum(const Inspection& inspection, std::size_t index) {
-  const Samples samples = inspection.file.samples[index];
-  const Channel& channel = inspection.channels[index];
+  const acoustics::Samples samples = inspection.file.samples[index];
+  const acoustics::Channel& channel = inspection.channels[index];
   const Suggestions& suggestions = *inspection.suggestions;
   const std::size_t end = suggestions.start + suggestions.length;
   const double rate = inspection.sampleRate();
   ChannelSpectrum spectrum;
-  spectrum.energy = spectrumOf(part(samples, suggestions.start, end), rate);
-  spectrum.tilt = spectralTilt(spectrum.energy);
-  spectrum.cepstrum =
-      analyseCepstrum(part(samples, *channel.onset, end), channel.peak, rate);
+  spectrum.energy =
+      acoustics::spectrumOf(acoustics::part(samples, suggestions.start, end), rate);
+  spectrum.tilt = acoustics::spectralTilt(spectrum.energy);
+  spectrum.cepstrum = acoustics::analyseCepstrum(
+      acoustics::part(samples, *channel.onset, end), channel.peak, rate);
   return spectrum;
 }
 
@@ -68,19 +69,21 @@ ChannelSpectrum measureSpectrum(const Inspection& inspection, std::size_t index)
 
 Inspection inspect(const std::string& path) {
   Inspection inspection;
-  inspection.file = host::readAudioFile(path);
-  const host::AudioInfo& info = inspection.file.info;
+  inspection.file = audio::readAudioFile(path);
+  const audio::AudioInfo& info = inspection.file.info;
   if (info.channels > kMaxChannels) {
-    host::fail("cannot inspect ", path, ": it has ", info.channels,
-               " channels, and the limits are 1 and ", kMaxChannels);
+    fail("cannot inspect ", path, ": it has ", info.channels,
+         " channels, and the limits are 1 and ", kMaxChannels);
   }
   const auto& samples = inspection.file.samples;
   for (std::size_t i = 0; i < samples.size(); ++i) {
-    inspection.channels.push_back(
-        measureChannel(nameOf(i, samples.size()), samples[i], info.sampleRate));
+    inspection.channels.push_back(acoustics::measureChannel(
+        nameOf(i, samples.size()), samples[i], info.sampleRate));
   }
   inspection.spectra.resize(samples.size());
-  const auto sounds = [](const Channel& channel) { return channel.onset.has_value(); };
+  const auto sounds = [](const acoustics::Channel& channel) {
+    return channel.onset.has_value();
+  };
   if (std::none_of(inspection.channels.begin(), inspection.channels.end(), sounds)) {
     return inspection;
   }

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "apps/inspect/cepstrum.h"
-#include "apps/inspect/channel.h"
-#include "apps/inspect/correlation.h"
-#include "apps/inspect/spectrum.h"
 #include "apps/inspect/suggestions.h"
-#include "host/audio_file.h"
+#include "ulmar/acoustics/cepstrum.h"
+#include "ulmar/acoustics/channel.h"
+#include "ulmar/acoustics/correlation.h"
+#include "ulmar/acoustics/spectrum.h"
+#include "ulmar/audio/audio_file.h"
 
 namespace ulmar::inspect {
 
@@ -19,21 +19,21 @@ struct ChannelPair {
   std::size_t first = 0;
   std::size_t second = 0;
   // From the earlier onset on, see correlate(); nothing if one channel is silent there.
-  std::optional<Correlation> whole;
-  std::optional<Correlation> early;
-  std::optional<Correlation> late;
+  std::optional<acoustics::Correlation> whole;
+  std::optional<acoustics::Correlation> early;
+  std::optional<acoustics::Correlation> late;
 };
 
 /// The spectral side of a channel that is not silent, of the part that is suggested.
 struct ChannelSpectrum {
-  EnergySpectrum energy;
+  acoustics::EnergySpectrum energy;
   std::optional<double> tilt;  // dB per octave
-  CepstrumAnalysis cepstrum;
+  acoustics::CepstrumAnalysis cepstrum;
 };
 
 struct Inspection {
-  host::AudioFile file;
-  std::vector<Channel> channels;
+  audio::AudioFile file;
+  std::vector<acoustics::Channel> channels;
   std::vector<std::optional<ChannelSpectrum>> spectra;  // of each channel
   std::vector<ChannelPair> pairs;
   std::optional<Suggestions> suggestions;  // nothing if all is silent

@@ -6,27 +6,26 @@
 #include <vector>
 
 #include "apps/common/program.h"
+#include "apps/draw/picture.h"
 #include "apps/inspect/drawing.h"
 #include "apps/inspect/inspection.h"
 #include "apps/inspect/options.h"
 #include "apps/inspect/report.h"
-#include "host/error.h"
-#include "host/picture.h"
+#include "ulmar/host/error.h"
 
 namespace ulmar::inspect {
 namespace {
 
 void checkPicture(const Options& options) {
   if (options.picture.empty()) return;
-  host::checkPictureOutput(options.picture);
+  draw::checkPictureOutput(options.picture);
   std::error_code missing;  // then they differ, or reading the response says more
   if (!std::filesystem::equivalent(options.response, options.picture, missing) ||
       missing) {
     return;
   }
-  host::fail("cannot write ", options.picture, ": it is the response ",
-             options.response,
-             ", which would be replaced; give the picture another name");
+  fail("cannot write ", options.picture, ": it is the response ", options.response,
+       ", which would be replaced; give the picture another name");
 }
 
 void run(const Options& options, std::vector<std::string>& written) {

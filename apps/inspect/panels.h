@@ -4,19 +4,19 @@
 
 #include <algorithm>
 
+#include "apps/draw/plot.h"
 #include "apps/inspect/inspection.h"
-#include "host/plot.h"
 
 namespace ulmar::inspect {
 
 /// More curves than these nobody tells apart; the table has them all.
-inline constexpr std::size_t kMaxCurves = std::size(host::kCurveColors);
+inline constexpr std::size_t kMaxCurves = std::size(draw::kCurveColors);
 
 inline std::size_t numCurves(const Inspection& inspection) {
   return std::min(inspection.channels.size(), kMaxCurves);
 }
 
-inline host::Color colorOf(std::size_t channel) { return host::kCurveColors[channel]; }
+inline draw::Color colorOf(std::size_t channel) { return draw::kCurveColors[channel]; }
 
 /// s
 inline double durationOf(const Inspection& inspection) {
@@ -25,22 +25,22 @@ inline double durationOf(const Inspection& inspection) {
 
 /// The upper end of an axis that leaves room for a legend above values up to `high`.
 double withRoomForLegend(double low, double high, std::size_t numEntries,
-                         const host::Box& box);
+                         const draw::Box& box);
 
 /// Strips one above the other; height: of each.
-void drawWaveforms(host::Picture& picture, const Inspection& inspection,
-                   const host::Box& box);
-void drawSpectrogram(host::Picture& picture, const Inspection& inspection,
-                     const host::Box& box);
+void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
+                   const draw::Box& box);
+void drawSpectrogram(draw::Picture& picture, const Inspection& inspection,
+                     const draw::Box& box);
 
 // Of a response that is not silent.
-void drawDecays(host::Picture& picture, const Inspection& inspection,
-                const host::Box& box);
-void drawDecayTimes(host::Picture& picture, const Inspection& inspection,
-                    const host::Box& box);
-void drawSpectra(host::Picture& picture, const Inspection& inspection,
-                 const host::Box& box);
-void drawCepstra(host::Picture& picture, const Inspection& inspection,
-                 const host::Box& box);
+void drawDecays(draw::Picture& picture, const Inspection& inspection,
+                const draw::Box& box);
+void drawDecayTimes(draw::Picture& picture, const Inspection& inspection,
+                    const draw::Box& box);
+void drawSpectra(draw::Picture& picture, const Inspection& inspection,
+                 const draw::Box& box);
+void drawCepstra(draw::Picture& picture, const Inspection& inspection,
+                 const draw::Box& box);
 
 }  // namespace ulmar::inspect

@@ -9,20 +9,22 @@ namespace ulmar::inspect {
 namespace {
 
 using apps::fixed;
-using host::Axis;
-using host::Box;
-using host::Plot;
-using Fit = std::optional<LevelLine>;
+using draw::Axis;
+using draw::Box;
+using draw::Plot;
+using Fit = std::optional<acoustics::LevelLine>;
 
-const Fit& lateFit(const Decay& decay) { return decay.t30 ? decay.t30 : decay.t20; }
-const Fit& earlyFit(const Decay& decay) { return decay.edt; }
+const Fit& lateFit(const acoustics::Decay& decay) {
+  return decay.t30 ? decay.t30 : decay.t20;
+}
+const Fit& earlyFit(const acoustics::Decay& decay) { return decay.edt; }
 
 /// What of the time after the onset is worth showing, in s.
 double shownDuration(const Inspection& inspection) {
   double end = 0.0;
   double whole = 0.0;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    const Channel& channel = inspection.channels[i];
+    const acoustics::Channel& channel = inspection.channels[i];
     end = std::max(end, channel.broadband.decay.end);
     whole = std::max(whole, channel.profile.end());
   }
@@ -39,23 +41,24 @@ double lowestLevel(const Inspection& inspection) {
 
 /// Curves that fall to the right leave the legend its corner; others do not.
 bool anyDecay(const Inspection& inspection) {
-  return std::any_of(
-      inspection.channels.begin(), inspection.channels.end(),
-      [](const Channel& channel) { return channel.broadband.decay.range > 0.0; });
+  return std::any_of(inspection.channels.begin(), inspection.channels.end(),
+                     [](const acoustics::Channel& channel) {
+                       return channel.broadband.decay.range > 0.0;
+                     });
 }
 
 bool anyFit(const Inspection& inspection) {
   return std::any_of(
       inspection.channels.begin(),
       inspection.channels.begin() + static_cast<std::ptrdiff_t>(numCurves(inspection)),
-      [](const Channel& channel) {
-        const Decay& decay = channel.broadband.decay;
+      [](const acoustics::Channel& channel) {
+        const acoustics::Decay& decay = channel.broadband.decay;
         return lateFit(decay) || earlyFit(decay);
       });
 }
 
-std::string fitText(const Channel& channel) {
-  const Decay& decay = channel.broadband.decay;
+std::string fitText(const acoustics::Channel& channel) {
+  const acoustics::Decay& decay = channel.broadband.decay;
   std::string text = channel.name;
   if (const Fit& fit = lateFit(decay)) {
     text += (decay.t30 ? ", T30 " : ", T20 ") + fixed(fit->decayTime(), 2) + " s";
@@ -65,20 +68,21 @@ std::string fitText(const Channel& channel) {
   return text;
 }
 
-std::vector<host::Point2> inUnit(apps::TimeUnit unit,
-                                 std::vector<host::Point2> points) {
-  for (host::Point2& point : points) point.x *= unit.perSecond;
+std::vector<draw::Point2> inUnit(apps::TimeUnit unit,
+                                 std::vector<draw::Point2> points) {
+  for (draw::Point2& point : points) point.x *= unit.perSecond;
   return points;
 }
 
 /// The late fit down to the lowest level, the early one to somewhat below its range. To
 /// be drawn before the curves, which they shall not hide.
-void drawFits(Plot& plot, const Decay& decay, double lowest, apps::TimeUnit unit) {
+void drawFits(Plot& plot, const acoustics::Decay& decay, double lowest,
+              apps::TimeUnit unit) {
   const auto draw = [&](const Fit& fit, double low, double width) {
     if (!fit) return;
     const double end = (low - fit->levelAtZero) / fit->slope;
     plot.curve(inUnit(unit, {{0.0, fit->at(0.0)}, {end, low}}),
-               {.color = host::kInk, .width = width, .dashed = true});
+               {.color = draw::kInk, .width = width, .dashed = true});
   };
   draw(lateFit(decay), lowest, 1.5);
   draw(earlyFit(decay), -20.0, 1.0);
@@ -87,9 +91,9 @@ void drawFits(Plot& plot, const Decay& decay, double lowest, apps::TimeUnit unit
 /// Of the octave bands of the first channel that has any.
 std::vector<Axis::Tick> octaveTicks(const Inspection& inspection) {
   std::vector<Axis::Tick> ticks;
-  for (const Channel& channel : inspection.channels) {
+  for (const acoustics::Channel& channel : inspection.channels) {
     if (!ticks.empty()) break;
-    for (const Band& band : channel.octaves) {
+    for (const acoustics::Band& band : channel.octaves) {
       const bool thousands = band.centre >= 1000.0;
       ticks.push_back({band.centre, thousands ? fixed(band.centre / 1000.0, 0) + "k"
                                               : fixed(band.centre, 0)});
@@ -99,10 +103,11 @@ std::vector<Axis::Tick> octaveTicks(const Inspection& inspection) {
 }
 
 /// The decay times of the bands that have one, as a broken line with a mark in each.
-void drawBandTimes(Plot& plot, const Channel& channel,
-                   const Fit& (*fitOf)(const Decay&), const host::Stroke& stroke) {
-  std::vector<host::Point2> points;
-  for (const Band& band : channel.octaves) {
+void drawBandTimes(Plot& plot, const acoustics::Channel& channel,
+                   const Fit& (*fitOf)(const acoustics::Decay&),
+                   const draw::Stroke& stroke) {
+  std::vector<draw::Point2> points;
+  for (const acoustics::Band& band : channel.octaves) {
     const Fit& fit = fitOf(band.decay);
     points.push_back({band.centre, fit ? fit->decayTime() : std::nan("")});
     if (fit) plot.disc(points.back(), stroke.dashed ? 3.0 : 4.5, stroke.color);
@@ -113,7 +118,7 @@ void drawBandTimes(Plot& plot, const Channel& channel,
 double longestTime(const Inspection& inspection) {
   double longest = 0.0;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    for (const Band& band : inspection.channels[i].octaves) {
+    for (const acoustics::Band& band : inspection.channels[i].octaves) {
       for (const Fit& fit : {lateFit(band.decay), earlyFit(band.decay)}) {
         if (fit) longest = std::max(longest, fit->decayTime());
       }
@@ -124,7 +129,7 @@ double longestTime(const Inspection& inspection) {
 
 }  // namespace
 
-void drawDecays(host::Picture& picture, const Inspection& inspection, const Box& box) {
+void drawDecays(draw::Picture& picture, const Inspection& inspection, const Box& box) {
   const double duration = shownDuration(inspection);
   const double lowest = lowestLevel(inspection);
   const apps::TimeUnit unit = apps::unitFor(duration);
@@ -140,30 +145,30 @@ void drawDecays(host::Picture& picture, const Inspection& inspection, const Box&
                          : withRoomForLegend(lowest, 3.0, numCurves(inspection), box)});
   const auto width = static_cast<std::size_t>(box.width);
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    const Channel& channel = inspection.channels[i];
+    const acoustics::Channel& channel = inspection.channels[i];
     if (!channel.onset) continue;
     plot.curve(inUnit(unit, levelCurve(channel, duration, width / 2)),
                {.color = withAlpha(colorOf(i), 0.35)});
     drawFits(plot, channel.broadband.decay, lowest, unit);
   }
-  std::vector<host::LegendEntry> legend;
+  std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    const Channel& channel = inspection.channels[i];
+    const acoustics::Channel& channel = inspection.channels[i];
     if (!channel.onset) continue;
     plot.curve(inUnit(unit, decayCurve(channel, 4 * width)),
                {.color = colorOf(i), .width = 2.0});
     legend.push_back({fitText(channel), {.color = colorOf(i), .width = 2.0}});
   }
-  const Decay& first = inspection.channels[0].broadband.decay;
+  const acoustics::Decay& first = inspection.channels[0].broadband.decay;
   if (first.reachesNoise) {
-    plot.horizontalLine(-first.range, {.color = host::kSoftInk, .dashed = true},
+    plot.horizontalLine(-first.range, {.color = draw::kSoftInk, .dashed = true},
                         "noise floor");
   }
   plot.legend(legend);
   plot.frame();
 }
 
-void drawDecayTimes(host::Picture& picture, const Inspection& inspection,
+void drawDecayTimes(draw::Picture& picture, const Inspection& inspection,
                     const Box& box) {
   const double longest = longestTime(inspection);
   const std::size_t numEntries = numCurves(inspection) + 1;
@@ -178,16 +183,16 @@ void drawDecayTimes(host::Picture& picture, const Inspection& inspection,
        .high = longest > 0.0 ? withRoomForLegend(0.0, 1.05 * longest, numEntries, box)
                              : 1.0});
   if (longest == 0.0) return plot.remark("No octave band has enough decay range.");
-  std::vector<host::LegendEntry> legend;
+  std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    const Channel& channel = inspection.channels[i];
-    const host::Stroke late = {.color = colorOf(i), .width = 2.0};
+    const acoustics::Channel& channel = inspection.channels[i];
+    const draw::Stroke late = {.color = colorOf(i), .width = 2.0};
     drawBandTimes(plot, channel, lateFit, late);
     drawBandTimes(plot, channel, earlyFit,
                   {.color = colorOf(i), .width = 1.2, .dashed = true});
     legend.push_back({channel.name + ", T30 (T20 if short of range)", late});
   }
-  legend.push_back({"EDT", {.color = host::kInk, .width = 1.2, .dashed = true}});
+  legend.push_back({"EDT", {.color = draw::kInk, .width = 1.2, .dashed = true}});
   plot.legend(legend);
 }
 

@@ -9,8 +9,8 @@ namespace ulmar::inspect {
 namespace {
 
 using apps::fixed;
-using host::Box;
-using host::Plot;
+using draw::Box;
+using draw::Plot;
 
 constexpr double kLowestFrequency = 20.0;   // Hz
 constexpr double kFirstQuefrency = 0.0005;  // s
@@ -20,7 +20,8 @@ double loudestLevel(const Inspection& inspection) {
   double loudest = -300.0;
   for (const auto& spectrum : inspection.spectra) {
     if (!spectrum) continue;
-    for (const SpectrumPoint& point : thirdOctaveLevels(spectrum->energy)) {
+    for (const acoustics::SpectrumPoint& point :
+         acoustics::thirdOctaveLevels(spectrum->energy)) {
       loudest = std::max(loudest, point.level);
     }
   }
@@ -31,7 +32,7 @@ double largestCepstrum(const Inspection& inspection) {
   double largest = 0.01;
   for (const auto& spectrum : inspection.spectra) {
     if (!spectrum) continue;
-    for (const host::Extent& extent :
+    for (const draw::Extent& extent :
          cepstrumExtents(spectrum->cepstrum, kFirstQuefrency, kLastQuefrency, 1000)) {
       largest = std::max({largest, extent.high, -extent.low});
     }
@@ -41,7 +42,7 @@ double largestCepstrum(const Inspection& inspection) {
 
 }  // namespace
 
-void drawSpectra(host::Picture& picture, const Inspection& inspection, const Box& box) {
+void drawSpectra(draw::Picture& picture, const Inspection& inspection, const Box& box) {
   constexpr double kRange = 60.0;  // dB
   const double highest = 0.5 * inspection.sampleRate();
   const double loudest = loudestLevel(inspection);
@@ -59,15 +60,15 @@ void drawSpectra(host::Picture& picture, const Inspection& inspection, const Box
                               static_cast<std::size_t>(box.width)),
               withAlpha(colorOf(i), 0.25));
   }
-  std::vector<host::LegendEntry> legend;
+  std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     if (!inspection.spectra[i]) continue;
-    std::vector<host::Point2> points;
-    for (const SpectrumPoint& point :
-         thirdOctaveLevels(inspection.spectra[i]->energy)) {
+    std::vector<draw::Point2> points;
+    for (const acoustics::SpectrumPoint& point :
+         acoustics::thirdOctaveLevels(inspection.spectra[i]->energy)) {
       points.push_back({point.frequency, point.level});
     }
-    const host::Stroke stroke = {.color = colorOf(i), .width = 2.0};
+    const draw::Stroke stroke = {.color = colorOf(i), .width = 2.0};
     plot.curve(points, stroke);
     std::string text = inspection.channels[i].name;
     if (const auto& tilt = inspection.spectra[i]->tilt) {
@@ -79,17 +80,17 @@ void drawSpectra(host::Picture& picture, const Inspection& inspection, const Box
   plot.frame();
 }
 
-void drawCepstra(host::Picture& picture, const Inspection& inspection, const Box& box) {
+void drawCepstra(draw::Picture& picture, const Inspection& inspection, const Box& box) {
   const double largest = 1.1 * largestCepstrum(inspection);
   Plot plot(picture, box, "Real cepstrum (an echo makes a line at its delay)",
             {.label = "Quefrency (ms)", .high = 1000.0 * kLastQuefrency},
             {.label = "Cepstrum (Np)",
              .low = -largest,
              .high = withRoomForLegend(-largest, largest, numCurves(inspection), box)});
-  std::vector<host::LegendEntry> legend;
+  std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     if (!inspection.spectra[i]) continue;
-    const CepstrumAnalysis& cepstrum = inspection.spectra[i]->cepstrum;
+    const acoustics::CepstrumAnalysis& cepstrum = inspection.spectra[i]->cepstrum;
     plot.band(cepstrumExtents(cepstrum, kFirstQuefrency, kLastQuefrency,
                               static_cast<std::size_t>(box.width)),
               withAlpha(colorOf(i), 0.8));

@@ -12,11 +12,11 @@ namespace {
 
 using apps::TimeUnit;
 
-using host::Axis;
-using host::Box;
-using host::Plot;
+using draw::Axis;
+using draw::Box;
+using draw::Plot;
 
-constexpr host::Color kTrimmed = {0.45, 0.45, 0.48, 0.16};
+constexpr draw::Color kTrimmed = {0.45, 0.45, 0.48, 0.16};
 
 Axis timeAxis(const Inspection& inspection) {
   const double duration = durationOf(inspection);
@@ -60,15 +60,15 @@ void shadeTrimmed(Plot& plot, const Inspection& inspection, double unit) {
              kTrimmed);
 }
 
-std::string stripName(const Channel& channel, int sampleRate) {
+std::string stripName(const acoustics::Channel& channel, int sampleRate) {
   if (!channel.onset) return channel.name + ", silent";
   const double onset = static_cast<double>(*channel.onset) / sampleRate;
   return channel.name + ", onset at " + apps::fixed(onset, 4) + " s";
 }
 
 /// The colours beside a spectrogram and what they mean.
-void drawScale(host::Picture& picture, const Box& box, double floorLevel) {
-  host::Image scale = {.width = 1, .height = 128};
+void drawScale(draw::Picture& picture, const Box& box, double floorLevel) {
+  draw::Image scale = {.width = 1, .height = 128};
   for (int row = 0; row < scale.height; ++row) {
     scale.pixels.push_back(heatColor(1.0 - (row + 0.5) / scale.height));
   }
@@ -81,13 +81,13 @@ void drawScale(host::Picture& picture, const Box& box, double floorLevel) {
 
 }  // namespace
 
-void drawWaveforms(host::Picture& picture, const Inspection& inspection,
+void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
                    const Box& box) {
   constexpr double kGap = 8.0;
   const std::size_t numStrips = numCurves(inspection);
   const double pitch = (box.height + kGap) / static_cast<double>(numStrips);
   double peak = 0.0;
-  for (const Channel& channel : inspection.channels)
+  for (const acoustics::Channel& channel : inspection.channels)
     peak = std::max(peak, channel.peak);
   const double range = peak > 0.0 ? 1.1 * peak : 1.1;
   const TimeUnit unit = apps::unitFor(durationOf(inspection));
@@ -95,7 +95,7 @@ void drawWaveforms(host::Picture& picture, const Inspection& inspection,
                                 ? "Waveform (shaded: left out by the suggested trim)"
                                 : "Waveform";
   for (std::size_t i = 0; i < numStrips; ++i) {
-    const Channel& channel = inspection.channels[i];
+    const acoustics::Channel& channel = inspection.channels[i];
     const bool first = i == 0;
     const bool last = i + 1 == numStrips;
     const Box strip = {box.left, box.top + static_cast<double>(i) * pitch, box.width,
@@ -109,23 +109,23 @@ void drawWaveforms(host::Picture& picture, const Inspection& inspection,
     Plot plot(picture, strip, first ? title : "", x, y);
     auto extents = waveformExtents(inspection.file.samples[i], inspection.sampleRate(),
                                    static_cast<std::size_t>(box.width));
-    for (host::Extent& extent : extents) extent.x *= unit.perSecond;
+    for (draw::Extent& extent : extents) extent.x *= unit.perSecond;
     plot.waveform(extents, colorOf(i));
     shadeTrimmed(plot, inspection, unit.perSecond);
-    plot.legend(std::vector<host::LegendEntry>{
+    plot.legend(std::vector<draw::LegendEntry>{
         {stripName(channel, inspection.sampleRate()), {colorOf(i), 2.0}}});
     plot.frame();
   }
 }
 
-void drawSpectrogram(host::Picture& picture, const Inspection& inspection,
+void drawSpectrogram(draw::Picture& picture, const Inspection& inspection,
                      const Box& box) {
   constexpr double kFloor = -90.0;  // dB
   constexpr double kScaleWidth = 16.0;
   constexpr double kScaleGap = 84.0;
   const Box scale = {box.right() - kScaleWidth, box.top, kScaleWidth, box.height};
   const Box frame = {box.left, box.top, scale.left - kScaleGap - box.left, box.height};
-  const Spectrogram spectrogram = spectrogramOf(
+  const acoustics::Spectrogram spectrogram = acoustics::spectrogramOf(
       inspection.file.samples, inspection.sampleRate(), inspection.numFrames(),
       std::min(static_cast<std::size_t>(frame.width), inspection.numFrames()),
       static_cast<std::size_t>(frame.height));

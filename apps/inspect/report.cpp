@@ -29,8 +29,8 @@ std::string timeText(std::size_t frame, int sampleRate) {
   return fixed(static_cast<double>(frame) / sampleRate, 4) + " s";
 }
 
-std::string noiseText(const Inspection& inspection, const Channel& channel) {
-  const Decay& decay = channel.broadband.decay;
+std::string noiseText(const Inspection& inspection, const acoustics::Channel& channel) {
+  const acoustics::Decay& decay = channel.broadband.decay;
   if (decay.range == 0.0) return "no decay found";
   if (!decay.reachesNoise) return "not reached";
   const double amplitude = std::sqrt(decay.noisePower / inspection.sampleRate());
@@ -41,7 +41,7 @@ std::string noiseText(const Inspection& inspection, const Channel& channel) {
 std::string levelText(const Inspection& inspection) {
   const int rate = inspection.sampleRate();
   Rows rows = {{"", "peak", "at", "energy", "DC offset", "onset", "noise floor"}};
-  for (const Channel& channel : inspection.channels) {
+  for (const acoustics::Channel& channel : inspection.channels) {
     if (!channel.onset) {
       rows.push_back({channel.name, "silent"});
       continue;
@@ -61,12 +61,13 @@ std::string bandName(double centre) {
                          : fixed(centre / 1000.0, 0) + " kHz";
 }
 
-void addFit(std::vector<std::string>& row, const std::optional<LevelLine>& fit) {
+void addFit(std::vector<std::string>& row,
+            const std::optional<acoustics::LevelLine>& fit) {
   row.push_back(fit ? fixed(fit->decayTime(), 2) : kUnknown);
   row.push_back(fit ? fixed(fit->correlation, 4) : kUnknown);
 }
 
-void addBand(Rows& rows, const std::string& name, const Band& band) {
+void addBand(Rows& rows, const std::string& name, const acoustics::Band& band) {
   auto& row = rows.emplace_back();
   row = {name, bandName(band.centre)};
   addFit(row, band.decay.edt);
@@ -77,7 +78,7 @@ void addBand(Rows& rows, const std::string& name, const Band& band) {
   row.push_back(fixed(band.decay.range, 0));
 }
 
-bool isComplete(const Band& band) {
+bool isComplete(const acoustics::Band& band) {
   return band.decay.edt && band.decay.t20 && band.decay.t30 && band.clarity.c50 &&
          band.clarity.c80;
 }
@@ -86,11 +87,11 @@ std::string decayText(const Inspection& inspection) {
   Rows rows = {{"", "", "EDT s", "r", "T20 s", "r", "T30 s", "r", "C50 dB", "C80 dB",
                 "range dB"}};
   bool complete = true;
-  for (const Channel& channel : inspection.channels) {
+  for (const acoustics::Channel& channel : inspection.channels) {
     if (!channel.onset) continue;
     addBand(rows, channel.name, channel.broadband);
     complete = complete && isComplete(channel.broadband);
-    for (const Band& band : channel.octaves) {
+    for (const acoustics::Band& band : channel.octaves) {
       addBand(rows, "", band);
       complete = complete && isComplete(band);
     }
@@ -101,15 +102,16 @@ std::string decayText(const Inspection& inspection) {
         "  -: not enough decay range above the noise floor or the end of the "
         "response;\n"
         "     EDT and clarity take " +
-        fixed(kRangeForEdt, 0) + " dB, T20 " + fixed(kRangeForT20, 0) + " dB, T30 " +
-        fixed(kRangeForT30, 0) + " dB\n";
+        fixed(acoustics::kRangeForEdt, 0) + " dB, T20 " +
+        fixed(acoustics::kRangeForT20, 0) + " dB, T30 " +
+        fixed(acoustics::kRangeForT30, 0) + " dB\n";
   }
   return text;
 }
 
-std::string summaryText(const Channel& channel) {
+std::string summaryText(const acoustics::Channel& channel) {
   std::string text;
-  const auto middle = midReverberationTime(channel);
+  const auto middle = acoustics::midReverberationTime(channel);
   text += middle ? "reverberation time " + fixed(*middle, 2) + " s (500 Hz and 1 kHz)"
                  : "no reverberation time at 500 Hz and 1 kHz";
   if (channel.d50) text += ", definition " + fixed(100.0 * *channel.d50, 0) + " %";
@@ -122,7 +124,7 @@ std::string summaryText(const Channel& channel) {
 std::string correlationText(const Inspection& inspection, const ChannelPair& pair) {
   const std::string names = inspection.channels[pair.first].name + " and " +
                             inspection.channels[pair.second].name;
-  const auto value = [](const std::optional<Correlation>& correlation) {
+  const auto value = [](const std::optional<acoustics::Correlation>& correlation) {
     return correlation ? fixed(correlation->value, 2) : kUnknown;
   };
   std::string text = "  " + names + ": correlation " + value(pair.whole) +
@@ -137,9 +139,9 @@ std::string correlationText(const Inspection& inspection, const ChannelPair& pai
   return text + '\n';
 }
 
-std::string echoText(const CepstrumAnalysis& cepstrum) {
+std::string echoText(const acoustics::CepstrumAnalysis& cepstrum) {
   if (!cepstrum.echo) return "no early echo stands out";
-  const Echo& echo = *cepstrum.echo;
+  const acoustics::Echo& echo = *cepstrum.echo;
   std::string text = "early echo at " + fixed(1000.0 * echo.delay, 2) + " ms, about " +
                      fixed(20.0 * std::log10(std::abs(echo.gain())), 0) + " dB";
   if (echo.gain() < 0.0) text += " and turned over";
@@ -216,7 +218,7 @@ std::string suggestionText(const Inspection& inspection) {
 }  // namespace
 
 std::string describe(const Inspection& inspection) {
-  const host::AudioInfo& info = inspection.file.info;
+  const audio::AudioInfo& info = inspection.file.info;
   std::string text = info.path + ": " + info.format + ", " +
                      apps::audioText(info.channels, info.sampleRate, info.frames) +
                      " (" + apps::countText(info.frames, "frame") + ")\n\n";

@@ -11,7 +11,7 @@ Json orNull(const std::optional<double>& value) {
   return value ? Json(*value) : Json();
 }
 
-Json fileFigures(const host::AudioInfo& info) {
+Json fileFigures(const audio::AudioInfo& info) {
   return {{"path", info.path},
           {"format", info.format},
           {"channels", info.channels},
@@ -20,12 +20,12 @@ Json fileFigures(const host::AudioInfo& info) {
           {"seconds", static_cast<double>(info.frames) / info.sampleRate}};
 }
 
-Json fitFigures(const std::optional<LevelLine>& fit) {
+Json fitFigures(const std::optional<acoustics::LevelLine>& fit) {
   if (!fit) return nullptr;
   return {{"seconds", fit->decayTime()}, {"correlation", fit->correlation}};
 }
 
-Json bandFigures(const Band& band) {
+Json bandFigures(const acoustics::Band& band) {
   return {{"centre", band.centre > 0.0 ? Json(band.centre) : Json()},
           {"edt", fitFigures(band.decay.edt)},
           {"t20", fitFigures(band.decay.t20)},
@@ -35,15 +35,15 @@ Json bandFigures(const Band& band) {
           {"range", band.decay.range}};
 }
 
-Json noiseFigures(const Channel& channel, int sampleRate) {
-  const Decay& decay = channel.broadband.decay;
+Json noiseFigures(const acoustics::Channel& channel, int sampleRate) {
+  const acoustics::Decay& decay = channel.broadband.decay;
   if (!decay.reachesNoise) return nullptr;
   const double onset = static_cast<double>(*channel.onset) / sampleRate;
   return {{"level", 10.0 * std::log10(decay.noisePower / sampleRate)},
           {"fromSeconds", onset + decay.end}};
 }
 
-Json echoFigures(const std::optional<Echo>& echo) {
+Json echoFigures(const std::optional<acoustics::Echo>& echo) {
   if (!echo) return nullptr;
   return {{"delay", echo->delay},
           {"cepstrum", echo->value},
@@ -51,7 +51,7 @@ Json echoFigures(const std::optional<Echo>& echo) {
           {"combSpacing", echo->combSpacing()}};
 }
 
-Json channelFigures(const Channel& channel,
+Json channelFigures(const acoustics::Channel& channel,
                     const std::optional<ChannelSpectrum>& spectrum, int sampleRate) {
   Json json = {{"name", channel.name},           {"peak", channel.peak},
                {"peakFrame", channel.peakFrame}, {"energy", channel.energy},
@@ -60,18 +60,19 @@ Json channelFigures(const Channel& channel,
   json["onsetFrame"] = *channel.onset;
   json["onsetSeconds"] = static_cast<double>(*channel.onset) / sampleRate;
   json["noiseFloor"] = noiseFigures(channel, sampleRate);
-  json["reverberationTime"] = orNull(midReverberationTime(channel));
+  json["reverberationTime"] = orNull(acoustics::midReverberationTime(channel));
   json["definition"] = orNull(channel.d50);
   json["centreTime"] = orNull(channel.centreTime);
   json["broadband"] = bandFigures(channel.broadband);
   json["octaves"] = Json::array();
-  for (const Band& band : channel.octaves) json["octaves"].push_back(bandFigures(band));
+  for (const acoustics::Band& band : channel.octaves)
+    json["octaves"].push_back(bandFigures(band));
   json["tilt"] = orNull(spectrum->tilt);
   json["echo"] = echoFigures(spectrum->cepstrum.echo);
   return json;
 }
 
-Json correlationFigures(const std::optional<Correlation>& correlation) {
+Json correlationFigures(const std::optional<acoustics::Correlation>& correlation) {
   if (!correlation) return nullptr;
   return {{"value", correlation->value}, {"lag", orNull(correlation->lag)}};
 }

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/areas.h"
-#include "host/channel_layout.h"
-#include "host/impulse.h"
-#include "host/stream.h"
-#include "host/surround_responses.h"
+#include "ulmar/audio/channel_layout.h"
+#include "ulmar/host/areas.h"
+#include "ulmar/host/responses.h"
+#include "ulmar/host/stream.h"
+#include "ulmar/host/surround_responses.h"
 
 namespace ulmar::inspect {
 namespace {
@@ -19,13 +19,14 @@ constexpr int kNumLoudspeakers = 5;
 // filter.
 constexpr double kLeadIn = 0.001;  // s
 
-void suggestPart(Suggestions& suggestions, const std::vector<Channel>& channels,
-                 std::size_t numFrames, double sampleRate) {
+void suggestPart(Suggestions& suggestions,
+                 const std::vector<acoustics::Channel>& channels, std::size_t numFrames,
+                 double sampleRate) {
   constexpr double kMaxFade = 0.25;  // s
   std::size_t start = numFrames;
   std::size_t end = 0;
   std::size_t soundEnd = 0;
-  for (const Channel& channel : channels) {
+  for (const acoustics::Channel& channel : channels) {
     if (!channel.onset) continue;
     const auto after = [&](double seconds) {
       return *channel.onset +
@@ -46,14 +47,14 @@ void suggestPart(Suggestions& suggestions, const std::vector<Channel>& channels,
 }
 
 /// 3 channels are one source in B-format and 8 are two, whatever the convention.
-bool isBFormat(const host::AudioInfo& info) {
+bool isBFormat(const audio::AudioInfo& info) {
   return info.channels == 3 || info.channels == 8;
 }
 
 /// How the renderer would arrange the channels; nothing if the file does not say what
 /// they are.
-std::optional<host::Responses> arrangementOf(const host::AudioInfo& info) {
-  const auto silent = [](std::size_t count) { return host::Planar(count, {0.0F}); };
+std::optional<host::Responses> arrangementOf(const audio::AudioInfo& info) {
+  const auto silent = [](std::size_t count) { return Planar(count, {0.0F}); };
   if (isBFormat(info)) {
     return host::arrangeForDecoding(silent(info.channels == 3 ? 3 : 6),
                                     kMaterialChannels);
@@ -66,7 +67,7 @@ std::optional<host::Responses> arrangementOf(const host::AudioInfo& info) {
                                     kMaterialChannels);
     case 6:
       // Only a file that says so is 5.1, whose low-frequency channel is left out.
-      if (info.speakers.empty() || !host::layoutOf(info)) return std::nullopt;
+      if (info.speakers.empty() || !audio::layoutOf(info)) return std::nullopt;
       return host::arrangeFeeds(silent(5), kMaterialChannels);
     case 5:
     case 10:
@@ -102,7 +103,8 @@ BlockChoice choiceOf(int blockLen, int irLen, const host::Responses& arrangement
 
 }  // namespace
 
-Suggestions suggest(const std::vector<Channel>& channels, const host::AudioInfo& info) {
+Suggestions suggest(const std::vector<acoustics::Channel>& channels,
+                    const audio::AudioInfo& info) {
   constexpr int kShortest = 64;
   constexpr int kLongestShown = 2048;
   Suggestions suggestions;

@@ -7,9 +7,9 @@
 #include <optional>
 #include <vector>
 
-#include "apps/inspect/channel.h"
-#include "host/audio_file.h"
-#include "host/geometry.h"
+#include "ulmar/acoustics/channel.h"
+#include "ulmar/audio/audio_file.h"
+#include "ulmar/host/geometry.h"
 
 namespace ulmar::inspect {
 
@@ -39,6 +39,7 @@ struct Suggestions {
 };
 
 /// channels: of the file, measured; not all silent.
-Suggestions suggest(const std::vector<Channel>& channels, const host::AudioInfo& info);
+Suggestions suggest(const std::vector<acoustics::Channel>& channels,
+                    const audio::AudioInfo& info);
 
 }  // namespace ulmar::inspect

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include "host/channel_layout.h"
+#include "ulmar/audio/channel_layout.h"
 
 namespace ulmar::render {
 namespace {
@@ -15,9 +15,9 @@ constexpr std::size_t kLowFrequency = 5;  // of the library's channels
 
 // The library copies the low-frequency channel at once, so that it must wait here for
 // as long as the dry signal does there.
-Source::Source(const Plan& plan, host::AudioReader& material)
+Source::Source(const Plan& plan, audio::AudioReader& material)
     : material_(material),
-      order_(host::libraryOrder(plan.material.channels, plan.material.speakers)),
+      order_(audio::libraryOrder(plan.material.channels, plan.material.speakers)),
       delays_(order_.size()),
       interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()) {
   if (order_.size() > kLowFrequency) delays_[kLowFrequency] = plan.params.dryDelay;
@@ -47,9 +47,9 @@ const float* const* Source::next(int frames) {
 }
 
 // A low-frequency channel that the stream does not have stays silent.
-Sink::Sink(const Plan& plan, host::AudioWriter& writer)
+Sink::Sink(const Plan& plan, audio::AudioWriter& writer)
     : writer_(writer),
-      order_(host::libraryOrder(plan.format.channels, plan.format.speakers)),
+      order_(audio::libraryOrder(plan.format.channels, plan.format.speakers)),
       channels_(order_.size(), std::vector<float>(kBufferFrames)),
       interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()),
       sums_(order_.size()) {

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "apps/render/plan.h"
-#include "host/audio_file.h"
-#include "host/planar.h"
+#include "ulmar/audio/audio_file.h"
+#include "ulmar/host/planar.h"
 
 namespace ulmar::render {
 
@@ -19,7 +19,7 @@ inline constexpr int kBufferFrames = 8192;
 class Source {
  public:
   /// material: at its start.
-  Source(const Plan& plan, host::AudioReader& material);
+  Source(const Plan& plan, audio::AudioReader& material);
 
   /// The next frames, at most kBufferFrames, of each of the stream's input channels.
   const float* const* next(int frames);
@@ -28,11 +28,11 @@ class Source {
   const float* const* undelayed() const { return undelayed_.data(); }
 
  private:
-  host::AudioReader& material_;
+  audio::AudioReader& material_;
   std::vector<int> order_;   // the file's channel of each of the stream's
   std::vector<int> delays_;  // of each, in frames
   std::vector<float> interleaved_;
-  host::Planar channels_;  // each from a delay before the next frame on
+  Planar channels_;  // each from a delay before the next frame on
   std::vector<const float*> starts_;
   std::vector<const float*> undelayed_;
 };
@@ -46,7 +46,7 @@ struct ChannelLevel {
 /// The stream's output on its way into the file.
 class Sink {
  public:
-  Sink(const Plan& plan, host::AudioWriter& writer);
+  Sink(const Plan& plan, audio::AudioWriter& writer);
 
   /// Where the stream writes kBufferFrames of each of its output channels.
   float* const* buffers() { return starts_.data(); }
@@ -60,9 +60,9 @@ class Sink {
   const std::vector<int>& order() const { return order_; }
 
  private:
-  host::AudioWriter& writer_;
+  audio::AudioWriter& writer_;
   std::vector<int> order_;
-  host::Planar channels_;
+  Planar channels_;
   std::vector<float*> starts_;
   std::vector<float> interleaved_;
   std::vector<ChannelLevel> sums_;  // rms: the sum of squares so far

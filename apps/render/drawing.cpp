@@ -14,10 +14,10 @@ namespace {
 
 using apps::fixed;
 
-using host::Axis;
-using host::Box;
-using host::Picture;
-using host::Plot;
+using draw::Axis;
+using draw::Box;
+using draw::Picture;
+using draw::Plot;
 
 constexpr int kWidth = 1200;
 constexpr int kHeight = 1116;
@@ -49,7 +49,7 @@ class TimeScale {
 
 void drawWaveform(Picture& picture, const Box& box, const std::string& title,
                   const Envelope& envelope, double peak, const TimeScale& time,
-                  host::Color color) {
+                  draw::Color color) {
   Plot plot(picture, box, title, time.axis(),
             {.label = "Amplitude", .low = -1.1 * peak, .high = 1.1 * peak});
   plot.waveform(time.inUnit(envelope.extents()), color);
@@ -57,12 +57,12 @@ void drawWaveform(Picture& picture, const Box& box, const std::string& title,
 }
 
 /// A few levels are marked, as there may be no line to see.
-void drawLevel(Plot& plot, const std::vector<host::Point2>& levels, double lowest,
-               const host::Stroke& stroke) {
+void drawLevel(Plot& plot, const std::vector<draw::Point2>& levels, double lowest,
+               const draw::Stroke& stroke) {
   constexpr std::size_t kFew = 64;
   plot.curve(levels, stroke);
   if (levels.size() > kFew) return;
-  for (const host::Point2& level : levels) {
+  for (const draw::Point2& level : levels) {
     if (level.y >= lowest) plot.disc(level, 2.5, stroke.color);
   }
 }
@@ -74,10 +74,10 @@ void drawLevels(Picture& picture, const Box& box, const Trace& trace,
     levels.ticks.push_back({static_cast<double>(level), std::to_string(level)});
   }
   Plot plot(picture, box, "Level over time", time.axis(), levels);
-  const host::LegendEntry material = {"material",
-                                      {.color = host::kCurveColors[0], .width = 1.5}};
-  const host::LegendEntry output = {"output",
-                                    {.color = host::kCurveColors[1], .width = 1.5}};
+  const draw::LegendEntry material = {"material",
+                                      {.color = draw::kCurveColors[0], .width = 1.5}};
+  const draw::LegendEntry output = {"output",
+                                    {.color = draw::kCurveColors[1], .width = 1.5}};
   drawLevel(plot, time.inUnit(trace.material.levels()), levels.low, material.stroke);
   drawLevel(plot, time.inUnit(trace.output.levels()), levels.low, output.stroke);
   plot.legend(std::vector{material, output});
@@ -86,9 +86,9 @@ void drawLevels(Picture& picture, const Box& box, const Trace& trace,
 
 /// The least and the most that a block cost, in microseconds, in parts of the time. A
 /// block stands where it ends in the output.
-std::vector<host::Extent> costExtents(const Plan& plan, std::span<const double> costs,
+std::vector<draw::Extent> costExtents(const Plan& plan, std::span<const double> costs,
                                       std::size_t numColumns) {
-  std::vector<host::Extent> extents;
+  std::vector<draw::Extent> extents;
   const std::size_t stride = costs.size() / numColumns + 1;
   for (std::size_t first = 0; first < costs.size(); first += stride) {
     const auto part = costs.subspan(first, std::min(stride, costs.size() - first));
@@ -128,21 +128,21 @@ void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan&
             "Cost of every block (a dot each, or the least and the most side by side)",
             time.axis(), costAxis(least, most));
   if (!any) return plot.remark("The stream is shorter than a block.");
-  plot.horizontalLine(median, {.color = host::kInk, .dashed = true});
-  for (const host::Extent& cost :
+  plot.horizontalLine(median, {.color = draw::kInk, .dashed = true});
+  for (const draw::Extent& cost :
        time.inUnit(costExtents(plan, costs, static_cast<std::size_t>(box.width)))) {
-    plot.disc({cost.x, cost.low}, 1.4, host::kCurveColors[2]);
+    plot.disc({cost.x, cost.low}, 1.4, draw::kCurveColors[2]);
     if (cost.high > cost.low) {
-      plot.disc({cost.x, cost.high}, 1.4, host::kCurveColors[2]);
+      plot.disc({cost.x, cost.high}, 1.4, draw::kCurveColors[2]);
     }
   }
   const double blockDuration =
       static_cast<double>(plan.params.blockLen) / plan.format.sampleRate;
-  plot.legend(std::vector<host::LegendEntry>{
+  plot.legend(std::vector<draw::LegendEntry>{
       {"least " + fixed(least, 1) + ", median " + fixed(median, 1) + ", most " +
            fixed(most, 1) + " \u00B5s; a block lasts " + fixed(1e6 * blockDuration, 0) +
            " \u00B5s",
-       {.color = host::kCurveColors[2], .width = 2.0}}});
+       {.color = draw::kCurveColors[2], .width = 2.0}}});
   plot.frame();
 }
 
@@ -159,7 +159,7 @@ std::string titleOf(const Plan& plan) {
 }  // namespace
 
 void draw(const Plan& plan, const Trace& trace) {
-  constexpr Picture::Font kNameFont = {.size = 21.0, .color = host::kInk, .bold = true};
+  constexpr Picture::Font kNameFont = {.size = 21.0, .color = draw::kInk, .bold = true};
   constexpr double kRowHeight = 150.0;
   constexpr double kTallRowHeight = 200.0;
   const TimeScale time(static_cast<double>(plan.outFrames()) / plan.format.sampleRate);
@@ -168,14 +168,14 @@ void draw(const Plan& plan, const Trace& trace) {
 
   Picture picture(plan.options.picture, kWidth, kHeight);
   picture.text({30.0, 38.0}, picture.shortened(titleOf(plan), kWidth - 60.0, kNameFont),
-               host::Align::left, kNameFont);
+               draw::Align::left, kNameFont);
   Box box = {kLeft, 88.0, kInnerWidth, kRowHeight};
   drawWaveform(picture, box, "Material (dry)", trace.material, peak, time,
-               host::kCurveColors[0]);
+               draw::kCurveColors[0]);
   box.top = box.bottom() + kBetween;
   drawWaveform(picture, box,
                "Output " + nameOf(plan.options.output) + " (wet and dry as mixed)",
-               trace.output, peak, time, host::kCurveColors[1]);
+               trace.output, peak, time, draw::kCurveColors[1]);
   box.top = box.bottom() + kBetween;
   box.height = kTallRowHeight;
   drawLevels(picture, box, trace, time);

@@ -9,7 +9,7 @@
 #include "apps/render/plan.h"
 #include "apps/render/render.h"
 #include "apps/render/report.h"
-#include "host/audio_file.h"
+#include "ulmar/audio/audio_file.h"
 
 namespace ulmar::render {
 namespace {
@@ -17,7 +17,7 @@ namespace {
 using apps::print;
 
 void run(const Options& options, std::vector<std::string>& written) {
-  host::AudioReader material(options.material);
+  audio::AudioReader material(options.material);
   const Plan plan = makePlan(options, material.info());
   if (!options.json) print(describe(plan));
   if (options.check) {

@@ -46,24 +46,24 @@ Tail parseTail(const std::string& option, const std::string& text);
 template <class Value, std::size_t size>
 using Words = std::array<std::pair<const char*, Value>, size>;
 
-inline constexpr Words<host::RoomKind, 3> kRoomWords = {
-    {{"small", host::RoomKind::small},
-     {"hall", host::RoomKind::hall},
-     {"cathedral", host::RoomKind::cathedral}}};
+inline constexpr Words<room::RoomKind, 3> kRoomWords = {
+    {{"small", room::RoomKind::small},
+     {"hall", room::RoomKind::hall},
+     {"cathedral", room::RoomKind::cathedral}}};
 inline constexpr Words<Normalization, 3> kNormalizationWords = {
     {{"none", Normalization::none},
      {"peak", Normalization::peak},
      {"energy", Normalization::energy}}};
-inline constexpr Words<host::SampleFormat, 3> kFormatWords = {
-    {{"float", host::SampleFormat::float32},
-     {"24", host::SampleFormat::pcm24},
-     {"16", host::SampleFormat::pcm16}}};
+inline constexpr Words<audio::SampleFormat, 3> kFormatWords = {
+    {{"float", audio::SampleFormat::float32},
+     {"24", audio::SampleFormat::pcm24},
+     {"16", audio::SampleFormat::pcm16}}};
 
-inline constexpr Words<host::ChannelLayout, 4> kChannelLayoutWords = {
-    {{"mono", host::ChannelLayout::mono},
-     {"stereo", host::ChannelLayout::stereo},
-     {"5.0", host::ChannelLayout::five},
-     {"5.1", host::ChannelLayout::fiveOne}}};
+inline constexpr Words<audio::ChannelLayout, 4> kChannelLayoutWords = {
+    {{"mono", audio::ChannelLayout::mono},
+     {"stereo", audio::ChannelLayout::stereo},
+     {"5.0", audio::ChannelLayout::five},
+     {"5.1", audio::ChannelLayout::fiveOne}}};
 inline constexpr Words<ResponseLayout, 5> kResponseLayoutWords = {
     {{"mono", ResponseLayout::mono},
      {"stereo", ResponseLayout::stereo},

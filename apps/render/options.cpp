@@ -7,7 +7,7 @@
 #include "apps/common/program.h"
 #include "apps/render/help_text.h"
 #include "apps/render/option_values.h"
-#include "host/geometry.h"
+#include "ulmar/host/geometry.h"
 
 namespace ulmar::render {
 namespace {

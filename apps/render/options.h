@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "host/audio_file.h"
-#include "host/channel_layout.h"
-#include "host/room.h"
-#include "host/surround_responses.h"
+#include "ulmar/audio/audio_file.h"
+#include "ulmar/audio/channel_layout.h"
+#include "ulmar/host/surround_responses.h"
+#include "ulmar/room/room.h"
 
 namespace ulmar::render {
 
@@ -36,7 +36,7 @@ struct Options {
   std::string output;    // empty only with check
   std::string picture;   // of the rendering, empty for none
   std::string response;  // a file, or empty with room
-  std::optional<host::RoomKind> room;
+  std::optional<room::RoomKind> room;
   std::optional<std::uint32_t> seed;  // of the room's noise
 
   std::optional<ResponseLayout>
@@ -64,8 +64,8 @@ struct Options {
   bool hfTruncate = false;
 
   Tail tail;
-  std::optional<host::ChannelLayout> outLayout;  // what material and response make
-  std::optional<host::SampleFormat> format;      // the container's finest if not given
+  std::optional<audio::ChannelLayout> outLayout;  // what material and response make
+  std::optional<audio::SampleFormat> format;      // the container's finest if not given
   bool check = false;
   bool json = false;
 };

@@ -5,18 +5,16 @@
 #include <utility>
 
 #include "apps/common/text.h"
-#include "host/areas.h"
-#include "host/crossover_design.h"
-#include "host/error.h"
-#include "host/geometry.h"
-#include "host/picture.h"
+#include "apps/draw/picture.h"
+#include "ulmar/host/areas.h"
+#include "ulmar/host/crossover_design.h"
+#include "ulmar/host/error.h"
+#include "ulmar/host/geometry.h"
 
 namespace ulmar::render {
 namespace {
 
 using apps::framesIn;
-
-using host::fail;
 
 void refuseToReplace(const std::string& input, const std::string& output) {
   std::error_code missing;  // then they differ, or reading the input says more
@@ -25,7 +23,7 @@ void refuseToReplace(const std::string& input, const std::string& output) {
        ", which would be replaced; give the output another name");
 }
 
-void refuseUseless(const Options& options, const host::AudioInfo& material) {
+void refuseUseless(const Options& options, const audio::AudioInfo& material) {
   if (options.crossfeed > 0.0 && material.channels < 2) {
     fail("cannot feed ", material.path, " across (--crossfeed ", options.crossfeed,
          "): it has ", material.channels, " channel, and 2 are needed");
@@ -71,25 +69,25 @@ std::int64_t tailFrames(const Plan& plan) {
   }
 }
 
-host::AudioFormat outputFormat(const Plan& plan) {
+audio::AudioFormat outputFormat(const Plan& plan) {
   const Options& options = plan.options;
-  host::AudioFormat format;
-  format.channels = host::channelsOf(plan.routing.output);
+  audio::AudioFormat format;
+  format.channels = audio::channelsOf(plan.routing.output);
   format.sampleRate = plan.material.sampleRate;
   if (options.format) {
     format.samples = *options.format;
   } else if (!options.output.empty()) {
-    format.samples = host::finestFormat(options.output);
+    format.samples = audio::finestFormat(options.output);
   }
   format.frames = plan.outFrames();
-  format.speakers = host::fileSpeakers(plan.routing.output,
-                                       host::surroundNameOf(plan.material.speakers));
+  format.speakers = audio::fileSpeakers(plan.routing.output,
+                                        audio::surroundNameOf(plan.material.speakers));
   return format;
 }
 
 }  // namespace
 
-Plan makePlan(const Options& options, const host::AudioInfo& material) {
+Plan makePlan(const Options& options, const audio::AudioInfo& material) {
   refuseUseless(options, material);
   if (!options.output.empty()) {
     refuseToReplace(material.path, options.output);
@@ -116,11 +114,11 @@ Plan makePlan(const Options& options, const host::AudioInfo& material) {
   plan.skippedFrames = options.align ? plan.latency() : 0;
   plan.tailFrames = tailFrames(plan);
   plan.format = outputFormat(plan);
-  if (!options.output.empty()) host::checkAudioOutput(options.output, plan.format);
+  if (!options.output.empty()) audio::checkAudioOutput(options.output, plan.format);
   if (!options.picture.empty()) {
     refuseToReplace(material.path, options.picture);
     if (!options.room) refuseToReplace(options.response, options.picture);
-    host::checkPictureOutput(options.picture);
+    draw::checkPictureOutput(options.picture);
   }
   return plan;
 }

@@ -7,15 +7,15 @@
 
 #include "apps/render/options.h"
 #include "apps/render/response.h"
-#include "host/audio_file.h"
-#include "host/impulse.h"
-#include "host/stream.h"
+#include "ulmar/audio/audio_file.h"
+#include "ulmar/host/responses.h"
+#include "ulmar/host/stream.h"
 
 namespace ulmar::render {
 
 struct Plan {
   Options options;
-  host::AudioInfo material;
+  audio::AudioInfo material;
   ResponseInfo response;
   host::Responses responses;
   Routing routing;
@@ -23,7 +23,7 @@ struct Plan {
   int numPartitions = 0;           // blocks per response
   std::int64_t rowProducts = 0;    // per block, of all pairs
   std::int64_t memory = 0;         // bytes of the stream
-  host::AudioFormat format;        // of the output
+  audio::AudioFormat format;       // of the output
   std::int64_t tailFrames = 0;     // beyond the material
   std::int64_t skippedFrames = 0;  // at the start of the stream, not written
 
@@ -36,6 +36,6 @@ struct Plan {
 };
 
 /// Reads the response. Throws Error naming what cannot be done.
-Plan makePlan(const Options& options, const host::AudioInfo& material);
+Plan makePlan(const Options& options, const audio::AudioInfo& material);
 
 }  // namespace ulmar::render

@@ -5,7 +5,7 @@
 
 #include "apps/render/channels.h"
 #include "apps/render/progress.h"
-#include "host/stream.h"
+#include "ulmar/host/stream.h"
 
 namespace ulmar::render {
 namespace {
@@ -22,11 +22,11 @@ std::vector<ChannelLevel> levelsOf(const host::Stream& stream, const Sink& sink)
 
 }  // namespace
 
-Rendering render(const Plan& plan, host::AudioReader& material, Trace* trace) {
+Rendering render(const Plan& plan, audio::AudioReader& material, Trace* trace) {
   const auto start = std::chrono::steady_clock::now();
   host::Stream stream(plan.routing.streamInputs(), plan.routing.streamOutputs(),
                       plan.params, plan.responses);
-  host::AudioWriter writer(plan.options.output, plan.format);
+  audio::AudioWriter writer(plan.options.output, plan.format);
   Progress progress(plan.streamFrames(), plan.format.sampleRate);
   Source source(plan, material);
   Sink sink(plan, writer);

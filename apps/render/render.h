@@ -6,7 +6,7 @@
 #include "apps/render/channels.h"
 #include "apps/render/plan.h"
 #include "apps/render/trace.h"
-#include "host/audio_file.h"
+#include "ulmar/audio/audio_file.h"
 
 namespace ulmar::render {
 
@@ -20,6 +20,7 @@ struct Rendering {
 /// output takes its name when it is complete; throws Error, and leaves nothing, if the
 /// material cannot be read to its end or the output cannot be written. trace: of this
 /// plan's frames, or null if nobody asks for the blocks one by one.
-Rendering render(const Plan& plan, host::AudioReader& material, Trace* trace = nullptr);
+Rendering render(const Plan& plan, audio::AudioReader& material,
+                 Trace* trace = nullptr);
 
 }  // namespace ulmar::render

@@ -7,7 +7,7 @@
 
 #include "apps/common/text.h"
 #include "apps/render/option_values.h"
-#include "host/crossover_design.h"
+#include "ulmar/host/crossover_design.h"
 
 namespace ulmar::render {
 namespace {
@@ -30,7 +30,7 @@ std::string line(std::string_view label, const std::string& text) {
 }
 
 std::string materialText(const Plan& plan) {
-  const host::AudioInfo& material = plan.material;
+  const audio::AudioInfo& material = plan.material;
   return material.path + ": " + material.format + ", " +
          wordFor(plan.routing.material, kChannelLayoutWords) + ", " +
          audioText(material.channels, material.sampleRate, material.frames);
@@ -65,7 +65,7 @@ std::string responseText(const Plan& plan) {
 }
 
 std::string pairText(const Plan& plan) {
-  const bool mono = plan.routing.material == host::ChannelLayout::mono;
+  const bool mono = plan.routing.material == audio::ChannelLayout::mono;
   switch (plan.routing.response) {
     case ResponseLayout::mono:
       return mono ? "mono through the response"
@@ -81,7 +81,7 @@ std::string pairText(const Plan& plan) {
 }
 
 std::string decodingText(const Plan& plan) {
-  const bool mono = plan.routing.material == host::ChannelLayout::mono;
+  const bool mono = plan.routing.material == audio::ChannelLayout::mono;
   const bool oneSource = plan.response.channels <= 4;
   std::string text;
   if (oneSource) {
@@ -99,7 +99,7 @@ std::string decodingText(const Plan& plan) {
 
 std::string feedsText(const Plan& plan) {
   std::string text;
-  if (plan.routing.material == host::ChannelLayout::mono) {
+  if (plan.routing.material == audio::ChannelLayout::mono) {
     text = "mono to five loudspeakers, each through its own response";
   } else if (plan.responses.perOutput) {
     text =
@@ -119,7 +119,7 @@ std::string routingText(const Plan& plan) {
   if (!routing.surround()) return pairText(plan);
   std::string text = routing.decodes() ? decodingText(plan) : feedsText(plan);
   if (routing.folds()) text = "folded to left and right; " + text;
-  if (routing.material == host::ChannelLayout::fiveOne) {
+  if (routing.material == audio::ChannelLayout::fiveOne) {
     text += "; low-frequency channel copied untouched, in time with the dry signal";
   } else if (routing.addsLowFrequency()) {
     text += "; low-frequency channel silent, as the material has none";
@@ -181,10 +181,10 @@ std::string mixText(const Plan& plan) {
 }
 
 std::string outputText(const Plan& plan) {
-  const host::AudioFormat& format = plan.format;
+  const audio::AudioFormat& format = plan.format;
   std::string text = plan.options.output.empty() ? "" : plan.options.output + ": ";
   text += wordFor(format.samples, kFormatWords);
-  if (format.samples != host::SampleFormat::float32) text += " bit";
+  if (format.samples != audio::SampleFormat::float32) text += " bit";
   text += ", " + std::string(wordFor(plan.routing.output, kChannelLayoutWords)) + ", " +
           audioText(format.channels, format.sampleRate, plan.outFrames());
   if (plan.tailFrames > 0) {
@@ -196,7 +196,7 @@ std::string outputText(const Plan& plan) {
 // One value of each channel, under its name.
 std::string channelsText(const Plan& plan, const Rendering& rendering,
                          double ChannelLevel::*value) {
-  const std::vector<std::string> names = host::channelNames(plan.routing.output);
+  const std::vector<std::string> names = audio::channelNames(plan.routing.output);
   std::string text;
   for (std::size_t j = 0; j < names.size(); ++j) {
     const double gain = rendering.levels[j].*value;
@@ -251,7 +251,7 @@ double gainWithoutClipping(const Plan& plan, const Rendering& rendering) {
   double peak = 0.0;
   for (std::size_t j = 0; j < rendering.levels.size(); ++j) {
     const bool copied = !plan.format.speakers.empty() &&
-                        plan.format.speakers[j] == host::Speaker::lowFrequency;
+                        plan.format.speakers[j] == audio::Speaker::lowFrequency;
     if (!copied) peak = std::max(peak, rendering.levels[j].peak);
   }
   return peak > kFullScale ? kFullScale / peak : 1.0;

@@ -2,7 +2,7 @@
 
 #include "apps/render/option_values.h"
 #include "apps/render/report.h"
-#include "host/crossover_design.h"
+#include "ulmar/host/crossover_design.h"
 
 namespace ulmar::render {
 namespace {
@@ -10,7 +10,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 Json materialFigures(const Plan& plan) {
-  const host::AudioInfo& material = plan.material;
+  const audio::AudioInfo& material = plan.material;
   return {{"path", material.path},
           {"format", material.format},
           {"layout", wordFor(plan.routing.material, kChannelLayoutWords)},
@@ -89,7 +89,7 @@ Json renderingFigures(const Plan& plan, const Rendering& rendering) {
   }
   return {{"seconds", rendering.elapsed},
           {"timesRealTime", duration / rendering.elapsed},
-          {"channels", host::channelNames(plan.routing.output)},
+          {"channels", audio::channelNames(plan.routing.output)},
           {"peaks", peaks},
           {"levels", levels},
           {"gainWithoutClipping", gainWithoutClipping(plan, rendering)}};

@@ -8,10 +8,10 @@
 
 #include "apps/common/text.h"
 #include "apps/render/response_source.h"
-#include "host/error.h"
-#include "host/geometry.h"
-#include "host/planar.h"
-#include "host/resample.h"
+#include "ulmar/audio/resample.h"
+#include "ulmar/host/error.h"
+#include "ulmar/host/geometry.h"
+#include "ulmar/host/planar.h"
 
 namespace ulmar::render {
 namespace {
@@ -19,11 +19,9 @@ namespace {
 using apps::fixed;
 using apps::framesIn;
 
-using host::fail;
-
 // Keeps the part that is used, and fades its end out by half a period of a raised
 // cosine.
-void trim(const Options& options, host::Planar& signal, ResponseInfo& info) {
+void trim(const Options& options, Planar& signal, ResponseInfo& info) {
   const int rate = info.sourceRate;
   const double duration = static_cast<double>(info.sourceFrames) / rate;
   info.startFrame = framesIn(options.responseStart, rate);
@@ -114,8 +112,8 @@ double normalizationGain(Normalization normalization, const host::Responses& res
   }
 }
 
-host::Responses arrange(const host::Planar& signal, const ResponseInfo& info,
-                        ResponseLayout layout, const host::AudioInfo& material) {
+host::Responses arrange(const Planar& signal, const ResponseInfo& info,
+                        ResponseLayout layout, const audio::AudioInfo& material) {
   try {
     switch (layout) {
       case ResponseLayout::bFormat:
@@ -125,7 +123,7 @@ host::Responses arrange(const host::Planar& signal, const ResponseInfo& info,
       default:
         return host::arrangeResponses(signal, material.channels);
     }
-  } catch (const host::Error& error) {
+  } catch (const Error& error) {
     fail("cannot put ", material.path, " through ", info.name, ": ", error.what());
   }
 }
@@ -133,15 +131,15 @@ host::Responses arrange(const host::Planar& signal, const ResponseInfo& info,
 }  // namespace
 
 PreparedResponse prepareResponse(const Options& options,
-                                 const host::AudioInfo& material) {
+                                 const audio::AudioInfo& material) {
   PreparedResponse prepared;
   ResponseInfo& info = prepared.info;
-  host::Planar signal = readResponse(options, material, info, prepared.routing);
+  Planar signal = readResponse(options, material, info, prepared.routing);
   trim(options, signal, info);
   info.predelay = framesIn(options.predelay, material.sampleRate);
-  info.ringing = host::resampleRinging(info.sourceRate, material.sampleRate);
+  info.ringing = audio::resampleRinging(info.sourceRate, material.sampleRate);
   refuseTooLong(info, material.sampleRate);
-  signal = host::resampleResponse(signal, info.sourceRate, material.sampleRate);
+  signal = audio::resampleResponse(signal, info.sourceRate, material.sampleRate);
   info.frames = std::ssize(signal[0]) - 2 * info.ringing;
 
   host::Responses& responses = prepared.responses;

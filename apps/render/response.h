@@ -8,8 +8,8 @@
 
 #include "apps/render/options.h"
 #include "apps/render/routing.h"
-#include "host/audio_file.h"
-#include "host/impulse.h"
+#include "ulmar/audio/audio_file.h"
+#include "ulmar/host/responses.h"
 
 namespace ulmar::render {
 
@@ -40,6 +40,6 @@ struct PreparedResponse {
 /// Normalisation acts on the responses as they are arranged for the material, with one
 /// gain for all. Throws Error naming the file, the value and the limit.
 PreparedResponse prepareResponse(const Options& options,
-                                 const host::AudioInfo& material);
+                                 const audio::AudioInfo& material);
 
 }  // namespace ulmar::render

@@ -3,45 +3,45 @@
 #include <utility>
 
 #include "apps/render/option_values.h"
-#include "host/error.h"
+#include "ulmar/host/error.h"
 
 namespace ulmar::render {
 namespace {
 
-host::RoomLayout roomLayoutOf(ResponseLayout response) {
+room::RoomLayout roomLayoutOf(ResponseLayout response) {
   switch (response) {
     case ResponseLayout::mono:
-      return host::RoomLayout::mono;
+      return room::RoomLayout::mono;
     case ResponseLayout::stereo:
-      return host::RoomLayout::stereo;
+      return room::RoomLayout::stereo;
     case ResponseLayout::trueStereo:
-      return host::RoomLayout::trueStereo;
+      return room::RoomLayout::trueStereo;
     default:
-      return host::RoomLayout::bFormat;
+      return room::RoomLayout::bFormat;
   }
 }
 
-host::Planar renderRoomFor(const Options& options, ResponseLayout layout,
-                           const host::AudioInfo& material) {
-  host::RoomSpec room = host::roomPreset(*options.room);
+Planar renderRoomFor(const Options& options, ResponseLayout layout,
+                     const audio::AudioInfo& material) {
+  room::RoomSpec room = room::roomPreset(*options.room);
   if (options.seed) room.seed = *options.seed;
   try {
-    return host::renderRoom(room, roomLayoutOf(layout), material.sampleRate);
-  } catch (const host::Error& error) {
-    host::fail("cannot put ", material.path, " into a room: ", error.what());
+    return room::renderRoom(room, roomLayoutOf(layout), material.sampleRate);
+  } catch (const Error& error) {
+    fail("cannot put ", material.path, " into a room: ", error.what());
   }
 }
 
 // A file's speaker feeds in the engine's order: left, right, left surround, right
 // surround, centre. Ten channels are twice five in the standard order of files; a
 // low-frequency channel is left out.
-host::Planar feedsOf(const host::AudioFile& file) {
+Planar feedsOf(const audio::AudioFile& file) {
   constexpr std::size_t kEngineToLibrary[] = {0, 2, 3, 4, 1};
   const bool two = file.info.channels == 10;
   const std::vector<int> order =
-      two ? host::libraryOrder(5, {})
-          : host::libraryOrder(file.info.channels, file.info.speakers);
-  host::Planar feeds;
+      two ? audio::libraryOrder(5, {})
+          : audio::libraryOrder(file.info.channels, file.info.speakers);
+  Planar feeds;
   for (std::size_t source = 0; source < (two ? 2 : 1); ++source) {
     for (const std::size_t k : kEngineToLibrary) {
       feeds.push_back(file.samples[5 * source + static_cast<std::size_t>(order[k])]);
@@ -52,9 +52,9 @@ host::Planar feedsOf(const host::AudioFile& file) {
 
 }  // namespace
 
-host::Planar readResponse(const Options& options, const host::AudioInfo& material,
-                          ResponseInfo& info, Routing& routing) {
-  host::Planar signal;
+Planar readResponse(const Options& options, const audio::AudioInfo& material,
+                    ResponseInfo& info, Routing& routing) {
+  Planar signal;
   if (options.room) {
     routing = routingFor(options, material, nullptr);
     signal = renderRoomFor(options, routing.response, material);
@@ -62,7 +62,7 @@ host::Planar readResponse(const Options& options, const host::AudioInfo& materia
     info.sourceRate = material.sampleRate;
     info.channels = static_cast<int>(signal.size());
   } else {
-    host::AudioFile file = host::readAudioFile(options.response);
+    audio::AudioFile file = audio::readAudioFile(options.response);
     routing = routingFor(options, material, &file.info);
     info.name = file.info.path;
     info.format = file.info.format;

@@ -5,14 +5,14 @@
 #include "apps/render/options.h"
 #include "apps/render/response.h"
 #include "apps/render/routing.h"
-#include "host/planar.h"
+#include "ulmar/host/planar.h"
 
 namespace ulmar::render {
 
 /// The response at its own rate: W, X and Y per source; speaker feeds in the engine's
 /// order; or as the file has them. Fills in what it was, and the routing that follows.
 /// Throws Error naming the file.
-host::Planar readResponse(const Options& options, const host::AudioInfo& material,
-                          ResponseInfo& info, Routing& routing);
+Planar readResponse(const Options& options, const audio::AudioInfo& material,
+                    ResponseInfo& info, Routing& routing);
 
 }  // namespace ulmar::render

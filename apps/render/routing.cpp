@@ -6,15 +6,14 @@
 
 #include "apps/common/text.h"
 #include "apps/render/option_values.h"
-#include "host/error.h"
+#include "ulmar/host/error.h"
 
 namespace ulmar::render {
 namespace {
 
 using apps::countText;
 
-using host::ChannelLayout;
-using host::fail;
+using audio::ChannelLayout;
 
 bool hasFive(ChannelLayout layout) {
   return layout == ChannelLayout::five || layout == ChannelLayout::fiveOne;
@@ -24,8 +23,8 @@ bool isForFive(ResponseLayout response) {
   return response == ResponseLayout::bFormat || response == ResponseLayout::feeds;
 }
 
-ChannelLayout materialLayout(const host::AudioInfo& material) {
-  if (const auto layout = host::layoutOf(material)) return *layout;
+ChannelLayout materialLayout(const audio::AudioInfo& material) {
+  if (const auto layout = audio::layoutOf(material)) return *layout;
   fail("cannot use ", material.path, " as material: its ",
        countText(material.channels, "channel"),
        " are not those of mono, stereo, 5.0 or 5.1, which have 1, 2, 5 or 6");
@@ -50,12 +49,12 @@ std::vector<int> channelCounts(ResponseLayout layout,
   }
 }
 
-void refuseCount(const host::AudioInfo& response, ResponseLayout layout,
+void refuseCount(const audio::AudioInfo& response, ResponseLayout layout,
                  std::optional<host::BFormat> convention) {
   const std::vector<int> counts = channelCounts(layout, convention);
   const bool fits = std::ranges::find(counts, response.channels) != counts.end();
   const bool ordered = layout != ResponseLayout::feeds || response.channels == 10 ||
-                       host::layoutOf(response).has_value();
+                       audio::layoutOf(response).has_value();
   if (fits && ordered) return;
   std::string needed;
   for (const int count : counts) {
@@ -72,9 +71,9 @@ void refuseCount(const host::AudioInfo& response, ResponseLayout layout,
             : ", and " + needed + " can be that");
 }
 
-ResponseLayout layoutByCount(const host::AudioInfo& response) {
+ResponseLayout layoutByCount(const audio::AudioInfo& response) {
   const bool saysFiveOne =
-      !response.speakers.empty() && host::layoutOf(response) == ChannelLayout::fiveOne;
+      !response.speakers.empty() && audio::layoutOf(response) == ChannelLayout::fiveOne;
   if (saysFiveOne) return ResponseLayout::feeds;
   switch (response.channels) {
     case 1:
@@ -93,7 +92,8 @@ ResponseLayout layoutByCount(const host::AudioInfo& response) {
   }
 }
 
-ResponseLayout responseLayout(const Options& options, const host::AudioInfo& response) {
+ResponseLayout responseLayout(const Options& options,
+                              const audio::AudioInfo& response) {
   ResponseLayout layout;
   if (options.responseLayout) {
     layout = *options.responseLayout;
@@ -210,11 +210,11 @@ bool Routing::addsLowFrequency() const {
 }
 
 int Routing::streamOutputs() const {
-  return addsLowFrequency() ? 5 : host::channelsOf(output);
+  return addsLowFrequency() ? 5 : audio::channelsOf(output);
 }
 
-Routing routingFor(const Options& options, const host::AudioInfo& material,
-                   const host::AudioInfo* response) {
+Routing routingFor(const Options& options, const audio::AudioInfo& material,
+                   const audio::AudioInfo* response) {
   Routing routing;
   routing.material = materialLayout(material);
   routing.response = response == nullptr ? roomLayout(options, routing.material)

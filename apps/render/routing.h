@@ -2,8 +2,8 @@
 #pragma once
 
 #include "apps/render/options.h"
-#include "host/audio_file.h"
-#include "host/channel_layout.h"
+#include "ulmar/audio/audio_file.h"
+#include "ulmar/audio/channel_layout.h"
 
 namespace ulmar::render {
 
@@ -11,9 +11,9 @@ namespace ulmar::render {
 const char* nameOf(ResponseLayout layout);
 
 struct Routing {
-  host::ChannelLayout material = host::ChannelLayout::mono;
+  audio::ChannelLayout material = audio::ChannelLayout::mono;
   ResponseLayout response = ResponseLayout::mono;
-  host::ChannelLayout output = host::ChannelLayout::mono;
+  audio::ChannelLayout output = audio::ChannelLayout::mono;
 
   /// Whether there are five loudspeakers.
   bool surround() const;
@@ -25,13 +25,13 @@ struct Routing {
   bool addsLowFrequency() const;
 
   /// Channels that the stream is called with.
-  int streamInputs() const { return host::channelsOf(material); }
+  int streamInputs() const { return audio::channelsOf(material); }
   int streamOutputs() const;
 };
 
 /// response: null for a room. Throws Error naming the file for layouts that cannot be
 /// told or do not meet, and for options that would have no effect.
-Routing routingFor(const Options& options, const host::AudioInfo& material,
-                   const host::AudioInfo* response);
+Routing routingFor(const Options& options, const audio::AudioInfo& material,
+                   const audio::AudioInfo* response);
 
 }  // namespace ulmar::render

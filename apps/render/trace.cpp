@@ -38,16 +38,16 @@ double Envelope::timeOf(std::size_t column) const {
          static_cast<double>(numFrames_) / sampleRate_;
 }
 
-std::vector<host::Extent> Envelope::extents() const {
-  std::vector<host::Extent> extents;
+std::vector<draw::Extent> Envelope::extents() const {
+  std::vector<draw::Extent> extents;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     extents.push_back({timeOf(i), double{columns_[i].low}, double{columns_[i].high}});
   }
   return extents;
 }
 
-std::vector<host::Point2> Envelope::levels() const {
-  std::vector<host::Point2> levels;
+std::vector<draw::Point2> Envelope::levels() const {
+  std::vector<draw::Point2> levels;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     const Column& column = columns_[i];
     const double power =

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/plot.h"
-#include "host/stream.h"
+#include "apps/draw/plot.h"
+#include "ulmar/host/stream.h"
 
 namespace ulmar::render {
 
@@ -18,9 +18,9 @@ class Envelope {
   void add(const float* const* channels, int numChannels, int first, int end);
 
   /// Over s, of all channels.
-  std::vector<host::Extent> extents() const;
+  std::vector<draw::Extent> extents() const;
   /// Mean power in dB against full scale, over s.
-  std::vector<host::Point2> levels() const;
+  std::vector<draw::Point2> levels() const;
   double peak() const;
 
  private:

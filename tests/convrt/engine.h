@@ -5,9 +5,9 @@
 #include <ostream>
 #include <vector>
 
-#include "convrt/convrt.h"
 #include "tests/support/at.h"
 #include "tests/support/transform_areas.h"
+#include "ulmar/convrt/convrt.h"
 
 namespace ulmar::test {
 

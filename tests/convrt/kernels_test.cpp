@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <vector>
 
-#include "convrt/row_kernels.h"
 #include "tests/support/guarded.h"
 #include "tests/support/random.h"
 #include "tests/support/values.h"
+#include "ulmar/convrt/row_kernels.h"
 
 namespace ulmar::test {
 namespace {

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "base/align.h"
-#include "convrt/convrt.h"
-#include "host/stream.h"
 #include "tests/support/random.h"
+#include "ulmar/base/align.h"
+#include "ulmar/convrt/convrt.h"
+#include "ulmar/host/stream.h"
 
 namespace ulmar::test {
 namespace {
@@ -49,9 +49,9 @@ void addStream(Hash& hash, Random& random, const Channels& channels, bool hfTrun
   params.xoverCfs = {-0.875F, 0.75F, -1.625F};
   std::fill_n(params.wetGain, numOutputs, 0x1p-4F);
   const int numPairs = numInputs * numEngineOutputs;
-  host::Stream stream(numInputs, numOutputs, params,
-                      {numInputs, numEngineOutputs, false,
-                       host::Planar(static_cast<std::size_t>(numPairs))});
+  host::Stream stream(
+      numInputs, numOutputs, params,
+      {numInputs, numEngineOutputs, false, Planar(static_cast<std::size_t>(numPairs))});
 
   const host::Areas& areas = stream.areas();
   auto* const twiddles = asRecords<double>(areas[host::Area::fftTwiddles]);
@@ -69,7 +69,7 @@ void addStream(Hash& hash, Random& random, const Channels& channels, bool hfTrun
         params.irLen);
   }
 
-  host::Planar signals;
+  Planar signals;
   std::vector<float*> pointers;
   for (int k = 0; k < numOutputs; ++k) signals.push_back(random.signal(kFrames));
   for (auto& signal : signals) pointers.push_back(signal.data());

@@ -5,7 +5,7 @@
 // mu + 4 sqrt(2) u (Higham, "Accuracy and Stability of Numerical Algorithms", 24.1) in
 // the 2-norm. u = 2^-53; mu is the error of a twiddle: three roundings of an angle of
 // at most pi and one of the result, below 9 u. Hence 15 u per pass.
-#include "fft/fft.h"
+#include "ulmar/fft/fft.h"
 
 #include <gtest/gtest.h>
 

@@ -4,11 +4,11 @@
 
 #include <vector>
 
-#include "fft/fft_kernels.h"
-#include "spectral/UpdateOstinFFT.h"
 #include "tests/support/guarded.h"
 #include "tests/support/random.h"
 #include "tests/support/values.h"
+#include "ulmar/fft/fft_kernels.h"
+#include "ulmar/spectral/UpdateOstinFFT.h"
 
 namespace ulmar::test {
 namespace {

@@ -1,5 +1,5 @@
 // The choice of a geometry, its cost and its refusals, and those of a stream.
-#include "host/geometry.h"
+#include "ulmar/host/geometry.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <limits>
 #include <string>
 
-#include "host/error.h"
-#include "host/stream.h"
+#include "ulmar/host/error.h"
+#include "ulmar/host/stream.h"
 
 namespace ulmar::host {
 namespace {

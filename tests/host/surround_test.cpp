@@ -4,15 +4,17 @@
 #include <cmath>
 #include <numbers>
 
-#include "host/channel_layout.h"
-#include "host/crossover_design.h"
-#include "host/stream.h"
-#include "host/surround_responses.h"
-#include "tests/host/scratch_dir.h"
 #include "tests/support/random.h"
+#include "tests/support/scratch_dir.h"
+#include "ulmar/host/crossover_design.h"
+#include "ulmar/host/stream.h"
+#include "ulmar/host/surround_responses.h"
 
 namespace ulmar::host {
 namespace {
+
+using test::expectSentence;
+using test::refusalOf;
 
 using Feeds = std::vector<double>;
 
@@ -170,28 +172,6 @@ TEST(SurroundResponses, MidSideIsTheSameFieldForHalfTheWork) {
     const Feeds same = outputs(sides, inputs);
     for (std::size_t j = 0; j < 5; ++j) EXPECT_NEAR(feeds[j], same[j], 1e-6) << j;
   }
-}
-
-TEST(ChannelLayout, FindsTheLibrarysChannelsInAnyOrder) {
-  using enum Speaker;
-  const auto info = [](int channels, std::vector<Speaker> speakers) {
-    AudioInfo result;
-    result.channels = channels;
-    result.speakers = std::move(speakers);
-    return result;
-  };
-  const AudioInfo shuffled =
-      info(6, {lowFrequency, sideRight, frontCenter, sideLeft, frontRight, frontLeft});
-  EXPECT_EQ(layoutOf(shuffled), ChannelLayout::fiveOne);
-  EXPECT_EQ(libraryOrder(6, shuffled.speakers), (std::vector{5, 2, 4, 3, 1, 0}));
-  EXPECT_EQ(libraryOrder(6, {}), (std::vector{0, 2, 1, 4, 5, 3}));
-  EXPECT_EQ(libraryOrder(5, {unknown, unknown}), (std::vector{0, 2, 1, 3, 4}));
-  // Front left twice; a surround of either name; no such number.
-  EXPECT_FALSE(
-      layoutOf(info(5, {frontLeft, frontLeft, frontCenter, rearLeft, rearRight})));
-  EXPECT_FALSE(
-      layoutOf(info(5, {frontLeft, frontRight, frontCenter, sideLeft, rearRight})));
-  EXPECT_FALSE(layoutOf(info(4, {})));
 }
 
 TEST(CrossoverDesign, RefusesWhatIsNotStable) {

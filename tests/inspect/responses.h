@@ -6,7 +6,7 @@
 #include <numbers>
 #include <vector>
 
-#include "tests/host/audio_samples.h"
+#include "tests/audio/audio_samples.h"
 #include "tests/render/program.h"
 #include "tests/support/random.h"
 
@@ -53,14 +53,15 @@ inline Signal decayingNoise(double t60, double seconds, std::uint64_t seed) {
 
 /// The figures of a response of some channels of the same length.
 inline Json inspected(const std::vector<Signal>& channels) {
-  const host::ScratchDir folder;
+  const test::ScratchDir folder;
   Signal interleaved;
   for (std::size_t n = 0; n < channels[0].size(); ++n) {
     for (const Signal& channel : channels) interleaved.push_back(channel[n]);
   }
-  host::writeAudio(folder / "ir.wav",
-                   {.channels = static_cast<int>(channels.size()), .sampleRate = kRate},
-                   interleaved);
+  audio::writeAudio(
+      folder / "ir.wav",
+      {.channels = static_cast<int>(channels.size()), .sampleRate = kRate},
+      interleaved);
   return Json::parse(render::expectRun(folder, {"ir.wav", "--json"}).out);
 }
 

@@ -4,10 +4,10 @@
 
 #include <memory>
 
-#include "host/stream.h"
-#include "process/Ulmar_Process.h"
 #include "tests/support/guarded.h"
 #include "tests/support/random.h"
+#include "ulmar/host/stream.h"
+#include "ulmar/process/Ulmar_Process.h"
 
 namespace ulmar::test {
 
@@ -140,7 +140,7 @@ class GuardedStream {
   std::vector<std::unique_ptr<Guarded>> outputs_;
   std::unique_ptr<Guarded> inRecords_;
   std::unique_ptr<Guarded> outRecords_;
-  host::Planar expected_;
+  Planar expected_;
   StateStruct expectedState_{};
 };
 

@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "host/stream.h"
 #include "tests/support/at.h"
 #include "tests/support/random.h"
+#include "ulmar/host/stream.h"
 
 namespace ulmar::test {
 
@@ -123,8 +123,8 @@ inline host::Responses randomResponses(const Configuration& c, Random& random) {
   return responses;
 }
 
-inline host::Planar randomPlanar(Random& random, int channels, int frames) {
-  host::Planar planar;
+inline Planar randomPlanar(Random& random, int channels, int frames) {
+  Planar planar;
   for (int k = 0; k < channels; ++k) planar.push_back(random.signal(frames));
   return planar;
 }
@@ -160,9 +160,9 @@ inline host::Stream streamOf(const Configuration& c, ParamStruct params,
 }
 
 /// Runs whole signals through a stream in calls of the given sizes, over and over.
-inline host::Planar run(host::Stream& stream, const host::Planar& input,
-                        int outChannels, const std::vector<int>& callSizes,
-                        Layout layout = Layout::planar, bool inPlace = false) {
+inline Planar run(host::Stream& stream, const Planar& input, int outChannels,
+                  const std::vector<int>& callSizes, Layout layout = Layout::planar,
+                  bool inPlace = false) {
   const int inChannels = static_cast<int>(input.size());
   const int frames = static_cast<int>(input[0].size());
   std::vector<float> from(input.size() * input[0].size());
@@ -183,7 +183,7 @@ inline host::Planar run(host::Stream& stream, const host::Planar& input,
     for (auto& record : out) record.data += size * record.step;
     done += size;
   }
-  host::Planar output(static_cast<std::size_t>(outChannels));
+  Planar output(static_cast<std::size_t>(outChannels));
   for (int j = 0; j < outChannels; ++j) {
     const OstinSoundBuf& channel = at(start, j);
     for (int t = 0; t < frames; ++t) {

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "process/output_kernels.h"
 #include "tests/support/guarded.h"
 #include "tests/support/values.h"
+#include "ulmar/process/output_kernels.h"
 
 namespace ulmar::test {
 namespace {

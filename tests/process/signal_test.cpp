@@ -4,9 +4,9 @@
 
 #include <cmath>
 
-#include "base/align.h"
 #include "tests/process/configurations.h"
 #include "tests/support/convolution.h"
+#include "ulmar/base/align.h"
 
 namespace ulmar::test {
 namespace {
@@ -21,7 +21,7 @@ double* area(const host::Stream& stream, host::Area which) {
 
 // The engine inputs as the configuration's gains have them.
 std::vector<std::vector<double>> engineInputs(const Configuration& c,
-                                              const host::Planar& input) {
+                                              const Planar& input) {
   std::vector<std::vector<double>> result;
   for (const auto& gains : c.engine) {
     auto& signal = result.emplace_back(input[0].size());
@@ -37,7 +37,7 @@ TEST_P(Driver, ConditionsTheEngineInput) {
   const Configuration& c = GetParam();
   host::Stream stream = streamOf(c, paramsOf(c, 31, 8));
   Random random(41);
-  const host::Planar input = randomPlanar(random, c.in, 30);
+  const Planar input = randomPlanar(random, c.in, 30);
   run(stream, input, c.out, {30});
   double const* block = area(stream, host::Area::inBlocks);
   for (const auto& signal : engineInputs(c, input)) {
@@ -51,7 +51,7 @@ TEST_P(Driver, ConditionsTheEngineInput) {
 TEST_P(Driver, DelaysTheDrySignal) {
   const Configuration& c = GetParam();
   Random random(42);
-  const host::Planar input = randomPlanar(random, c.in, 100);
+  const Planar input = randomPlanar(random, c.in, 100);
   for (const auto& [blockLen, ringLen, delay] :
        {std::array{1, 1, 0}, {3, 8, 3}, {7, 16, 15}, {1000, 32, 0}}) {
     for (const auto& [irLen, bypass] :
@@ -67,7 +67,7 @@ TEST_P(Driver, DelaysTheDrySignal) {
       host::Stream stream = streamOf(c, params);
       // What the engine left behind is not heard.
       std::fill_n(area(stream, host::Area::outBlocks), c.numOutputs * blockLen, 0.25);
-      const host::Planar output = run(stream, input, c.out, {1, 5, 0, 40});
+      const Planar output = run(stream, input, c.out, {1, 5, 0, 40});
 
       for (int j = 0; j < c.out; ++j) {
         float peak = 0.0F;
@@ -101,8 +101,8 @@ TEST_P(Driver, ConvolvesMixesMetersAndClamps) {
   std::copy(std::begin(kGains), std::end(kGains), params.wetGain);
   const host::Responses responses = randomResponses(c, random);
   host::Stream stream = streamOf(c, params, responses);
-  const host::Planar input = randomPlanar(random, c.in, kFrames);
-  const host::Planar output = run(stream, input, c.out, {50, 1, 0, 7, 333});
+  const Planar input = randomPlanar(random, c.in, kFrames);
+  const Planar output = run(stream, input, c.out, {50, 1, 0, 7, 333});
 
   // Engine inputs beyond the blocks that there are repeat the last.
   auto engineInput = engineInputs(c, input);
@@ -210,13 +210,13 @@ TEST(Output, DelaysTheSurrounds) {
   std::fill(std::begin(params.wetGain), std::end(params.wetGain), 0.03F);
   Random random(44);
   const host::Responses responses = randomResponses(c, random);
-  const host::Planar input = randomPlanar(random, 5, 300);
+  const Planar input = randomPlanar(random, 5, 300);
   host::Stream prompt(5, 5, params, responses);
-  host::Planar expected = run(prompt, input, 5, {300});
+  Planar expected = run(prompt, input, 5, {300});
   for (const int delay : {1, 19, 31}) {
     params.rearDelay = delay;
     host::Stream delayed(5, 5, params, responses);
-    const host::Planar output = run(delayed, input, 5, {300});
+    const Planar output = run(delayed, input, 5, {300});
     for (std::size_t j = 0; j < 5; ++j) {
       std::vector<float> lagging = expected[j];
       if (j >= 3) {
@@ -250,7 +250,7 @@ TEST(Boundary, OffsetsTheFirstSample) {
       host::Responses unit{numInputs, 1, false, {}};
       if (irLen > 0) unit.samples.resize(first.size(), {1.0F});
       host::Stream stream(in, out, params, unit);
-      const host::Planar silence(static_cast<std::size_t>(in), std::vector<float>(8));
+      const Planar silence(static_cast<std::size_t>(in), std::vector<float>(8));
       run(stream, silence, out, {8});
 
       double const* const blocks = area(stream, host::Area::inBlocks);

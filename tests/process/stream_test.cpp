@@ -4,9 +4,9 @@
 
 #include <cstring>
 
-#include "base/align.h"
-#include "process/Ulmar_Process.h"
 #include "tests/process/configurations.h"
+#include "ulmar/base/align.h"
+#include "ulmar/process/Ulmar_Process.h"
 
 namespace ulmar::test {
 namespace {
@@ -29,9 +29,9 @@ TEST_P(Calls, SlicingAndLayoutChangeNoBit) {
   params.dryGain = 0.25F;
   std::fill(std::begin(params.wetGain), std::end(params.wetGain), 0.05F);
   const host::Responses responses = randomResponses(c, random);
-  const host::Planar input = randomPlanar(random, c.in, kFrames);
+  const Planar input = randomPlanar(random, c.in, kFrames);
   host::Stream whole = streamOf(c, params, responses);
-  const host::Planar expected = run(whole, input, c.out, {kFrames});
+  const Planar expected = run(whole, input, c.out, {kFrames});
 
   const struct {
     std::vector<int> callSizes;
@@ -52,8 +52,8 @@ TEST_P(Calls, SlicingAndLayoutChangeNoBit) {
   }
 
   // The records and areas are all there is: another stream goes on from them.
-  host::Planar head;
-  host::Planar tail;
+  Planar head;
+  Planar tail;
   for (const auto& channel : input) {
     head.emplace_back(channel.begin(), channel.begin() + kHead);
     tail.emplace_back(channel.begin() + kHead, channel.end());
@@ -63,7 +63,7 @@ TEST_P(Calls, SlicingAndLayoutChangeNoBit) {
   host::Stream second = streamOf(c, params, responses);
   run(second, tail, c.out, {50});
   second.restore(first.snapshot());
-  const host::Planar rest = run(second, tail, c.out, {500});
+  const Planar rest = run(second, tail, c.out, {500});
   for (std::size_t j = 0; j < rest.size(); ++j) {
     EXPECT_TRUE(
         std::equal(rest[j].begin(), rest[j].end(), expected[j].begin() + kHead));

@@ -5,15 +5,16 @@
 #include <numbers>
 #include <sstream>
 
-#include "tests/host/audio_samples.h"
+#include "tests/audio/audio_samples.h"
 #include "tests/render/program.h"
 #include "tests/support/convolution.h"
+#include "tests/support/pictures.h"
 #include "tests/support/random.h"
 
 namespace ulmar::render {
 namespace {
 
-using host::ScratchDir;
+using test::ScratchDir;
 using Channel = std::vector<double>;
 
 constexpr int kRate = 8000;          // Hz
@@ -112,7 +113,7 @@ std::vector<Channel> writeNoise(const std::string& path, int channels, int frame
   constexpr float kLevel = 0.0625F;  // at which only "beyond full scale" clips
   std::vector<float> interleaved = test::Random(seed).signal(channels * frames);
   for (float& sample : interleaved) sample *= kLevel;
-  host::writeAudio(path, {.channels = channels, .sampleRate = kRate}, interleaved);
+  audio::writeAudio(path, {.channels = channels, .sampleRate = kRate}, interleaved);
   std::vector<Channel> result(static_cast<std::size_t>(channels));
   for (std::size_t i = 0; i < interleaved.size(); ++i) {
     result[i % result.size()].push_back(interleaved[i]);
@@ -205,13 +206,13 @@ std::vector<Channel> expectedOutputs(const Case& c,
 // Holds the file to the outputs as they should be before the clamp.
 void expectFile(const Case& c, const std::string& path,
                 const std::vector<Channel>& expected, double highest) {
-  const host::AudioInfo info = host::AudioReader(path).info();
+  const audio::AudioInfo info = audio::AudioReader(path).info();
   EXPECT_EQ(info.sampleRate, kRate);
   EXPECT_NE(info.format.find(c.format), std::string::npos) << info.format;
   ASSERT_EQ(static_cast<std::size_t>(info.channels), expected.size());
   ASSERT_EQ(info.frames, kMaterialLen + c.tail);
 
-  const std::vector<float> out = host::readAudio(path);
+  const std::vector<float> out = audio::readAudio(path);
   double worst = 0.0;
   for (std::size_t k = 0; k < out.size(); ++k) {
     const double sample = expected[k % expected.size()][k / expected.size()];
@@ -263,11 +264,11 @@ TEST(Output, ResamplesTheResponseToTheMaterial) {
   for (std::size_t n = 0; n < response.size(); ++n) {
     response[n] = static_cast<float>(pulse(static_cast<double>(n) / kResponseRate));
   }
-  host::writeAudio(folder / "ir.wav", {.channels = 1, .sampleRate = kResponseRate},
-                   response);
+  audio::writeAudio(folder / "ir.wav", {.channels = 1, .sampleRate = kResponseRate},
+                    response);
   std::vector<float> impulse(3000);
   impulse[0] = 1.0F;
-  host::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate}, impulse);
+  audio::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate}, impulse);
   const auto figures =
       figuresOf(folder, "-i dry.wav --ir ir.wav -o wet.wav --dry off --predelay 1");
 
@@ -276,7 +277,7 @@ TEST(Output, ResamplesTheResponseToTheMaterial) {
   // 128 frames of the lower rate, which the file does not show at its start.
   constexpr int kRinging = 128;
   EXPECT_EQ(figures["engine"]["irLen"], resampled + 8 + 2 * kRinging);
-  const std::vector<float> out = host::readAudio(folder / "wet.wav");
+  const std::vector<float> out = audio::readAudio(folder / "wet.wav");
   ASSERT_EQ(out.size(),
             impulse.size() + static_cast<std::size_t>(resampled + 8 + kRinging - 1));
   // 24 bits are what the resampler promises.
@@ -293,14 +294,14 @@ TEST(Output, ResamplesTheResponseToTheMaterial) {
 TEST(Output, TruncatesTheUpperBand) {
   constexpr std::size_t kKept = 32 * 16;
   const ScratchDir folder;
-  host::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate}, {0.5F});
+  audio::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate}, {0.5F});
   writeNoise(folder / "ir.wav", 1, kResponseLen, 3);
   const std::string call = "-i dry.wav --ir ir.wav --block 16 --dry off -o ";
   EXPECT_EQ(figuresOf(folder, call + "whole.wav")["engine"]["hfTruncate"], false);
   EXPECT_EQ(figuresOf(folder, call + "cut.wav --hf-truncate")["engine"]["hfTruncate"],
             true);
-  const auto whole = host::readAudio(folder / "whole.wav");
-  const auto cut = host::readAudio(folder / "cut.wav");
+  const auto whole = audio::readAudio(folder / "whole.wav");
+  const auto cut = audio::readAudio(folder / "cut.wav");
   ASSERT_EQ(whole.size(), cut.size());
   const auto energy = [](auto first, auto last) {
     double result = 0.0;
@@ -333,7 +334,7 @@ TEST(Output, KnowsRoomsBySizeAndSeed) {
   writeNoise(folder / "dry.wav", 1, 100, 5);
   const auto rendered = [&](const std::string& room) {
     figuresOf(folder, "-i dry.wav -o wet.wav --room " + room);
-    return host::bytesOf(folder / "wet.wav");
+    return test::bytesOf(folder / "wet.wav");
   };
   const std::string seventh = rendered("small --seed 7");
   EXPECT_EQ(seventh, rendered("small --seed 7"));
@@ -345,10 +346,10 @@ TEST(Output, KnowsRoomsBySizeAndSeed) {
 // Down to a level that can be given, which then avoids it.
 TEST(Output, AdvisesAgainstClippingAsFarAsLevelsGo) {
   const ScratchDir folder;
-  host::writeAudio(folder / "one.wav", {.channels = 1, .sampleRate = kRate}, {1.0F});
+  audio::writeAudio(folder / "one.wav", {.channels = 1, .sampleRate = kRate}, {1.0F});
   const auto report = [&](float sample, const std::string& options) {
-    host::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate},
-                     {sample});
+    audio::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate},
+                      {sample});
     const std::string call = "-i dry.wav --ir one.wav --dry off -o wet.wav " + options;
     return expectRun(folder, words(call)).out;
   };
@@ -363,11 +364,12 @@ TEST(Output, AdvisesAgainstClippingAsFarAsLevelsGo) {
 }
 
 TEST(Output, IsTheSameWithAPicture) {
+  ULMAR_NEEDS_PICTURES();
   const ScratchDir folder;
   writeNoise(folder / "dry.wav", 2, 20000, 6);
   const auto rendered = [&](const std::string& options) {
     expectRun(folder, words("-i dry.wav -o wet.wav --room small " + options));
-    return host::bytesOf(folder / "wet.wav");
+    return test::bytesOf(folder / "wet.wav");
   };
   const std::string plain = rendered("--block 256");
   for (const char* const picture : {"p.svg", "p.png", "p.pdf"}) {
@@ -425,19 +427,20 @@ std::vector<double> discsIn(const std::string& svg, const std::string& color) {
 // A low-frequency burst at the material's end shows where it is heard: the renderer
 // delays that channel by a block on its way into the stream.
 TEST(Output, IsDrawnInTimeWithTheMaterial) {
+  ULMAR_NEEDS_PICTURES();
   constexpr int kFrames = 4800;
   constexpr int kBurst = 4300;
   constexpr int kBlockLen = 2048;
   const ScratchDir folder;
   std::vector<float> samples(6 * kFrames);
   for (std::size_t i = kBurst; i < kFrames; ++i) samples[6 * i + 3] = 0.5F;
-  host::writeAudio(folder / "dry.wav", {.channels = 6, .sampleRate = 48000}, samples);
+  audio::writeAudio(folder / "dry.wav", {.channels = 6, .sampleRate = 48000}, samples);
   const auto figures =
       figuresOf(folder,
                 "-i dry.wav -o wet.wav --room small --wet off --block 2048 "
                 "--picture p.svg");
   const double numFrames = figures["output"]["frames"];
-  const std::string svg = host::bytesOf(folder / "p.svg");
+  const std::string svg = test::bytesOf(folder / "p.svg");
   const Drawn material = drawnIn(svg, "0%,44.7%,69.8%");
   const Drawn output = drawnIn(svg, "83.5%,36.9%,0%");
   // The waveforms have 1100 columns, of the whole time each.
@@ -456,10 +459,11 @@ TEST(Output, IsDrawnInTimeWithTheMaterial) {
 
 // A single frame makes no line: its waveform and its level are marked, in the middle.
 TEST(Output, IsDrawnAlsoOfASingleFrame) {
+  ULMAR_NEEDS_PICTURES();
   const ScratchDir folder;
-  host::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate}, {0.5F});
+  audio::writeAudio(folder / "dry.wav", {.channels = 1, .sampleRate = kRate}, {0.5F});
   expectRun(folder, words("-i dry.wav --ir dry.wav -o wet.wav --picture p.svg"));
-  const std::string svg = host::bytesOf(folder / "p.svg");
+  const std::string svg = test::bytesOf(folder / "p.svg");
   for (const char* const color : {"0%,44.7%,69.8%", "83.5%,36.9%,0%"}) {
     SCOPED_TRACE(color);
     constexpr double kPixel = 1.0 / kWidth;
@@ -473,11 +477,11 @@ TEST(Output, IsDrawnAlsoOfASingleFrame) {
 TEST(Output, TakesNoMoreMemoryForLongerMaterial) {
   constexpr int kLongFrames = 10'000'000;  // 40 MB as float
   const ScratchDir folder;
-  const host::WavHeader header = {
+  const audio::WavHeader header = {
       .channels = 1, .rate = 48000, .dataLen = 2 * kLongFrames};
-  host::writeBytes(folder / "long.wav", header.with(""));
+  test::writeBytes(folder / "long.wav", header.with(""));
   std::filesystem::resize_file(folder / "long.wav", 44 + 2 * kLongFrames);
-  host::writeAudio(folder / "short.wav", {.channels = 1, .sampleRate = 48000}, {0.5F});
+  audio::writeAudio(folder / "short.wav", {.channels = 1, .sampleRate = 48000}, {0.5F});
   const auto peakMemory = [&](const std::string& material) {
     return expectRun(folder,
                      words("-i " + material + " --ir short.wav -o wet.wav --format 16"))

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/host/scratch_dir.h"
+#include "tests/support/scratch_dir.h"
 
 namespace ulmar::render {
 
@@ -31,7 +31,7 @@ class Program {
  public:
   /// Starts the program in a folder. maxFileBytes: what a file may grow to, as on a
   /// disk that is nearly full. device: takes the standard output instead of Outcome.
-  Program(const host::ScratchDir& folder, const std::vector<std::string>& arguments,
+  Program(const test::ScratchDir& folder, const std::vector<std::string>& arguments,
           std::optional<rlim_t> maxFileBytes = std::nullopt,
           const char* device = nullptr) {
     const std::string path = folder / "";
@@ -65,8 +65,8 @@ class Program {
     if (WIFEXITED(status)) outcome.exitCode = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
     outcome.peakMemory = usage.ru_maxrss;
-    outcome.out = host::bytesOf(log_ / "out");
-    outcome.err = host::bytesOf(log_ / "err");
+    outcome.out = test::bytesOf(log_ / "out");
+    outcome.err = test::bytesOf(log_ / "err");
     return outcome;
   }
 
@@ -75,23 +75,23 @@ class Program {
     return dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), fd) == fd;
   }
 
-  host::ScratchDir log_;
+  test::ScratchDir log_;
   pid_t pid_ = -1;
 };
 
 /// With nothing left on the device that standard output goes to.
-inline Outcome runIntoFullDevice(const host::ScratchDir& folder,
+inline Outcome runIntoFullDevice(const test::ScratchDir& folder,
                                  const std::vector<std::string>& arguments) {
   return Program(folder, arguments, std::nullopt, "/dev/full").wait();
 }
 
-inline Outcome run(const host::ScratchDir& folder,
+inline Outcome run(const test::ScratchDir& folder,
                    const std::vector<std::string>& arguments) {
   return Program(folder, arguments).wait();
 }
 
 /// Runs it, and fails the test with its own words if it refuses.
-inline Outcome expectRun(const host::ScratchDir& folder,
+inline Outcome expectRun(const test::ScratchDir& folder,
                          const std::vector<std::string>& arguments) {
   Outcome outcome = run(folder, arguments);
   EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
@@ -104,7 +104,7 @@ inline std::vector<std::string> words(const std::string& text) {
 }
 
 /// The figures that a call prints with --json.
-inline nlohmann::json figuresOf(const host::ScratchDir& folder,
+inline nlohmann::json figuresOf(const test::ScratchDir& folder,
                                 const std::string& arguments) {
   return nlohmann::json::parse(expectRun(folder, words(arguments + " --json")).out,
                                nullptr, false);

@@ -8,14 +8,15 @@
 #include <thread>
 #include <tuple>
 
-#include "tests/host/audio_samples.h"
+#include "tests/audio/audio_samples.h"
 #include "tests/render/program.h"
+#include "tests/support/pictures.h"
 #include "tests/support/random.h"
 
 namespace ulmar::render {
 namespace {
 
-using host::ScratchDir;
+using test::ScratchDir;
 
 constexpr const char* kOldOutput = "what an earlier run has written";
 
@@ -35,18 +36,18 @@ class Refusals : public testing::Test {
       write(std::to_string(count).append(".wav"), count, 48000,
             std::vector<float>(static_cast<std::size_t>(count), 0.5F));
     }
-    using enum host::Speaker;
+    using enum audio::Speaker;
     write("odd.wav", 5, 48000, {0.5F, 0.5F, 0.5F, 0.5F, 0.5F},
           {frontLeft, frontRight, rearLeft, rearRight, rearCenter});
     write("silent.wav", 1, 48000, std::vector<float>(48000));
     write("slow.wav", 1, 4000, {0.5F});
     write("fast.wav", 1, 768000, {0.5F});
-    host::writeBytes(folder / "text.wav", "Dear diary, today I recorded nothing.");
-    host::writeBytes(folder / "truncated.wav",
-                     host::WavHeader{.dataLen = 4000}.with(std::string(400, '\1')));
+    test::writeBytes(folder / "text.wav", "Dear diary, today I recorded nothing.");
+    test::writeBytes(folder / "truncated.wav",
+                     audio::WavHeader{.dataLen = 4000}.with(std::string(400, '\1')));
     spoil("nan.wav", 9000, kNaN);
     spoil("inf.wav", 3, kInfinity);
-    host::writeBytes(folder / "wet.wav", kOldOutput);
+    test::writeBytes(folder / "wet.wav", kOldOutput);
     std::filesystem::create_directory(folder / "folder.wav");
     mkfifo((folder / "pipe.wav").c_str(), 0600);
     std::filesystem::create_hard_link(folder / "dry.wav", folder / "link.wav");
@@ -55,7 +56,7 @@ class Refusals : public testing::Test {
 
   // The older output as it was, and nothing beside the files that were there.
   void expectUntouched() const {
-    EXPECT_EQ(host::bytesOf(folder / "wet.wav"), kOldOutput);
+    EXPECT_EQ(test::bytesOf(folder / "wet.wav"), kOldOutput);
     EXPECT_EQ(folder.names(), names_);
   }
 
@@ -64,20 +65,20 @@ class Refusals : public testing::Test {
  private:
   void write(const std::string& name, int channels, int rate,
              const std::vector<float>& samples,
-             const std::vector<host::Speaker>& speakers = {}) {
-    host::writeAudio(folder / name,
-                     {.channels = channels, .sampleRate = rate, .speakers = speakers},
-                     samples);
+             const std::vector<audio::Speaker>& speakers = {}) {
+    audio::writeAudio(folder / name,
+                      {.channels = channels, .sampleRate = rate, .speakers = speakers},
+                      samples);
   }
 
   // A float WAV whose last of so many frames is the value, which no writer would take.
   void spoil(const char* name, int frames, float value) {
     std::vector<float> samples(static_cast<std::size_t>(frames), 0.5F);
     write(name, 1, 48000, samples);
-    std::string bytes = host::bytesOf(folder / name);
+    std::string bytes = test::bytesOf(folder / name);
     const char* const raw = reinterpret_cast<const char*>(&value);
     bytes.replace(bytes.size() - sizeof value, sizeof value, raw, sizeof value);
-    host::writeBytes(folder / name, bytes);
+    test::writeBytes(folder / name, bytes);
   }
 
   std::set<std::string> names_;
@@ -256,25 +257,33 @@ TEST_F(Refusals, AReportThatNobodyTakesIsAFailureAndTheFileIsKept) {
   }
   for (const char* const option : {"--align", "--json"}) {
     SCOPED_TRACE(option);
-    host::writeBytes(folder / "wet.wav", kOldOutput);
+    test::writeBytes(folder / "wet.wav", kOldOutput);
     expectRefusal(runIntoFullDevice(folder, with({option})), refusal);
-    EXPECT_EQ(host::readAudio(folder / "wet.wav").size(), 2U * kOutFrames);
+    EXPECT_EQ(audio::readAudio(folder / "wet.wav").size(), 2U * kOutFrames);
   }
 }
 
+TEST_F(Refusals, APictureTakesCairo) {
+  if (test::kDrawsPictures) GTEST_SKIP() << "built with cairo";
+  expectRefusal(run(folder, with({"--picture", "wet.svg"})),
+                {{}, {"wet.svg", "built without cairo"}});
+  expectUntouched();
+}
+
 TEST_F(Refusals, APictureThatDoesNotFitIsAFailureAndTheFileIsKept) {
+  ULMAR_NEEDS_PICTURES();
   const auto arguments = with({"--picture", "wet.svg"}, "mono.wav", "mono.wav");
   expectRefusal(Program(folder, arguments, 3000).wait(),
                 {{}, {"wet.svg", "File too large", ", but wet.wav is complete\n"}});
-  EXPECT_EQ(host::readAudio(folder / "wet.wav").size(), 3U);
+  EXPECT_EQ(audio::readAudio(folder / "wet.wav").size(), 3U);
   EXPECT_FALSE(std::filesystem::exists(folder / "wet.svg"));
 }
 
 TEST_F(Refusals, AnInterruptedRunLosesNothing) {
   // Ten minutes of silence, which take seconds to render.
   constexpr unsigned kBytes = 600 * 48000 * 4;
-  const host::WavHeader header = {.dataLen = kBytes};
-  host::writeBytes(folder / "link.wav", header.with(""));
+  const audio::WavHeader header = {.dataLen = kBytes};
+  test::writeBytes(folder / "link.wav", header.with(""));
   std::filesystem::resize_file(folder / "link.wav", 44 + kBytes);
   const auto before = folder.names();
   for (const int ending : {SIGINT, SIGTERM, SIGQUIT, SIGINT, SIGTERM, SIGQUIT}) {

@@ -2,20 +2,20 @@
 // the decoder as a formula.
 #include <cmath>
 
-#include "host/channel_layout.h"
-#include "host/crossover_design.h"
-#include "host/room.h"
-#include "tests/host/audio_samples.h"
+#include "tests/audio/audio_samples.h"
 #include "tests/render/program.h"
 #include "tests/support/convolution.h"
 #include "tests/support/random.h"
 #include "tests/surround/plain_driver.h"
+#include "ulmar/audio/channel_layout.h"
+#include "ulmar/host/crossover_design.h"
+#include "ulmar/room/room.h"
 
 namespace ulmar::render {
 namespace {
 
-using host::ScratchDir;
-using host::SurroundName;
+using audio::SurroundName;
+using test::ScratchDir;
 using Channel = std::vector<double>;
 using Channels = std::vector<Channel>;
 
@@ -120,9 +120,9 @@ Channels noise(int channels, int frames, std::uint64_t seed) {
 void write(const std::string& path, const Channels& channels,
            SurroundName surrounds = SurroundName::rear) {
   const auto count = static_cast<int>(channels.size());
-  host::AudioFormat format = {.channels = count, .sampleRate = kRate};
+  audio::AudioFormat format = {.channels = count, .sampleRate = kRate};
   if (count == kNumPlaces) {
-    format.speakers = host::fileSpeakers(host::ChannelLayout::fiveOne, surrounds);
+    format.speakers = audio::fileSpeakers(audio::ChannelLayout::fiveOne, surrounds);
   }
   std::vector<float> interleaved;
   for (std::size_t n = 0; n < channels[0].size(); ++n) {
@@ -130,7 +130,7 @@ void write(const std::string& path, const Channels& channels,
       interleaved.push_back(static_cast<float>(channel[n]));
     }
   }
-  host::writeAudio(path, format, interleaved);
+  audio::writeAudio(path, format, interleaved);
 }
 
 // gains[k] of channels[k], added up.
@@ -276,10 +276,10 @@ void expectCase(const Case& c) {
       std::string("-i dry.wav --ir ir.wav -o wet.wav --wet -10 --dry -6 ") + c.options);
 
   EXPECT_EQ(figures["rendering"]["gainWithoutClipping"], 1.0);
-  const host::AudioInfo info = host::AudioReader(folder / "wet.wav").info();
+  const audio::AudioInfo info = audio::AudioReader(folder / "wet.wav").info();
   const bool lfe = c.outChannels == kNumPlaces;
-  const auto layout = lfe ? host::ChannelLayout::fiveOne : host::ChannelLayout::five;
-  EXPECT_EQ(info.speakers, host::fileSpeakers(layout, c.surrounds));
+  const auto layout = lfe ? audio::ChannelLayout::fiveOne : audio::ChannelLayout::five;
+  EXPECT_EQ(info.speakers, audio::fileSpeakers(layout, c.surrounds));
   const int ringing =
       c.isBFormat() ? host::crossoverTail(host::designCrossover(c.crossover, kRate))
                     : 0;
@@ -290,7 +290,7 @@ void expectCase(const Case& c) {
   const auto frames = static_cast<std::size_t>(info.frames);
   const auto outChannels = static_cast<std::size_t>(info.channels);
   const Channels expected = expectedOutputs(c, material, response, frames);
-  const std::vector<float> out = host::readAudio(folder / "wet.wav");
+  const std::vector<float> out = audio::readAudio(folder / "wet.wav");
   for (std::size_t j = 0; j < outChannels; ++j) {
     const std::size_t place = lfe || j < kLfe ? j : j + 1;
     double peak = 0.0;
@@ -322,8 +322,8 @@ TEST(Surround, IsTheDecodedConvolution) {
 TEST(Surround, PutsAnyMaterialIntoARoom) {
   const ScratchDir folder;
   Channels room;
-  for (const auto& channel : host::renderRoom(host::roomPreset(host::RoomKind::small),
-                                              host::RoomLayout::bFormat, kRate)) {
+  for (const auto& channel : room::renderRoom(room::roomPreset(room::RoomKind::small),
+                                              room::RoomLayout::bFormat, kRate)) {
     room.emplace_back(channel.begin(), channel.end());
   }
   write(folder / "room.wav", room);
@@ -336,7 +336,7 @@ TEST(Surround, PutsAnyMaterialIntoARoom) {
     EXPECT_NEAR(figures["response"]["normalizationGain"], 1.0 / std::sqrt(energy),
                 1e-6);
     figuresOf(folder, call + "b.wav --ir room.wav --bformat fuma");
-    EXPECT_EQ(host::bytesOf(folder / "a.wav"), host::bytesOf(folder / "b.wav"));
+    EXPECT_EQ(test::bytesOf(folder / "a.wav"), test::bytesOf(folder / "b.wav"));
   }
   for (const auto& [options, layout] :
        {std::pair{"", "stereo"}, {"--decode", "5.0"}, {"--out-layout mono", "mono"}}) {
@@ -354,8 +354,8 @@ TEST(Surround, NamesTheLoudspeakersInEveryContainer) {
     for (const std::string output : {"wet.wav", "wet.flac", "wet.aiff"}) {
       figuresOf(folder, "-i dry.wav --room small -o " + output);
       const auto name = output == "wet.wav" ? surrounds : SurroundName::rear;
-      EXPECT_EQ(host::AudioReader(folder / output).info().speakers,
-                host::fileSpeakers(host::ChannelLayout::fiveOne, name))
+      EXPECT_EQ(audio::AudioReader(folder / output).info().speakers,
+                audio::fileSpeakers(audio::ChannelLayout::fiveOne, name))
           << output;
     }
   }

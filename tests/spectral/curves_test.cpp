@@ -6,9 +6,9 @@
 #include <numbers>
 #include <vector>
 
-#include "spectral/UpdateOstinFFT.h"
-#include "spectral/VecLibSetupPtr.h"
 #include "tests/support/at.h"
+#include "ulmar/spectral/UpdateOstinFFT.h"
+#include "ulmar/spectral/VecLibSetupPtr.h"
 
 namespace ulmar::test {
 namespace {

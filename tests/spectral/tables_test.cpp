@@ -6,7 +6,7 @@
 #include <numbers>
 #include <vector>
 
-#include "spectral/UpdateOstinFFT.h"
+#include "ulmar/spectral/UpdateOstinFFT.h"
 
 namespace ulmar::test {
 namespace {

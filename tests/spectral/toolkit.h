@@ -7,10 +7,10 @@
 #include <cstring>
 #include <vector>
 
-#include "spectral/OstinFFT.h"
-#include "spectral/UpdateOstinFFT.h"
 #include "tests/support/at.h"
 #include "tests/support/guarded.h"
+#include "ulmar/spectral/OstinFFT.h"
+#include "ulmar/spectral/UpdateOstinFFT.h"
 
 namespace ulmar::test {
 

@@ -2,9 +2,9 @@
 // read-only tables, and a work area that starts as NaN.
 #pragma once
 
-#include "fft/fft.h"
-#include "spectral/UpdateOstinFFT.h"
 #include "tests/support/guarded.h"
+#include "ulmar/fft/fft.h"
+#include "ulmar/spectral/UpdateOstinFFT.h"
 
 namespace ulmar::test {
 

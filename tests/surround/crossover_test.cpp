@@ -6,8 +6,8 @@
 #include <cstring>
 #include <numbers>
 
-#include "host/crossover_design.h"
 #include "tests/support/random.h"
+#include "ulmar/host/crossover_design.h"
 
 namespace ulmar::test {
 namespace {

@@ -7,10 +7,10 @@
 #include <cstring>
 #include <numbers>
 
-#include "host/crossover_design.h"
-#include "process/Ulmar_Process.h"
 #include "tests/support/random.h"
 #include "tests/surround/plain_driver.h"
+#include "ulmar/host/crossover_design.h"
+#include "ulmar/process/Ulmar_Process.h"
 
 namespace ulmar::test {
 namespace {

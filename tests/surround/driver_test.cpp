@@ -3,12 +3,12 @@
 
 #include <cstring>
 
-#include "base/align.h"
-#include "host/crossover_design.h"
-#include "process/Ulmar_Process.h"
 #include "tests/support/convolution.h"
 #include "tests/support/random.h"
 #include "tests/surround/plain_driver.h"
+#include "ulmar/base/align.h"
+#include "ulmar/host/crossover_design.h"
+#include "ulmar/process/Ulmar_Process.h"
 
 namespace ulmar::test {
 namespace {
@@ -62,7 +62,7 @@ double absoluteSum(PlainFilter filter) {
 /// through three signals in two bands, of which each has an absolute sum of its
 /// response of at most half the all-pass sections'. To it the crossovers add their own:
 /// ten roundings to single precision in a frame, as the recursion prolongs them.
-double wetBound(const ParamStruct& params, const host::Planar& responses,
+double wetBound(const ParamStruct& params, const Planar& responses,
                 double largestInput) {
   double norms = 0.0;      // of the responses of all inputs to one output
   double amplitude = 0.0;  // of that output

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 
-#include "decoder/band_kernels.h"
 #include "tests/support/values.h"
+#include "ulmar/decoder/band_kernels.h"
 
 namespace ulmar::test {
 namespace {

@@ -7,8 +7,8 @@
 #include <cmath>
 #include <vector>
 
-#include "host/impulse.h"
-#include "process/host_records.h"
+#include "ulmar/host/responses.h"
+#include "ulmar/process/host_records.h"
 
 namespace ulmar::test {
 
@@ -66,7 +66,7 @@ class PlainCrossover {
 /// Parameters may change from frame to frame as far as a stream's may.
 class PlainDriver {
  public:
-  PlainDriver(int in, int out, const ParamStruct& params, host::Planar responses)
+  PlainDriver(int in, int out, const ParamStruct& params, Planar responses)
       : in_(in == 6 ? 5 : in),
         out_(out == 6 ? 5 : out),
         numBlocks_(params.foldToStereo != 0 ? in_ : params.numInputs),
@@ -226,7 +226,7 @@ class PlainDriver {
   int in_, out_;
   int numBlocks_;
   int pos_ = 0;
-  host::Planar responses_;
+  Planar responses_;
   Channels blocks_, wetBlocks_, history_, rings_, rears_;
   std::vector<PlainCrossover> crossovers_;
   double largestInput_ = 0.0;

@@ -1,7 +1,0 @@
-#include "spectral/VecLibSetupPtr.h"
-
-void* GetVecLibSetupPtr(ulmar::HostLong /*size*/) { return nullptr; }
-
-void* dGetVecLibSetupPtr(ulmar::HostLong /*size*/) { return nullptr; }
-
-void DisposeVecLibSetupPtr(void*& /*setup*/) {}

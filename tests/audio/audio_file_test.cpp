@@ -1,0 +1,262 @@
+// Audio files: what is written is read back, and what is no sound file is refused.
+#include "ulmar/audio/audio_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "tests/audio/audio_samples.h"
+#include "tests/support/scratch_dir.h"
+
+namespace ulmar::audio {
+namespace {
+
+using test::bytesOf;
+using test::expectSentence;
+using test::refusalOf;
+using test::ScratchDir;
+using test::writeBytes;
+
+using enum SampleFormat;
+using enum Speaker;
+
+TEST(AudioFile, EveryFormatReadsBackWhatWasWritten) {
+  struct Case {
+    const char* name;
+    SampleFormat samples;
+    int channels;
+    int rate;
+    int bits;  // 0: float
+  };
+  const ScratchDir dir;
+  for (const Case& c :
+       {Case{"a.wav", float32, 1, 8000, 0}, Case{"b.wav", pcm24, 2, 44100, 24},
+        Case{"c.WAV", pcm16, 5, 48000, 16}, Case{"d.aiff", float32, 2, 96000, 0},
+        Case{"e.aif", pcm24, 1, 192000, 24}, Case{"f.aifc", pcm16, 3, 22050, 16},
+        Case{"g.flac", pcm24, 2, 48000, 24}, Case{"h.flac", pcm16, 6, 44100, 16}}) {
+    SCOPED_TRACE(c.name);
+    const std::string path = dir / c.name;
+    std::vector<float> sent = noise(1009 * c.channels);
+    for (float& sample : sent) sample *= 1.25F;
+    writeAudio(path,
+               {.channels = c.channels, .sampleRate = c.rate, .samples = c.samples},
+               sent);
+
+    const AudioReader reader(path);
+    EXPECT_EQ(reader.info().channels, c.channels);
+    EXPECT_EQ(reader.info().sampleRate, c.rate);
+    EXPECT_EQ(reader.info().frames, 1009);
+    const std::vector<float> received = readAudio(path);
+    ASSERT_EQ(received.size(), sent.size());
+    const double step = c.bits == 0 ? 0.0 : std::ldexp(1.0, 1 - c.bits);
+    for (std::size_t i = 0; i < sent.size(); ++i) {
+      // PCM: within half a step, clipped to the steps that exist.
+      const double expected =
+          c.bits == 0 ? sent[i] : std::fmin(std::fmax(sent[i], -1.0), 1.0 - step);
+      ASSERT_NEAR(received[i], expected, 0.5 * step) << "sample " << i;
+    }
+    // What is on the steps already passes through unchanged, whatever the container.
+    writeAudio(path,
+               {.channels = c.channels, .sampleRate = c.rate, .samples = c.samples},
+               received);
+    EXPECT_EQ(readAudio(path), received);
+  }
+}
+
+TEST(AudioFile, SixteenBitsAreTwosComplementOfFullScale) {
+  const ScratchDir dir;
+  writeAudio(dir / "a.wav", {.channels = 1, .sampleRate = 48000, .samples = pcm16},
+             {0.5F, -1.0F, 1.0F, 1.0F / 32768.0F, -1.0F / 32768.0F});
+  const std::string data = little(0x4000, 2) + little(0x8000, 2) + little(0x7FFF, 2) +
+                           little(0x0001, 2) + little(0xFFFF, 2);
+  const std::string bytes = bytesOf(dir / "a.wav");
+  EXPECT_NE(bytes.find("data" + little(data.size(), 4) + data), std::string::npos);
+}
+
+TEST(AudioFile, HeadersStayPlainUnlessTheLengthNeedsMore) {
+  const ScratchDir dir;
+  AudioFormat format = {.channels = 2, .sampleRate = 48000};
+  for (const std::int64_t frames : {0LL, 1LL << 28, 1LL << 29, 1LL << 35}) {
+    SCOPED_TRACE(frames);
+    if (frames != 0) format.frames = frames;
+    writeAudio(dir / "a.wav", format, noise(200));
+    const std::string bytes = bytesOf(dir / "a.wav");
+    const bool needsMore = frames * 8 > 0xFFFFFFFF;
+    EXPECT_EQ(bytes.substr(0, 4), needsMore ? "RF64" : "RIFF");
+    if (!needsMore) {
+      EXPECT_EQ(bytes.find("PEAK"), std::string::npos) << "holds the time of writing";
+    }
+    EXPECT_EQ(readAudio(dir / "a.wav"), noise(200));
+  }
+}
+
+TEST(AudioFile, SpeakersAreKept) {
+  struct Case {
+    const char* name;
+    std::vector<Speaker> speakers;
+  };
+  const ScratchDir dir;
+  const std::vector<Speaker> five = {frontLeft, frontRight, frontCenter, rearLeft,
+                                     rearRight};
+  const std::vector<Speaker> six = {frontLeft,    frontRight, frontCenter,
+                                    lowFrequency, rearLeft,   rearRight};
+  for (const auto& [name, speakers] :
+       {Case{"five.wav", five}, Case{"six.wav", six}, Case{"six.aiff", six},
+        Case{"five.flac", five}, Case{"six.flac", six},
+        Case{"side.wav", {frontLeft, frontRight, frontCenter, sideLeft, sideRight}},
+        Case{"unsaid.wav", {}}}) {
+    SCOPED_TRACE(name);
+    const int channels = speakers.empty() ? 2 : static_cast<int>(speakers.size());
+    writeAudio(dir / name,
+               {.channels = channels,
+                .sampleRate = 48000,
+                .samples = pcm16,
+                .speakers = speakers},
+               noise(60 * channels));
+    EXPECT_EQ(AudioReader(dir / name).info().speakers, speakers);
+  }
+}
+
+TEST(AudioFile, LengthsThatAWriterLeftOpenRunToTheEnd) {
+  struct Case {
+    std::uint32_t dataLen;
+    std::uint32_t riffLen;
+  };
+  const ScratchDir dir;
+  const std::string path = dir / "open.wav";
+  std::string data;
+  for (unsigned i = 0; i < 200; ++i) data += little(i, 2);
+  for (const auto& [dataLen, riffLen] :
+       {Case{0xFFFFFFFF, 0xFFFFFFFF}, Case{0xFFFFFFDB, 0xFFFFFFFF}, Case{0, 0},
+        Case{0, 36}, Case{0, 0xFFFFFFFF}, Case{0x7FFFF000, 0x7FFFF024},
+        Case{0x80000000, 0x80000024}}) {
+    SCOPED_TRACE(testing::Message() << std::hex << dataLen << ' ' << riffLen);
+    writeBytes(path, WavHeader{.dataLen = dataLen, .riffLen = riffLen}.with(data));
+    const std::vector<float> samples = readAudio(path);
+    ASSERT_EQ(samples.size(), 200U);
+    for (std::size_t i = 0; i < 200; ++i) {
+      ASSERT_EQ(samples[i], static_cast<float>(i) / 32768.0F);
+    }
+  }
+
+  // FLAC's number of frames: 36 bits from the lower half of byte 21; zero stands for
+  // unknown.
+  const std::string flac = dir / "open.flac";
+  writeAudio(flac, {.channels = 2, .sampleRate = 48000, .samples = pcm16},
+             noise(20000));
+  std::string bytes = bytesOf(flac);
+  bytes[21] = static_cast<char>(bytes[21] & 0xF0);
+  bytes.replace(22, 4, 4, '\0');
+  writeBytes(flac, bytes);
+  EXPECT_EQ(AudioReader(flac).info().frames, 10000);
+  EXPECT_EQ(readAudio(flac).size(), 20000U);
+}
+
+TEST(AudioFile, WholeFilesArePlanarAndLimited) {
+  const ScratchDir dir;
+  const std::vector<float> interleaved = noise(3 * 10007);
+  writeAudio(dir / "a.wav", {.channels = 3, .sampleRate = 44100}, interleaved);
+  const AudioFile file = readAudioFile(dir / "a.wav", 3 * 10007 * 4);
+  ASSERT_EQ(file.samples.size(), 3U);
+  for (std::size_t i = 0; i < interleaved.size(); ++i) {
+    ASSERT_EQ(file.samples[i % 3][i / 3], interleaved[i]);
+  }
+  expectSentence(
+      refusalOf([&] { readAudioFile(dir / "a.wav", 1 << 16); }),
+      {"cannot read " + (dir / "a.wav"), "10007 frames", "the limit is 0.0625 MiB"});
+}
+
+// The name of a file that holds the bytes, which reading whole refuses.
+void expectUnreadable(const std::string& path,
+                      std::initializer_list<std::string> parts) {
+  SCOPED_TRACE(path);
+  const std::string sentence = refusalOf([&] { readAudio(path); });
+  expectSentence(sentence, {"cannot read " + path + ": "});
+  expectSentence(sentence, parts);
+}
+
+TEST(AudioFile, WhatIsNoSoundFileIsRefused) {
+  const ScratchDir dir;
+  const std::string silence(400, '\0');
+  const WavHeader good = {.dataLen = 400, .riffLen = 436};
+  struct Case {
+    const char* name;
+    std::string bytes;
+    std::string part;
+  };
+  auto with = [&](auto change) {
+    WavHeader header = good;
+    change(header);
+    return header.with(silence);
+  };
+  for (const Case& c : {
+           Case{"empty.wav", "", "empty (0 bytes)"},
+           Case{"text.wav", std::string(500, 'x'), "no audio file"},
+           Case{"header.wav", good.with("").substr(0, 30), "no audio file"},
+           Case{"rate0.wav", with([](auto& h) { h.rate = 0; }), "is 0 Hz"},
+           Case{"rate999.wav", with([](auto& h) { h.rate = 999; }),
+                "1000 and 768000 Hz"},
+           Case{"rate2G.wav", with([](auto& h) { h.rate = 0x7FFFFFFF; }), "Hz"},
+           Case{"rate4G.wav", with([](auto& h) { h.rate = 0xFFFFFFFF; }),
+                "4.29497e+09 Hz"},
+           Case{"channels0.wav", with([](auto& h) { h.channels = 0; }),
+                "(Channel count"},
+           Case{"none.wav", WavHeader{.dataLen = 0, .riffLen = 36}.with(""),
+                "0 frames"},
+           Case{"list.wav",
+                WavHeader{.dataLen = 0, .riffLen = 48}.with("LIST" + little(4, 4) +
+                                                            "INFO"),
+                "0 frames"},
+           Case{"cut.wav", good.with(silence.substr(0, 399)), "promises 400 bytes"},
+       }) {
+    writeBytes(dir / c.name, c.bytes);
+    expectUnreadable(dir / c.name, {c.part});
+  }
+  expectUnreadable(dir / "missing.wav", {"No such file"});
+  std::filesystem::create_directory(dir / "folder.wav");
+  expectUnreadable(dir / "folder.wav", {"it is a folder"});
+}
+
+TEST(AudioFile, TruncationIsFoundInEveryContainer) {
+  const ScratchDir dir;
+  for (const char* name : {"a.wav", "a.aiff", "a.flac"}) {
+    const std::string path = dir / name;
+    writeAudio(path, {.channels = 2, .sampleRate = 48000, .samples = pcm24},
+               noise(40000));
+    const std::string whole = bytesOf(path);
+    for (const std::size_t kept : {whole.size() / 3, whole.size() - 1}) {
+      writeBytes(path, whole.substr(0, kept));
+      expectUnreadable(path, {"the file is truncated", "promises"});
+    }
+    // Damage within: only FLAC can tell.
+    if (path.ends_with("flac")) {
+      std::string damaged = whole;
+      damaged.replace(whole.size() / 2, 200, 200, '\x55');
+      writeBytes(path, damaged);
+      expectUnreadable(path, {"damaged", "promises 20000 frames"});
+    }
+  }
+}
+
+TEST(AudioFile, SamplesThatAreNoNumbersAreRefusedWithTheirPlace) {
+  const ScratchDir dir;
+  struct Case {
+    float value;
+    const char* text;
+  };
+  for (const auto& [value, text] :
+       {Case{std::numeric_limits<float>::quiet_NaN(), "nan"},
+        Case{std::numeric_limits<float>::infinity(), "inf"},
+        Case{-std::numeric_limits<float>::infinity(), "-inf"}}) {
+    std::vector<float> samples = noise(3000);
+    samples[2 * 1234 + 1] = value;
+    writeAudio(dir / "bad.wav", {.channels = 2, .sampleRate = 48000}, samples);
+    expectUnreadable(dir / "bad.wav", {"channel 2 has the value ", text, "frame 1234"});
+  }
+}
+
+}  // namespace
+}  // namespace ulmar::audio

@@ -1,0 +1,66 @@
+// Audio files made byte by byte, and short ways to write and read whole ones.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/support/random.h"
+#include "ulmar/audio/audio_file.h"
+
+namespace ulmar::audio {
+
+/// A number of numBytes bytes, the lowest first.
+inline std::string little(std::uint64_t value, int numBytes) {
+  std::string bytes;
+  for (int i = 0; i < numBytes; ++i)
+    bytes += static_cast<char>(value >> (8 * i) & 0xFF);
+  return bytes;
+}
+
+/// A 16-bit WAV file whose header may say what is not so.
+struct WavHeader {
+  unsigned channels = 2;
+  std::uint32_t rate = 48000;
+  std::uint32_t dataLen = 0;
+  std::uint32_t riffLen = 0;
+
+  std::string with(std::string_view data) const {
+    const unsigned frameBytes = 2 * channels;
+    return "RIFF" + little(riffLen, 4) + "WAVEfmt " + little(16, 4) + little(1, 2) +
+           little(channels, 2) + little(rate, 4) +
+           little(std::uint64_t{rate} * frameBytes, 4) + little(frameBytes, 2) +
+           little(16, 2) + "data" + little(dataLen, 4) + std::string(data);
+  }
+};
+
+inline void writeAudio(const std::string& path, const AudioFormat& format,
+                       const std::vector<float>& interleaved) {
+  AudioWriter writer(path, format);
+  writer.write(interleaved.data(),
+               static_cast<int>(interleaved.size()) / format.channels);
+  writer.commit();
+}
+
+/// The same in every run; from -1 to 1.
+inline std::vector<float> noise(int numSamples) {
+  return test::Random(1).signal(numSamples);
+}
+
+/// Interleaved, read in blocks that divide nothing.
+inline std::vector<float> readAudio(const std::string& path) {
+  constexpr int kBlockFrames = 37;
+  AudioReader reader(path);
+  const auto channels = static_cast<std::size_t>(reader.info().channels);
+  std::vector<float> samples;
+  std::vector<float> block(kBlockFrames * channels);
+  while (const int frames = reader.read(block.data(), kBlockFrames)) {
+    samples.insert(
+        samples.end(), block.begin(),
+        block.begin() + static_cast<std::ptrdiff_t>(frames) * reader.info().channels);
+  }
+  return samples;
+}
+
+}  // namespace ulmar::audio

@@ -1,0 +1,216 @@
+// What a writer leaves behind: the whole file under its name, or everything as it was.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/audio/audio_samples.h"
+#include "tests/support/scratch_dir.h"
+#include "ulmar/audio/audio_file.h"
+#include "ulmar/audio/temp_file.h"
+
+namespace ulmar::audio {
+namespace {
+
+using test::bytesOf;
+using test::expectSentence;
+using test::refusalOf;
+using test::ScratchDir;
+using test::writeBytes;
+
+using enum SampleFormat;
+using Names = std::set<std::string>;
+
+const AudioFormat kStereo = {.channels = 2, .sampleRate = 48000, .samples = pcm16};
+
+TEST(AudioWriter, TheOldFileStandsUntilCommit) {
+  const ScratchDir dir;
+  const std::string path = dir / "out.wav";
+  writeBytes(path, "old");
+  {
+    AudioWriter abandoned(path, kStereo);
+    abandoned.write(noise(2000).data(), 1000);
+    EXPECT_EQ(bytesOf(path), "old");
+  }
+  EXPECT_EQ(bytesOf(path), "old");
+  EXPECT_EQ(dir.names(), Names{"out.wav"});
+
+  {
+    AudioWriter first(path, kStereo);
+    AudioWriter second(path, kStereo);  // beside the first one's temporary file
+    first.write(noise(2000).data(), 1000);
+    second.write(noise(400).data(), 200);
+    first.commit();
+    EXPECT_EQ(AudioReader(path).info().frames, 1000);
+    second.commit();
+  }
+  EXPECT_EQ(AudioReader(path).info().frames, 200);
+  EXPECT_EQ(dir.names(), Names{"out.wav"});
+}
+
+// Writes through a link; the file it leads to shall then have the permissions.
+void expectWrittenThrough(const ScratchDir& dir, const char* link, mode_t permissions) {
+  writeAudio(dir / link, kStereo, noise(200));
+  EXPECT_TRUE(std::filesystem::is_symlink(dir / link));
+  EXPECT_EQ(AudioReader(dir / "music/real.wav").info().frames, 100);
+  struct stat status = {};
+  ASSERT_EQ(stat((dir / "music/real.wav").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, permissions);
+}
+
+TEST(AudioWriter, LinksAreFollowedAndPermissionsHold) {
+  const ScratchDir dir;
+  std::filesystem::create_directory(dir / "music");
+  std::filesystem::create_symlink("real.wav", dir / "music/second.wav");
+  std::filesystem::create_symlink("music/second.wav", dir / "link.wav");
+  std::filesystem::create_symlink(dir / "link.wav", dir / "absolute.wav");
+  const mode_t previous = umask(027);
+  // Nothing is there yet, and then a file whose permissions are not the umask's.
+  expectWrittenThrough(dir, "absolute.wav", 0640);
+  for (const mode_t permissions : {0600U, 0666U}) {
+    ASSERT_EQ(chmod((dir / "music/real.wav").c_str(), permissions), 0);
+    expectWrittenThrough(dir, "link.wav", permissions);
+  }
+  umask(previous);
+  EXPECT_EQ(dir.names(), (Names{"absolute.wav", "link.wav", "music"}));
+
+  std::filesystem::create_symlink("circle.wav", dir / "circle.wav");
+  expectSentence(refusalOf([&] { AudioWriter(dir / "circle.wav", kStereo); }),
+                 {"circle.wav", "symbolic links"});
+}
+
+TEST(AudioWriter, WhatCannotBeWrittenIsRefusedAndNothingIsLeft) {
+  struct Case {
+    std::string name;
+    AudioFormat format;
+    std::string part;
+  };
+  const ScratchDir dir;
+  std::filesystem::create_directory(dir / "folder.wav");
+  const Names before = dir.names();
+  const auto stereo = [](auto change) {
+    AudioFormat format = kStereo;
+    change(format);
+    return format;
+  };
+  for (const Case& c : {
+           Case{"out.ogg", kStereo, "'.ogg'"},
+           Case{"out", kStereo, "its extension is ''"},
+           Case{"folder.wav/out.mp3", kStereo, "'.mp3'"},
+           Case{"folder.wav", kStereo, "it is a folder"},
+           Case{"missing/out.wav", kStereo, "No such file"},
+           Case{"out.flac", stereo([](auto& f) { f.samples = float32; }),
+                "16 or 24 bits"},
+           Case{"out.flac", stereo([](auto& f) { f.channels = 9; }), "9 channels"},
+           Case{"out.wav", stereo([](auto& f) { f.channels = 0; }), "0 channels"},
+           Case{"out.wav", stereo([](auto& f) { f.channels = 1025; }), "1 to 1024"},
+           Case{"out.wav", stereo([](auto& f) { f.sampleRate = 0; }), "of 0 Hz"},
+           Case{"out.flac", stereo([](auto& f) { f.sampleRate = 768000; }), "655350"},
+           Case{"out.aiff", stereo([](auto& f) { f.frames = 1LL << 30; }),
+                "1073741824"},
+           Case{"out.wav", stereo([](auto& f) { f.speakers = {Speaker::mono}; }),
+                "1 loudspeakers are named for 2 channels"},
+           Case{"out.wav", stereo([](auto& f) {
+                  f.speakers = {Speaker::frontRight, Speaker::frontLeft};
+                }),
+                "cannot state"},
+       }) {
+    SCOPED_TRACE(c.name + " " + c.part);
+    expectSentence(refusalOf([&] { AudioWriter(dir / c.name, c.format); }),
+                   {"cannot write " + (dir / c.name) + ": ", c.part});
+    EXPECT_EQ(dir.names(), before);
+  }
+  expectSentence(refusalOf([&] { AudioWriter(dir / "out.wav", kStereo).commit(); }),
+                 {"cannot write " + (dir / "out.wav") + ": ", "0 frames"});
+  EXPECT_EQ(dir.names(), before);
+
+  // A device of an audio name is not replaced by a file.
+  std::filesystem::create_symlink("/dev/null", dir / "null.wav");
+  expectSentence(refusalOf([&] { AudioWriter(dir / "null.wav", kStereo); }),
+                 {"not a regular file"});
+}
+
+// Files may not grow beyond a limit while this lives, as on a full disk.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t maxBytes) : previousAction_(signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &previous_);
+    const rlimit limited = {maxBytes, previous_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limited);
+  }
+  ~FullDisk() {
+    setrlimit(RLIMIT_FSIZE, &previous_);
+    signal(SIGXFSZ, previousAction_);
+  }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+
+ private:
+  rlimit previous_ = {};
+  void (*previousAction_)(int);
+};
+
+TEST(AudioWriter, AFullDiskIsReportedAndNothingIsLeft) {
+  struct Case {
+    const char* name;
+    SampleFormat samples;
+  };
+  const ScratchDir dir;
+  const std::vector<float> samples = noise(20000);
+  for (const Case& c : {Case{"out.wav", float32}, Case{"out.wav", pcm16},
+                        Case{"out.aiff", pcm24}, Case{"out.flac", pcm16}}) {
+    SCOPED_TRACE(c.name);
+    const std::string path = dir / c.name;
+    writeBytes(path, "old");
+    // From the first block on, midway, and when only the last bytes do not fit.
+    for (const rlim_t maxBytes : {100U, 20000U, 39900U}) {
+      const std::string sentence = refusalOf([&] {
+        const FullDisk full(maxBytes);
+        writeAudio(path, {.channels = 2, .sampleRate = 48000, .samples = c.samples},
+                   samples);
+      });
+      expectSentence(sentence, {"cannot write " + path + ": "});
+      EXPECT_EQ(bytesOf(path), "old");
+    }
+    std::filesystem::remove(path);
+    EXPECT_TRUE(dir.names().empty());
+  }
+}
+
+// Runs a child process in which a signal arrives in the middle of writing; returns its
+// status.
+int statusOfInterruptedWriter(const std::string& path, int arriving, bool ignored) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const rlimit noCore = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    if (ignored) signal(arriving, SIG_IGN);
+    removeTempFilesOnSignal();
+    AudioWriter writer(path, kStereo);
+    writer.write(noise(2000).data(), 1000);
+    raise(arriving);
+    writer.commit();
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return status;
+}
+
+TEST(AudioWriter, ASignalLeavesNoTemporaryFile) {
+  const ScratchDir dir;
+  for (const int arriving : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU}) {
+    const int status = statusOfInterruptedWriter(dir / "out.wav", arriving, false);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), arriving);
+    EXPECT_TRUE(dir.names().empty());
+  }
+  const int status = statusOfInterruptedWriter(dir / "out.wav", SIGHUP, true);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(dir.names(), Names{"out.wav"});
+}
+
+}  // namespace
+}  // namespace ulmar::audio

@@ -1,0 +1,12 @@
+// The octave bands of room acoustics.
+#pragma once
+
+#include <array>
+
+namespace ulmar::acoustics {
+
+/// Hz. Those that ISO 3382-1 evaluates, 125 Hz to 4 kHz, and the one above.
+inline constexpr std::array<double, 7> kOctaveCentres = {125.0,  250.0,  500.0, 1000.0,
+                                                         2000.0, 4000.0, 8000.0};
+
+}  // namespace ulmar::acoustics

@@ -1,0 +1,55 @@
+#include "ulmar/acoustics/octave_filter.h"
+
+#include <cmath>
+#include <complex>
+#include <numbers>
+
+namespace ulmar::acoustics {
+
+OctaveFilter::OctaveFilter(double centre, double sampleRate) {
+  using Complex = std::complex<double>;
+  const double low =
+      std::tan(std::numbers::pi * centre / std::numbers::sqrt2 / sampleRate);
+  const double high =
+      std::tan(std::numbers::pi * centre * std::numbers::sqrt2 / sampleRate);
+  const double bandwidth = high - low;
+  const double middle = std::sqrt(low * high);
+  const Complex atCentre = std::polar(1.0, 2.0 * std::atan(middle));
+
+  // Each pole p of the low-pass prototype, that on the real axis and the upper one of
+  // the pair, becomes two: the roots of s^2 - p bandwidth s + middle^2. Taken with its
+  // conjugate, each root makes a section.
+  const Complex upper = std::polar(1.0, 2.0 * std::numbers::pi / 3.0);
+  const auto roots = [&](Complex pole) {
+    const Complex half = 0.5 * bandwidth * pole;
+    const Complex reach = std::sqrt(half * half - middle * middle);
+    return std::array{half + reach, half - reach};
+  };
+  const std::array poles = {roots(-1.0)[0], roots(upper)[0], roots(upper)[1]};
+  for (std::size_t i = 0; i < sections_.size(); ++i) {
+    const Complex z = (1.0 + poles[i]) / (1.0 - poles[i]);
+    Section& section = sections_[i];
+    section.a1 = -2.0 * z.real();
+    section.a2 = std::norm(z);
+    const Complex gain =
+        (1.0 - 1.0 / (atCentre * atCentre)) /
+        (1.0 + section.a1 / atCentre + section.a2 / (atCentre * atCentre));
+    section.gain = 1.0 / std::abs(gain);
+  }
+
+  // The slowest of the six poles decays with half the prototype's unit rate, times half
+  // the bandwidth.
+  const double rate = 0.25 * 2.0 * std::numbers::pi * centre *
+                      (std::numbers::sqrt2 - 1.0 / std::numbers::sqrt2);
+  ringing_ = 3.0 * std::numbers::ln10 / rate * 1.5;
+}
+
+void OctaveFilter::settle() {
+  constexpr double kInaudible = 1e-100;
+  for (Section& section : sections_) {
+    if (std::abs(section.s1) < kInaudible) section.s1 = 0.0;
+    if (std::abs(section.s2) < kInaudible) section.s2 = 0.0;
+  }
+}
+
+}  // namespace ulmar::acoustics

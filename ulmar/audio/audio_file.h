@@ -1,0 +1,130 @@
+// Audio files in and out, by libsndfile: streams of interleaved float blocks of any
+// length, and whole short files such as impulse responses.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ulmar/host/planar.h"
+
+namespace ulmar::audio {
+
+/// Limits of every audio file that is read or written.
+inline constexpr int kMinFileRate = 1000;    // Hz
+inline constexpr int kMaxFileRate = 768000;  // Hz
+inline constexpr int kMaxFileChannels = 1024;
+
+/// The loudspeaker that a channel feeds.
+enum class Speaker {
+  unknown,
+  mono,
+  frontLeft,
+  frontRight,
+  frontCenter,
+  lowFrequency,
+  rearLeft,
+  rearRight,
+  rearCenter,
+  sideLeft,
+  sideRight,
+};
+
+struct AudioInfo {
+  std::string path;
+  std::string format;  // for people, as "WAV (Microsoft), Signed 24 bit PCM"
+  int channels = 0;
+  int sampleRate = 0;             // Hz
+  std::int64_t frames = 0;        // at least 1
+  std::vector<Speaker> speakers;  // one per channel, or empty if the file does not say
+};
+
+/// Reads WAV, FLAC, AIFF and what else libsndfile decodes, of any length. Errors name
+/// the file.
+class AudioReader {
+ public:
+  /// Throws Error if the file is missing, empty, no regular file, no audio, without
+  /// frames, or shorter than its header promises, or if its rate is outside the limits.
+  /// A WAV file whose writer could not go back to fill in the length is read to the end
+  /// of the file; a file that gives no length at all is decoded once to count its
+  /// frames.
+  explicit AudioReader(const std::string& path);
+  ~AudioReader();
+  AudioReader(AudioReader&&) noexcept;
+  AudioReader& operator=(AudioReader&&) noexcept;
+
+  const AudioInfo& info() const;
+
+  /// Reads the next frames into interleaved [frames][channels], full scale 1.0; returns
+  /// how many there were: fewer than asked only at the end, and then 0. Throws Error if
+  /// the file ends or cannot be decoded before info().frames, and if a sample is NaN or
+  /// infinite.
+  int read(float* interleaved, int frames);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+struct AudioFile {
+  AudioInfo info;
+  Planar samples;
+};
+
+/// Reads a whole file. Throws Error as AudioReader does, and if the samples would take
+/// more than maxBytes of memory.
+AudioFile readAudioFile(const std::string& path, std::int64_t maxBytes = 512LL << 20);
+
+/// How samples are stored. PCM rounds to the nearest step and clips at full scale,
+/// undithered, so that PCM of the same width passes through unchanged.
+enum class SampleFormat { float32, pcm24, pcm16 };
+
+/// What the name's extension can hold best: float, or 24 bits in FLAC. Throws Error for
+/// an extension other than .wav, .flac, .aiff, .aif and .aifc, in any case.
+SampleFormat finestFormat(const std::string& path);
+
+struct AudioFormat {
+  int channels = 0;
+  int sampleRate = 0;  // Hz
+  SampleFormat samples = SampleFormat::float32;
+  // The most that will be written, if known.
+  std::optional<std::int64_t> frames = std::nullopt;
+  // One per channel, or empty to say nothing.
+  std::vector<Speaker> speakers = {};
+};
+
+/// Throws Error where AudioWriter would, as far as that can be told without touching
+/// anything: an extension or a format that cannot be, too many frames, a name that
+/// cannot be written.
+void checkAudioOutput(const std::string& path, const AudioFormat& format);
+
+/// Writes a file beside its final name and renames it when it is complete; see
+/// TempFile. The extension chooses WAV, FLAC or AIFF. WAV of which 4 GiB and more are
+/// announced becomes RF64. Other than in RF64, the same samples give the same bytes at
+/// any time.
+class AudioWriter {
+ public:
+  /// Throws Error if the container cannot hold the format or the number of frames, or
+  /// if the file cannot be created.
+  AudioWriter(const std::string& path, const AudioFormat& format);
+  /// Without commit() nothing is left behind and an older file stays as it was.
+  ~AudioWriter();
+  AudioWriter(AudioWriter&&) noexcept;
+  AudioWriter& operator=(AudioWriter&&) noexcept;
+
+  /// Appends interleaved [frames][channels] of finite samples. Throws Error if the disk
+  /// is full or the container is.
+  void write(const float* interleaved, int frames);
+
+  /// Completes the file and gives it its name. Throws Error if that fails, if nothing
+  /// was written, or if the file does not read back as many frames as were written.
+  void commit();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace ulmar::audio

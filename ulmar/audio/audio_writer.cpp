@@ -1,0 +1,276 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <string_view>
+#include <system_error>
+
+#include "ulmar/audio/audio_file.h"
+#include "ulmar/audio/sndfile_handle.h"
+#include "ulmar/audio/temp_file.h"
+#include "ulmar/host/error.h"
+
+namespace ulmar::audio {
+namespace {
+
+struct Container {
+  std::string_view extension;
+  int sfFormat;
+  int maxChannels;
+  int maxSampleRate;  // Hz
+};
+
+// FLAC: 3 bits of channel count; the rate is what its encoder takes.
+constexpr std::array<Container, 6> kContainers = {{
+    {".wav", SF_FORMAT_WAV, kMaxFileChannels, kMaxFileRate},
+    {".wave", SF_FORMAT_WAV, kMaxFileChannels, kMaxFileRate},
+    {".flac", SF_FORMAT_FLAC, 8, 655350},
+    {".aiff", SF_FORMAT_AIFF, kMaxFileChannels, kMaxFileRate},
+    {".aif", SF_FORMAT_AIFF, kMaxFileChannels, kMaxFileRate},
+    {".aifc", SF_FORMAT_AIFF, kMaxFileChannels, kMaxFileRate},
+}};
+
+const Container& containerOf(const std::string& path) {
+  const std::size_t nameStart = path.rfind('/') + 1;  // npos + 1 is 0
+  const std::size_t dot = path.rfind('.');
+  std::string extension;
+  if (dot != std::string::npos && dot >= nameStart) extension = path.substr(dot);
+  std::ranges::transform(extension, extension.begin(), [](unsigned char c) {
+    return static_cast<char>(std::tolower(c));
+  });
+  const auto* container = std::ranges::find(kContainers, std::string_view(extension),
+                                            &Container::extension);
+  if (container == kContainers.end()) {
+    fail("cannot write ", path, ": its extension is '", extension,
+         "', and audio is written as .wav, .flac, .aiff, .aif or .aifc");
+  }
+  return *container;
+}
+
+int bytesPerSample(SampleFormat samples) {
+  switch (samples) {
+    case SampleFormat::pcm16:
+      return 2;
+    case SampleFormat::pcm24:
+      return 3;
+    default:
+      return 4;
+  }
+}
+
+int subtypeOf(SampleFormat samples) {
+  switch (samples) {
+    case SampleFormat::pcm16:
+      return SF_FORMAT_PCM_16;
+    case SampleFormat::pcm24:
+      return SF_FORMAT_PCM_24;
+    default:
+      return SF_FORMAT_FLOAT;
+  }
+}
+
+void refuseImpossibleFormat(const std::string& path, const Container& container,
+                            const AudioFormat& format) {
+  if (format.channels < 1 || format.channels > container.maxChannels) {
+    fail("cannot write ", path, ": ", format.channels, " channels are asked for, and ",
+         container.extension, " holds 1 to ", container.maxChannels);
+  }
+  if (format.sampleRate < kMinFileRate || format.sampleRate > container.maxSampleRate) {
+    fail("cannot write ", path, ": a sample rate of ", format.sampleRate,
+         " Hz is asked for, and ", container.extension, " holds ", kMinFileRate, " to ",
+         container.maxSampleRate, " Hz");
+  }
+  if (container.sfFormat == SF_FORMAT_FLAC && format.samples == SampleFormat::float32) {
+    fail("cannot write ", path,
+         ": float samples are asked for, and .flac holds 16 or 24 bits per sample");
+  }
+}
+
+// What a length of 32 bits can say; 64 KiB of it are left for all but the audio.
+std::int64_t maxShortFrames(const AudioFormat& format) {
+  constexpr std::int64_t kMaxShortBytes = 0xFFFF'0000;
+  return kMaxShortBytes /
+         (std::int64_t{bytesPerSample(format.samples)} * format.channels);
+}
+
+bool needsRf64(const Container& container, const AudioFormat& format) {
+  return container.sfFormat == SF_FORMAT_WAV &&
+         format.frames.value_or(0) > maxShortFrames(format);
+}
+
+std::int64_t maxFramesOf(const Container& container, const AudioFormat& format) {
+  // FLAC counts frames in 36 bits; RF64 ends far beyond any disk.
+  constexpr std::int64_t kMaxLongFrames = (std::int64_t{1} << 36) - 1;
+  const bool isLong =
+      container.sfFormat == SF_FORMAT_FLAC || needsRf64(container, format);
+  return isLong ? kMaxLongFrames : maxShortFrames(format);
+}
+
+void refuseTooLong(const std::string& path, std::int64_t frames,
+                   std::int64_t maxFrames) {
+  if (frames <= maxFrames) return;
+  fail("cannot write ", path, ": the file would hold at least ", frames,
+       " frames, and the limit of its format is ", maxFrames);
+}
+
+// WAV tells channels at the side from channels at the rear; FLAC and AIFF have surround
+// channels.
+std::vector<Speaker> speakersFor(const Container& container,
+                                 std::vector<Speaker> speakers) {
+  if (container.sfFormat != SF_FORMAT_WAV) {
+    std::ranges::replace(speakers, Speaker::sideLeft, Speaker::rearLeft);
+    std::ranges::replace(speakers, Speaker::sideRight, Speaker::rearRight);
+  }
+  return speakers;
+}
+
+// Full scale of 2^31 for libsndfile's integer calls, which keep the upper 16 or 24
+// bits.
+class Quantiser {
+ public:
+  explicit Quantiser(int bits)
+      : steps_(std::ldexp(1.0, bits - 1)), stepSize_(1 << (32 - bits)) {}
+
+  int operator()(float sample) const {
+    const double clipped =
+        std::clamp(static_cast<double>(sample) * steps_, -steps_, steps_ - 1.0);
+    return static_cast<int>(std::lrint(clipped)) * stepSize_;
+  }
+
+ private:
+  double steps_;
+  int stepSize_;
+};
+
+}  // namespace
+
+SampleFormat finestFormat(const std::string& path) {
+  return containerOf(path).sfFormat == SF_FORMAT_FLAC ? SampleFormat::pcm24
+                                                      : SampleFormat::float32;
+}
+
+void checkAudioOutput(const std::string& path, const AudioFormat& format) {
+  const Container& container = containerOf(path);
+  refuseImpossibleFormat(path, container, format);
+  refuseTooLong(path, format.frames.value_or(0), maxFramesOf(container, format));
+  checkReplaceable(path);
+}
+
+struct AudioWriter::Impl {
+  Impl(const std::string& path_, const AudioFormat& format_)
+      : path(path_),
+        format(format_),
+        container((checkAudioOutput(path_, format_), containerOf(path_))) {
+    maxFrames = maxFramesOf(container, format);
+    temp = std::make_unique<TempFile>(path);
+    openEncoder();
+  }
+
+  void openEncoder() {
+    int sfFormat = container.sfFormat;
+    if (needsRf64(container, format)) {
+      sfFormat = SF_FORMAT_RF64;
+    } else if (sfFormat == SF_FORMAT_WAV && !format.speakers.empty()) {
+      sfFormat = SF_FORMAT_WAVEX;
+    }
+    SF_INFO sfInfo = {};
+    sfInfo.channels = format.channels;
+    sfInfo.samplerate = format.sampleRate;
+    sfInfo.format = sfFormat | subtypeOf(format.samples);
+    file.reset(sf_open_fd(temp->fd(), SFM_WRITE, &sfInfo, SF_FALSE));
+    if (!file) fail("cannot write ", path, ": ", sf_strerror(nullptr));
+    // The chunk of peak values would hold the time of writing.
+    sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
+    stateSpeakers();
+  }
+
+  void stateSpeakers() {
+    if (format.speakers.empty()) return;
+    if (static_cast<int>(format.speakers.size()) != format.channels) {
+      fail("cannot write ", path, ": ", format.speakers.size(),
+           " loudspeakers are named for ", format.channels, " channels");
+    }
+    const std::vector<Speaker> speakers = speakersFor(container, format.speakers);
+    std::vector<int> map = channelMapOf(speakers);
+    const auto mapBytes = static_cast<int>(map.size() * sizeof(int));
+    const bool stated = container.sfFormat == SF_FORMAT_FLAC
+                            ? speakers == flacSpeakers(format.channels)
+                            : sf_command(file.get(), SFC_SET_CHANNEL_MAP_INFO,
+                                         map.data(), mapBytes) == SF_TRUE;
+    if (!stated) {
+      fail("cannot write ", path, ": ", container.extension,
+           " cannot state which loudspeakers its ", format.channels, " channels feed");
+    }
+  }
+
+  void write(const float* interleaved, int frames) {
+    if (frames <= 0) return;
+    refuseTooLong(path, written + frames, maxFrames);
+    const auto numSamples =
+        static_cast<std::size_t>(frames) * static_cast<std::size_t>(format.channels);
+    errno = 0;
+    sf_count_t taken = 0;
+    if (format.samples == SampleFormat::float32) {
+      taken = sf_writef_float(file.get(), interleaved, frames);
+    } else {
+      steps.resize(numSamples);
+      std::transform(interleaved, interleaved + numSamples, steps.begin(),
+                     Quantiser(8 * bytesPerSample(format.samples)));
+      taken = sf_writef_int(file.get(), steps.data(), frames);
+    }
+    const int error = errno;
+    written += taken;
+    if (taken != frames) failFull(error);
+  }
+
+  [[noreturn]] void failFull(int error) const {
+    fail("cannot write ", path, ": ",
+         error != 0 ? std::generic_category().message(error)
+                    : "the disk takes no more data",
+         ", after ", written, " frames");
+  }
+
+  void commit() {
+    if (written == 0)
+      fail("cannot write ", path, ": there are 0 frames of audio to write");
+    errno = 0;
+    const int closed = sf_close(file.release());
+    const int error = errno;
+    if (closed != 0 || framesInFile() != written) failFull(error);
+    temp->commit();
+  }
+
+  // What a reader will find: closing fills in the header, which can fail unnoticed.
+  std::int64_t framesInFile() const {
+    SF_INFO sfInfo = {};
+    lseek(temp->fd(), 0, SEEK_SET);
+    const SndfileHandle reopened(sf_open_fd(temp->fd(), SFM_READ, &sfInfo, SF_FALSE));
+    return reopened ? sfInfo.frames : 0;
+  }
+
+  std::string path;
+  AudioFormat format;
+  const Container& container;
+  std::unique_ptr<TempFile> temp;  // outlives file, which writes into it
+  SndfileHandle file;
+  std::int64_t maxFrames = 0;
+  std::int64_t written = 0;
+  std::vector<int> steps;
+};
+
+AudioWriter::AudioWriter(const std::string& path, const AudioFormat& format)
+    : impl_(std::make_unique<Impl>(path, format)) {}
+AudioWriter::~AudioWriter() = default;
+AudioWriter::AudioWriter(AudioWriter&&) noexcept = default;
+AudioWriter& AudioWriter::operator=(AudioWriter&&) noexcept = default;
+
+void AudioWriter::write(const float* interleaved, int frames) {
+  impl_->write(interleaved, frames);
+}
+
+void AudioWriter::commit() { impl_->commit(); }
+
+}  // namespace ulmar::audio

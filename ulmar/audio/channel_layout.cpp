@@ -1,0 +1,94 @@
+#include "ulmar/audio/channel_layout.h"
+
+#include <algorithm>
+
+namespace ulmar::audio {
+namespace {
+
+using enum Speaker;
+
+bool anyStated(const std::vector<Speaker>& speakers) {
+  return std::ranges::any_of(speakers,
+                             [](Speaker speaker) { return speaker != unknown; });
+}
+
+std::optional<ChannelLayout> layoutByCount(int channels) {
+  for (const ChannelLayout layout : {ChannelLayout::mono, ChannelLayout::stereo,
+                                     ChannelLayout::five, ChannelLayout::fiveOne}) {
+    if (channelsOf(layout) == channels) return layout;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+int channelsOf(ChannelLayout layout) {
+  switch (layout) {
+    case ChannelLayout::mono:
+      return 1;
+    case ChannelLayout::stereo:
+      return 2;
+    case ChannelLayout::five:
+      return 5;
+    default:
+      return 6;
+  }
+}
+
+std::optional<ChannelLayout> layoutOf(const AudioInfo& info) {
+  const std::optional<ChannelLayout> layout = layoutByCount(info.channels);
+  if (info.channels <= 2 || !layout || !anyStated(info.speakers)) return layout;
+  const bool same = std::ranges::is_permutation(
+      info.speakers, fileSpeakers(*layout, surroundNameOf(info.speakers)));
+  return same ? layout : std::nullopt;
+}
+
+std::vector<int> libraryOrder(int channels, const std::vector<Speaker>& stated) {
+  if (channels == 1) return {0};
+  if (channels == 2) return {0, 1};
+  const SurroundName surrounds = surroundNameOf(stated);
+  const std::vector<Speaker> speakers =
+      anyStated(stated) ? stated : fileSpeakers(*layoutByCount(channels), surrounds);
+  const bool side = surrounds == SurroundName::side;
+  std::vector<int> order;
+  for (const Speaker speaker :
+       {frontLeft, frontCenter, frontRight, side ? sideLeft : rearLeft,
+        side ? sideRight : rearRight, lowFrequency}) {
+    const auto found = std::ranges::find(speakers, speaker);
+    if (found != speakers.end()) {
+      order.push_back(static_cast<int>(found - speakers.begin()));
+    }
+  }
+  return order;
+}
+
+SurroundName surroundNameOf(const std::vector<Speaker>& speakers) {
+  return std::ranges::find(speakers, sideLeft) != speakers.end() ? SurroundName::side
+                                                                 : SurroundName::rear;
+}
+
+std::vector<Speaker> fileSpeakers(ChannelLayout layout, SurroundName surrounds) {
+  if (layout == ChannelLayout::mono || layout == ChannelLayout::stereo) return {};
+  std::vector<Speaker> speakers = {frontLeft, frontRight, frontCenter};
+  if (layout == ChannelLayout::fiveOne) speakers.push_back(lowFrequency);
+  const bool side = surrounds == SurroundName::side;
+  speakers.push_back(side ? sideLeft : rearLeft);
+  speakers.push_back(side ? sideRight : rearRight);
+  return speakers;
+}
+
+std::vector<std::string> channelNames(ChannelLayout layout) {
+  switch (layout) {
+    case ChannelLayout::mono:
+      return {""};
+    case ChannelLayout::stereo:
+      return {"left", "right"};
+    case ChannelLayout::five:
+      return {"left", "right", "centre", "left surround", "right surround"};
+    default:
+      return {"left",          "right",         "centre",
+              "low-frequency", "left surround", "right surround"};
+  }
+}
+
+}  // namespace ulmar::audio

@@ -1,0 +1,199 @@
+#include "ulmar/audio/temp_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+#include "ulmar/host/error.h"
+
+namespace ulmar::audio {
+namespace {
+
+static_assert(sizeof(off_t) == 8, "files of 2 GiB and more need 64-bit offsets");
+
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU};
+
+// Paths that the signal handler removes. Each points into a living TempFile; a free
+// slot holds null. Lock-free atomics are all that a handler may read.
+std::array<std::atomic<const char*>, 16> registeredPaths{};
+static_assert(std::atomic<const char*>::is_always_lock_free);
+
+void registerPath(const char* path) {
+  for (auto& slot : registeredPaths) {
+    const char* expected = nullptr;
+    if (slot.compare_exchange_strong(expected, path)) return;
+  }
+}
+
+void unregisterPath(const char* path) {
+  for (auto& slot : registeredPaths) {
+    const char* expected = path;
+    if (slot.compare_exchange_strong(expected, nullptr)) return;
+  }
+}
+
+// Async-signal-safe. The default action comes back only when the files are gone, so
+// that no second signal can end the process before. It takes effect when the handler
+// returns and the signal it raised is no longer blocked.
+extern "C" void removeRegisteredPaths(int signal) {
+  for (const auto& slot : registeredPaths) {
+    if (const char* path = slot.load()) unlink(path);
+  }
+  struct sigaction ending = {};
+  ending.sa_handler = SIG_DFL;
+  sigemptyset(&ending.sa_mask);
+  sigaction(signal, &ending, nullptr);
+  raise(signal);
+}
+
+sigset_t endingSignals() {
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (const int signal : kEndingSignals) sigaddset(&ending, signal);
+  return ending;
+}
+
+// Holds the ending signals back, so that a file is never created without being
+// registered.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    const sigset_t ending = endingSignals();
+    pthread_sigmask(SIG_BLOCK, &ending, &previous_);
+  }
+  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+ private:
+  sigset_t previous_;
+};
+
+std::string systemMessage(int error) { return std::generic_category().message(error); }
+
+// What a name leads to through symbolic links, be it there or not; of links in a
+// circle, one of them.
+std::string withLinksResolved(std::string path) {
+  constexpr int kMaxLinks = 40;  // as many as the kernel follows
+  for (int i = 0; i < kMaxLinks; ++i) {
+    std::error_code noLink;
+    const auto pointee = std::filesystem::read_symlink(path, noLink);
+    if (noLink) break;
+    path = std::filesystem::path(path).parent_path() / pointee;
+  }
+  return path;
+}
+
+std::string folderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+// Nothing if the file is not there.
+std::optional<mode_t> permissionsOf(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  return status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+}
+
+}  // namespace
+
+void checkReplaceable(const std::string& path) {
+  if (access(folderOf(withLinksResolved(path)).c_str(), W_OK | X_OK) != 0) {
+    fail("cannot write ", path, ": no file can be created in its folder (",
+         systemMessage(errno), ")");
+  }
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) {
+    if (errno == ENOENT) return;  // nothing there yet
+    fail("cannot write ", path, ": ", systemMessage(errno));
+  }
+  if (S_ISDIR(status.st_mode)) fail("cannot write ", path, ": it is a folder");
+  if (!S_ISREG(status.st_mode))
+    fail("cannot write ", path, ": it is not a regular file");
+  if (access(path.c_str(), W_OK) != 0) {
+    fail("cannot write ", path, ": the file of that name is write-protected");
+  }
+}
+
+TempFile::TempFile(const std::string& finalPath)
+    : finalPath_(finalPath), target_(withLinksResolved(finalPath)) {
+  checkReplaceable(finalPath_);
+  createBeside(target_);
+}
+
+TempFile::~TempFile() {
+  if (fd_ >= 0) close(fd_);
+  if (tempPath_.empty()) return;
+  unlink(tempPath_.c_str());
+  unregisterPath(tempPath_.c_str());
+}
+
+void TempFile::createBeside(const std::string& target) {
+  // A name may have 255 bytes; the rest is for the suffix.
+  constexpr std::size_t kMaxStemLen = 200;
+  constexpr int kMaxAttempts = 1000;
+  const std::size_t slash = target.rfind('/');
+  const std::size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
+  const std::string stem = target.substr(0, nameStart) +
+                           target.substr(nameStart, kMaxStemLen) + ".part-" +
+                           std::to_string(getpid()) + "-";
+  // Nobody may read what will replace a file that they may not read.
+  const mode_t mode = permissionsOf(target).value_or(0666);
+  const SignalsHeld held;
+  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+    tempPath_ = stem + std::to_string(attempt);
+    fd_ = open(tempPath_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    if (fd_ >= 0) {
+      registerPath(tempPath_.c_str());
+      return;
+    }
+    if (errno != EEXIST) break;
+  }
+  fail("cannot write ", finalPath_, ": no file can be created in its folder (",
+       systemMessage(errno), ")");
+}
+
+void TempFile::commit() {
+  // The file was created with these or fewer. Where the file system has none, that is
+  // all there is.
+  if (const auto permissions = permissionsOf(target_)) fchmod(fd_, *permissions);
+  // Some file systems cannot synchronise and say EINVAL; there is nothing more to be
+  // done.
+  if (fsync(fd_) != 0 && errno != EINVAL) {
+    fail("cannot write ", finalPath_, ": ", systemMessage(errno));
+  }
+  const int closed = close(fd_);
+  fd_ = -1;
+  if (closed != 0) fail("cannot write ", finalPath_, ": ", systemMessage(errno));
+  if (std::rename(tempPath_.c_str(), target_.c_str()) != 0) {
+    fail("cannot write ", finalPath_, ": the finished file cannot be given its name (",
+         systemMessage(errno), ")");
+  }
+  unregisterPath(tempPath_.c_str());
+  tempPath_.clear();
+}
+
+void removeTempFilesOnSignal() {
+  struct sigaction action = {};
+  action.sa_handler = removeRegisteredPaths;
+  action.sa_mask = endingSignals();
+  for (const int signal : kEndingSignals) {
+    struct sigaction previous;
+    if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_IGN) {
+      continue;
+    }
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+}  // namespace ulmar::audio

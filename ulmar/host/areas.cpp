@@ -1,0 +1,124 @@
+#include "ulmar/host/areas.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <numeric>
+
+#include "ulmar/convrt/convrt.h"
+#include "ulmar/fft/fft.h"
+#include "ulmar/host/error.h"
+
+namespace ulmar::host {
+namespace {
+
+constexpr std::int64_t kAlign = 64;  // bytes, a cache line
+
+constexpr std::int64_t roundUp(std::int64_t bytes) {
+  return (bytes + kAlign - 1) / kAlign * kAlign;
+}
+
+template <typename T>
+constexpr auto kSizeOf = static_cast<std::int64_t>(sizeof(T));
+
+// The engine's own idea of the counts.
+ConvRTState derived(const ParamStruct& params) {
+  return {params.blockLen,       params.irLen,       params.numInputs,
+          params.numOutputs,     params.numSegments, params.chunksPerSegment,
+          params.hfTruncate != 0};
+}
+
+std::int64_t setBytes(const ParamStruct& params) {
+  const ConvRTState state = derived(params);
+  return (std::int64_t{state.numRows} * state.rowPitch + 1) * kSizeOf<VecComplex>;
+}
+
+void addEngineAreas(const ParamStruct& params, AreaSizes& sizes) {
+  const ConvRTState state = derived(params);
+  const std::int64_t blockLen = params.blockLen;
+  const std::int64_t inputs = params.numInputs;
+  const std::int64_t outputs = params.numOutputs;
+  const std::int64_t histLen = std::int64_t{state.rowPitch} * state.numRows;
+  const std::int64_t accLen = std::int64_t{state.numRows} * state.numChunks;
+
+  const std::int64_t fftSize = 2 * blockLen;
+  sizes[Area::fftTwiddles] = fftSize / 2 * kSizeOf<cmplxFFT>;
+  sizes[Area::fftBitRev] = fftSize * kSizeOf<HostLong>;
+  sizes[Area::fftWork] = fftSize * (kSizeOf<cmplxFFT> + kSizeOf<double>);
+  sizes[Area::histMem] = inputs * (histLen + 1) * kSizeOf<VecComplex>;
+  sizes[Area::accMem] = inputs * outputs * (accLen + 1) * kSizeOf<VecComplex>;
+  sizes[Area::outMem] = outputs * (40 * blockLen + 32);
+  sizes[Area::fwdSpectrum] = blockLen * kSizeOf<cmplxFFT>;
+  sizes[Area::dcSave] = state.numSegments * 2 * kSizeOf<float>;
+  const std::int64_t numSets = params.perOutputIR != 0 ? outputs : inputs * outputs;
+  sizes[Area::irSets] = numSets * setBytes(params);
+}
+
+}  // namespace
+
+ExternStruct::Area& entry(ExternStruct& ext, Area area) {
+  ExternStruct::Area* const entries[kNumAreas] = {
+      &ext.fftTwiddles, &ext.fftBitRev, &ext.fftWork, &ext.inBlocks, &ext.outBlocks,
+      &ext.dryRings,    &ext.rearRings, &ext.histMem, &ext.accMem,   &ext.outMem,
+      &ext.fwdSpectrum, &ext.dcSave,    &ext.irSets};
+  return *entries[static_cast<std::size_t>(area)];
+}
+
+std::int64_t AreaSizes::total() const {
+  return std::accumulate(bytes.begin(), bytes.end(), std::int64_t{0});
+}
+
+AreaSizes areaSizes(const ParamStruct& params, int inChannels, int outChannels) {
+  // The sixth channel of six is copied past the driver.
+  const std::int64_t driverInputs = inChannels == 6 ? 5 : inChannels;
+  const std::int64_t engineInputs =
+      params.foldToStereo != 0 ? driverInputs : params.numInputs;
+  AreaSizes sizes;
+  sizes[Area::inBlocks] = engineInputs * params.blockLen * kSizeOf<double>;
+  sizes[Area::outBlocks] =
+      std::int64_t{params.numOutputs} * params.blockLen * kSizeOf<double>;
+  sizes[Area::dryRings] = engineInputs * params.dryRingLen * kSizeOf<float>;
+  if (outChannels >= 5) {
+    sizes[Area::rearRings] = 2 * 2 * std::int64_t{params.dryRingLen} * kSizeOf<float>;
+  }
+  if (params.irLen > 0) addEngineAreas(params, sizes);
+  return sizes;
+}
+
+std::int64_t setOffset(const ParamStruct& params, int index) {
+  return index * setBytes(params);
+}
+
+Areas::Areas(const AreaSizes& sizes) : sizes_(sizes) {
+  for (const Area area : kAllAreas) {
+    offsets_[static_cast<std::size_t>(area)] = bytes_;
+    bytes_ += roundUp(sizes[area]);
+  }
+  const bool addressable = bytes_ <= std::numeric_limits<std::ptrdiff_t>::max();
+  if (addressable) {
+    memory_.reset(static_cast<std::byte*>(std::aligned_alloc(
+        static_cast<std::size_t>(kAlign), static_cast<std::size_t>(bytes_))));
+  }
+  if (memory_ == nullptr) {
+    fail("the stream needs ", bytes_ / (1 << 20), " MiB of memory, more than there is");
+  }
+  std::memset(memory_.get(), 0, static_cast<std::size_t>(bytes_));
+}
+
+void Areas::Free::operator()(std::byte* memory) const { std::free(memory); }
+
+std::byte* Areas::operator[](Area area) const {
+  return memory_.get() + offsets_[static_cast<std::size_t>(area)];
+}
+
+void Areas::zero(Area area) {
+  std::memset((*this)[area], 0, static_cast<std::size_t>(sizes_[area]));
+}
+
+ExternStruct Areas::table() const {
+  ExternStruct ext{};
+  for (const Area area : kAllAreas) entry(ext, area).address = (*this)[area];
+  return ext;
+}
+
+}  // namespace ulmar::host

@@ -1,0 +1,11 @@
+// The form in which whole signals, such as impulse responses, are held in memory.
+#pragma once
+
+#include <vector>
+
+namespace ulmar {
+
+/// [channel][frame]; every channel has the same number of frames.
+using Planar = std::vector<std::vector<float>>;
+
+}  // namespace ulmar

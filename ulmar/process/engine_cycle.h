@@ -1,0 +1,73 @@
+// One run of the convolution engine at a block boundary. The engine's objects live on
+// the stack for the cycle only; its counters and memory are the host's.
+#pragma once
+
+#include "ulmar/base/align.h"
+#include "ulmar/convrt/convrt.h"
+#include "ulmar/process/host_records.h"
+
+namespace ulmar {
+
+inline void restoreCounters(const StateStruct& from, ConvRTState& to) noexcept {
+  to.ringPos = from.ringPos;
+  to.segPhase = from.segPhase;
+  to.chunkPhase = from.chunkPhase;
+  to.overlapSel = from.overlapSel;
+}
+
+inline void saveCounters(const ConvRTState& from, StateStruct& to) noexcept {
+  to.ringPos = from.ringPos;
+  to.segPhase = from.segPhase;
+  to.chunkPhase = from.chunkPhase;
+  to.overlapSel = from.overlapSel;
+}
+
+inline void attachAreas(const ExternStruct& ext, ConvRTState& engineState) noexcept {
+  engineState.histMem = alignedArea<VecComplex>(ext.histMem.address);
+  engineState.accMem = alignedArea<VecComplex>(ext.accMem.address);
+  engineState.outMem = alignedArea<VecComplex>(ext.outMem.address);
+  engineState.fwdSpectrum = alignedArea<cmplxFFT>(ext.fwdSpectrum.address);
+  engineState.dcSave = alignedArea<float>(ext.dcSave.address);
+  engineState.fftTwiddles = alignedArea<char>(ext.fftTwiddles.address);
+  engineState.fftBitRev = alignedArea<char>(ext.fftBitRev.address);
+  engineState.fftWork = alignedArea<char>(ext.fftWork.address);
+}
+
+/// The sets lie set after set, numRows * rowPitch VecComplex and one spare each. One
+/// per pair, input by input; or, with perOutputIR, one per output, which input i shares
+/// on outputs i, i + numInputs and 4 only.
+inline void registerSets(const ParamStruct& params, const ConvRTState& engineState,
+                         VecComplex* sets, ConvRT& engine) noexcept {
+  const std::ptrdiff_t setPitch =
+      std::ptrdiff_t{engineState.numRows} * engineState.rowPitch + 1;
+  const bool perPair = params.perOutputIR == 0;
+  const int rowFactor = perPair ? params.numOutputs : 0;
+  for (int i = 0; i < params.numInputs; ++i) {
+    for (int j = 0; j < params.numOutputs; ++j) {
+      const bool feeds = perPair || j == i || j == i + params.numInputs || j == 4;
+      engine.setImpulseResponse(
+          i, j, feeds ? sets + (i * rowFactor + j) * setPitch : nullptr);
+    }
+  }
+}
+
+/// inBlocks: the completed engine input blocks. outBlocks: receives the next blockLen
+/// samples of every engine output.
+inline void runEngineCycle(const ParamStruct& params, StateStruct& state,
+                           const ExternStruct& ext, double** inBlocks,
+                           double** outBlocks) noexcept {
+  ConvRTState engineState(params.blockLen, params.irLen, params.numInputs,
+                          params.numOutputs, params.numSegments,
+                          params.chunksPerSegment, params.hfTruncate != 0);
+  restoreCounters(state, engineState);
+  attachAreas(ext, engineState);
+
+  ConvRT engine(&engineState);
+  registerSets(params, engineState, alignedArea<VecComplex>(ext.irSets.address),
+               engine);
+  engine.genOutput(outBlocks, inBlocks);
+  engine.doHousekeeping();
+  saveCounters(engineState, state);
+}
+
+}  // namespace ulmar

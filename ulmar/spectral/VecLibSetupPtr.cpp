@@ -1,0 +1,7 @@
+#include "ulmar/spectral/VecLibSetupPtr.h"
+
+void* GetVecLibSetupPtr(ulmar::HostLong /*size*/) { return nullptr; }
+
+void* dGetVecLibSetupPtr(ulmar::HostLong /*size*/) { return nullptr; }
+
+void DisposeVecLibSetupPtr(void*& /*setup*/) {}
