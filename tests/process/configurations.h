@@ -155,7 +155,7 @@ inline host::Stream streamOf(const Configuration& c, ParamStruct params,
                              const host::Responses& responses = {}) {
   params.crossfeed = 0.0F;
   host::Stream stream(c.in, c.out, params, responses);
-  stream.params().crossfeed = c.crossfeed;
+  const_cast<ParamStruct&>(stream.params()).crossfeed = c.crossfeed;
   return stream;
 }
 

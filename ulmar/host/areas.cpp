@@ -8,6 +8,7 @@
 #include "ulmar/convrt/convrt.h"
 #include "ulmar/fft/fft.h"
 #include "ulmar/host/error.h"
+#include "ulmar/host/geometry.h"
 
 namespace ulmar::host {
 namespace {
@@ -21,20 +22,13 @@ constexpr std::int64_t roundUp(std::int64_t bytes) {
 template <typename T>
 constexpr auto kSizeOf = static_cast<std::int64_t>(sizeof(T));
 
-// The engine's own idea of the counts.
-ConvRTState derived(const ParamStruct& params) {
-  return {params.blockLen,       params.irLen,       params.numInputs,
-          params.numOutputs,     params.numSegments, params.chunksPerSegment,
-          params.hfTruncate != 0};
-}
-
 std::int64_t setBytes(const ParamStruct& params) {
-  const ConvRTState state = derived(params);
+  const ConvRTState state = engineState(params);
   return (std::int64_t{state.numRows} * state.rowPitch + 1) * kSizeOf<VecComplex>;
 }
 
 void addEngineAreas(const ParamStruct& params, AreaSizes& sizes) {
-  const ConvRTState state = derived(params);
+  const ConvRTState state = engineState(params);
   const std::int64_t blockLen = params.blockLen;
   const std::int64_t inputs = params.numInputs;
   const std::int64_t outputs = params.numOutputs;

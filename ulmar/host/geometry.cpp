@@ -29,10 +29,12 @@ void checkLengths(int blockLen, int irLen) {
   }
 }
 
-// The counts that the engine itself derives.
-ConvRTState derived(const Geometry& geometry) {
-  return {geometry.blockLen,         geometry.irLen,     1, 1, geometry.numSegments,
-          geometry.chunksPerSegment, geometry.hfTruncate};
+// What the engine derives from a geometry, whatever the numbers of channels.
+ConvRTState countsOf(const Geometry& geometry) {
+  ParamStruct params{};
+  setGeometry(params, geometry);
+  params.numInputs = params.numOutputs = 1;
+  return engineState(params);
 }
 
 // The divisions that measured best over all bodies of the kernels and both builds
@@ -55,7 +57,7 @@ void checkGeometry(const Geometry& geometry) {
     fail("a block of ", geometry.blockLen, " samples has ", geometry.blockLen / 4,
          " rows, and cannot be cut into ", numChunks, " chunks");
   }
-  const ConvRTState state = derived(geometry);
+  const ConvRTState state = countsOf(geometry);
   if (state.ringLen < state.numChunks) {
     fail("an impulse response of ", geometry.irLen, " samples makes ",
          state.numIRBlocks, " blocks of ", geometry.blockLen, ", too few for ",
@@ -98,7 +100,7 @@ Geometry chooseGeometry(int blockLen, int irLen, bool hfTruncate) {
 }
 
 BlockCost blockCost(const Geometry& geometry) {
-  const ConvRTState state = derived(geometry);
+  const ConvRTState state = countsOf(geometry);
   const std::int64_t numSegments = state.numSegments;
   const std::int64_t chunksPerSegment = state.chunksPerSegment;
   BlockCost cost;
@@ -115,6 +117,12 @@ BlockCost blockCost(const Geometry& geometry) {
   cost.high = (state.rowsPerChunk - upperRows) * rowCost(state.numIRBlocks) +
               upperRows * rowCost(state.numIRBlocks - std::max(state.hfSkipBlocks, 0));
   return cost;
+}
+
+ConvRTState engineState(const ParamStruct& params) {
+  return {params.blockLen,       params.irLen,       params.numInputs,
+          params.numOutputs,     params.numSegments, params.chunksPerSegment,
+          params.hfTruncate != 0};
 }
 
 void setGeometry(ParamStruct& params, const Geometry& geometry) {

@@ -1,21 +1,26 @@
-// The engine's geometry: what is admissible, what it costs, and which to choose.
+// The engine's geometry: into how many partitions a response is cut, and how the work
+// on them is divided among blocks. Here: what is admissible, what it costs, what to
+// choose.
 #pragma once
 
 #include <cstdint>
 
+#include "ulmar/convrt/convrt.h"
 #include "ulmar/process/host_records.h"
 
 namespace ulmar::host {
 
-/// How one response is cut: its length in blocks, and the division of the spectrum that
-/// spreads the work. See ConvRTState for the derived counts.
+/// One engine's geometry. A response of irLen samples is cut into partitions of
+/// blockLen samples. The spectrum of a block is divided into G segments of C chunks
+/// each: in every block one segment and one chunk is worked ahead for blocks to come,
+/// so that all blocks cost the same. See ConvRTState for the counts that follow.
 struct Geometry {
   int blockLen = 512;        // N, samples
   int irLen = 1;             // samples
   int numSegments = 1;       // G
   int chunksPerSegment = 1;  // C
-  bool hfTruncate =
-      false;  // keep the upper half band for the first max(G C, 32) blocks
+  /// Convolves the upper half of the band with the first max(G C, 32) partitions only.
+  bool hfTruncate = false;
 };
 
 inline constexpr int kMinBlockLen = 4;           // samples, a power of two
@@ -33,8 +38,9 @@ void checkGeometry(const Geometry& geometry);
 /// with hfTruncate) and irLen is 1 to kMaxIRLen.
 Geometry chooseGeometry(int blockLen, int irLen, bool hfTruncate = false);
 
-/// Work of one pair of input and output in every block, in row products, each of four
-/// complex multiply-accumulates.
+/// Work of one pair of input and output in every block. The unit is the row product: a
+/// product of four complex values of an input spectrum with four of a partition's,
+/// added to a running sum.
 struct BlockCost {
   std::int64_t low = 0;
   std::int64_t mid = 0;
@@ -44,7 +50,11 @@ struct BlockCost {
 };
 BlockCost blockCost(const Geometry& geometry);
 
-/// The geometry in the words of the library's parameters, and back.
+/// The engine's state with the counts that it derives from the geometry and the numbers
+/// of engine inputs and outputs in `params`; counters and addresses are zero.
+ConvRTState engineState(const ParamStruct& params);
+
+/// Copies the geometry into the library's parameters, and back.
 void setGeometry(ParamStruct& params, const Geometry& geometry);
 Geometry geometryOf(const ParamStruct& params);
 

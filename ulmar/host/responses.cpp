@@ -4,7 +4,9 @@
 
 #include "ulmar/base/align.h"
 #include "ulmar/convrt/convrt.h"
+#include "ulmar/host/arithmetic_mode.h"
 #include "ulmar/host/error.h"
+#include "ulmar/host/geometry.h"
 #include "ulmar/spectral/UpdateOstinFFT.h"
 
 namespace ulmar::host {
@@ -70,13 +72,12 @@ Responses arrangeResponses(const Planar& channels, int materialChannels) {
 
 void buildPartitionSets(const ParamStruct& params, const Responses& responses,
                         const Areas& areas) {
+  const DefaultArithmetic arithmetic;
   const HostLong fftSize = 2 * params.blockLen;
   dUpdateFFTTables(asRecords<HostLong>(areas[Area::fftBitRev]),
                    asRecords<dcmplx>(areas[Area::fftTwiddles]), fftSize);
 
-  ConvRTState state(params.blockLen, params.irLen, params.numInputs, params.numOutputs,
-                    params.numSegments, params.chunksPerSegment,
-                    params.hfTruncate != 0);
+  ConvRTState state = engineState(params);
   FFT fft(static_cast<int>(fftSize), asRecords<char>(areas[Area::fftTwiddles]),
           asRecords<char>(areas[Area::fftBitRev]),
           asRecords<char>(areas[Area::fftWork]));

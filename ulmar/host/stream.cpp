@@ -9,6 +9,7 @@
 
 #include "ulmar/base/align.h"
 #include "ulmar/convrt/convrt.h"
+#include "ulmar/host/arithmetic_mode.h"
 #include "ulmar/host/crossover_design.h"
 #include "ulmar/host/error.h"
 #include "ulmar/process/Ulmar_Process.h"
@@ -71,6 +72,19 @@ void checkResponses(const ParamStruct& params, const Responses& responses) {
   }
 }
 
+void checkFrames(int frames) {
+  if (frames < 0) {
+    fail("a call of ", frames, " frames was asked for, and the least is 0");
+  }
+}
+
+void checkRecords(const char* name, std::size_t found, int channels) {
+  if (std::cmp_not_equal(found, channels)) {
+    fail("a call has ", found, " ", name, " records, and the stream has ", channels,
+         " ", name, " channels");
+  }
+}
+
 // What a snapshot starts with: whatever decides on the layout of the rest.
 struct SnapshotHeader {
   std::array<char, 8> magic = {'U', 'l', 'm', 'a', 'r', 'S', 'n', '1'};
@@ -111,13 +125,11 @@ void checkPositions(const StateStruct& state, const ParamStruct& params) {
   checkRange("snapshot's rear position", state.rearPos, 0,
              2 * std::int64_t{params.dryRingLen} - 1);
   if (params.irLen <= 0) return;
-  const int numSegments = params.numSegments;
-  const int numColumns =
-      (((params.irLen - 1) / params.blockLen) / numSegments + 1) * numSegments;
-  checkRange("snapshot's ring position", state.ringPos, 0, numColumns - 1);
-  checkRange("snapshot's segment phase", state.segPhase, 0, numSegments - 1);
+  const ConvRTState engine = engineState(params);
+  checkRange("snapshot's ring position", state.ringPos, 0, engine.ringLen - 1);
+  checkRange("snapshot's segment phase", state.segPhase, 0, engine.numSegments - 1);
   checkRange("snapshot's chunk phase", state.chunkPhase, 0,
-             params.chunksPerSegment - 1);
+             engine.chunksPerSegment - 1);
   checkRange("snapshot's overlap selector", state.overlapSel, 0, 1);
 }
 
@@ -197,9 +209,10 @@ Stream::Stream(int inChannels, int outChannels, const ParamStruct& params,
 
 void Stream::process(std::span<OstinSoundBuf> in, std::span<OstinSoundBuf> out,
                      int frames) {
-  if (frames < 0) {
-    fail("a call of ", frames, " frames was asked for, and the least is 0");
-  }
+  checkRecords("input", in.size(), inChannels_);
+  checkRecords("output", out.size(), outChannels_);
+  checkFrames(frames);
+  const DefaultArithmetic arithmetic;
   HostLong done = 0;
   UlmarProc(in.data(), inChannels_, frames, out.data(), outChannels_, &done,
             asRecords<char>(&params_), asRecords<char>(&state_), &ext_);
@@ -208,26 +221,76 @@ void Stream::process(std::span<OstinSoundBuf> in, std::span<OstinSoundBuf> out,
 void Stream::process(const float* const* in, float* const* out, int frames) {
   std::array<OstinSoundBuf, kMaxCallChannels> inBufs{};
   std::array<OstinSoundBuf, kMaxCallChannels> outBufs{};
-  for (std::size_t k = 0; std::cmp_less(k, inChannels_); ++k) {
+  const auto numIns = static_cast<std::size_t>(inChannels_);
+  const auto numOuts = static_cast<std::size_t>(outChannels_);
+  for (std::size_t k = 0; k < numIns; ++k) {
     // The library reads its inputs only.
     inBufs[k] = {const_cast<float*>(in[k]), 1, kFormatFloat, {}};
   }
-  for (std::size_t k = 0; std::cmp_less(k, outChannels_); ++k) {
-    outBufs[k] = {out[k], 1, kFormatFloat, {}};
-  }
-  process(inBufs, outBufs, frames);
+  for (std::size_t k = 0; k < numOuts; ++k) outBufs[k] = {out[k], 1, kFormatFloat, {}};
+  process(std::span(inBufs).first(numIns), std::span(outBufs).first(numOuts), frames);
 }
 
 void Stream::processInterleaved(const float* in, float* out, int frames) {
+  if (inChannels_ == kMaxCallChannels) {
+    fail(
+        "interleaved samples of six channels were handed in, and six channels must be "
+        "planar");
+  }
+  checkFrames(frames);
+  if (frames == 0) return;  // the addresses may be null
   std::array<OstinSoundBuf, kMaxCallChannels> inBufs{};
   std::array<OstinSoundBuf, kMaxCallChannels> outBufs{};
-  for (std::size_t k = 0; std::cmp_less(k, inChannels_); ++k) {
+  const auto numIns = static_cast<std::size_t>(inChannels_);
+  const auto numOuts = static_cast<std::size_t>(outChannels_);
+  for (std::size_t k = 0; k < numIns; ++k) {
     inBufs[k] = {const_cast<float*>(in) + k, inChannels_, kFormatFloat, {}};
   }
-  for (std::size_t k = 0; std::cmp_less(k, outChannels_); ++k) {
+  for (std::size_t k = 0; k < numOuts; ++k) {
     outBufs[k] = {out + k, outChannels_, kFormatFloat, {}};
   }
-  process(inBufs, outBufs, frames);
+  process(std::span(inBufs).first(numIns), std::span(outBufs).first(numOuts), frames);
+}
+
+void Stream::setDryGain(float gain) {
+  checkFinite("dry gain", gain);
+  params_.dryGain = gain;
+}
+
+void Stream::setWetGain(float gain) {
+  checkFinite("wet gain", gain);
+  std::fill(std::begin(params_.wetGain), std::end(params_.wetGain), gain);
+}
+
+void Stream::setWetGain(int output, float gain) {
+  checkRange("output of a wet gain", output, 0,
+             std::min(outChannels_, kMaxChannels) - 1);
+  checkFinite("wet gain", gain);
+  params_.wetGain[output] = gain;
+}
+
+void Stream::setCrossfeed(float gain) {
+  checkFinite("cross-feed", gain);
+  params_.crossfeed = gain;
+}
+
+void Stream::setDryDelay(int samples) {
+  checkRange("dry delay", samples, 0, params_.dryRingLen - 1);
+  params_.dryDelay = samples;
+}
+
+void Stream::setBypass(bool on) { params_.bypass = on ? 1 : 0; }
+
+void Stream::setRearDelay(int samples) {
+  checkRange("rear delay", samples, 0, 2 * std::int64_t{params_.dryRingLen} - 1);
+  params_.rearDelay = samples;
+}
+
+void Stream::setPassThrough(bool on) { params_.passThrough = on ? 1 : 0; }
+
+void Stream::setCrossover(const cApXOverCfs<float>& coefficients) {
+  checkCrossover(coefficients);
+  params_.xoverCfs = coefficients;
 }
 
 void Stream::reset() {

@@ -40,8 +40,12 @@ void checkParams(const ParamStruct& params, int inChannels, int outChannels);
 
 /// Owns everything of one stream. Samples must be finite: one that is not stays in the
 /// engine for the response's length, and in the decoder of five outputs until reset().
-/// process* and the parameter setters are real-time safe; the others allocate. Calls
-/// must not overlap. process* throw Error, and do nothing, if frames is below 0.
+///
+/// process*, the setters, peaks() and clearPeaks() are real-time safe as long as they
+/// do not throw; the others allocate or take as long as the memory is large. Calls must
+/// not overlap. What throws Error has changed nothing. Results do not depend on the
+/// rounding mode of the calling thread, nor on its flushing denormals to zero: the
+/// stream sets its own for the call and restores the thread's.
 class Stream {
  public:
   /// responses: of the inputs, outputs and arrangement that params says; may be empty
@@ -51,15 +55,17 @@ class Stream {
          const Responses& responses);
 
   /// Planar: in[inChannels], out[outChannels], each of `frames` samples. A channel may
-  /// be processed in place.
+  /// be processed in place. Throws Error below 0 frames.
   void process(const float* const* in, float* const* out, int frames);
 
   /// Interleaved: in [frames][inChannels], out [frames][outChannels]; in place if both
   /// have the same number of channels. Not for six channels, of which the library
-  /// copies the last as consecutive samples.
+  /// copies the last as consecutive samples. Throws Error then, and below 0 frames.
   void processInterleaved(const float* in, float* out, int frames);
 
-  /// Any layout: one record per channel, with data and step.
+  /// Any layout: one record per channel, with data and step. The records are not
+  /// changed. Throws Error unless there are as many as the stream has channels, and
+  /// below 0 frames.
   void process(std::span<OstinSoundBuf> in, std::span<OstinSoundBuf> out, int frames);
 
   /// Back to the stream's start: silence, counters and peaks at zero.
@@ -79,10 +85,22 @@ class Stream {
   /// Frames by which the wet signal lags the input.
   int latency() const { return params_.blockLen; }
 
-  /// The parameters, as they take effect in the next call. Gains, flags other than
-  /// perOutputIR and foldToStereo, and delays within the rings may change at any time;
-  /// what shapes the memory may not.
-  ParamStruct& params() { return params_; }
+  // Parameters, in effect from the next call on. Gains are linear; they and delays step
+  // at once, which is heard as a click in the middle of sound. Each throws Error for a
+  // gain that is not finite and for a delay beyond its ring.
+  void setDryGain(float gain);
+  void setWetGain(float gain);  // of all outputs
+  void setWetGain(int output, float gain);
+  void setCrossfeed(float gain);  // off at or below 0
+  void setDryDelay(int samples);  // 0 to params().dryRingLen - 1
+  void setBypass(bool on);        // outputs carry the delayed dry signal only
+
+  // Of five outputs.
+  void setRearDelay(int samples);  // 0 to 2 params().dryRingLen - 1
+  void setPassThrough(bool on);    // the engine's outputs are speaker feeds
+  /// Throws Error unless the coefficients are stable.
+  void setCrossover(const cApXOverCfs<float>& coefficients);
+
   const ParamStruct& params() const { return params_; }
   const StateStruct& state() const { return state_; }
   const Areas& areas() const { return areas_; }
