@@ -21,9 +21,11 @@ Engine::Engine(const ParamStruct& params, const host::Responses& responses)
     : params_(params),
       geometry_(params.blockLen, params.irLen, params.numInputs, params.numOutputs,
                 params.numSegments, params.chunksPerSegment, params.hfTruncate != 0),
-      areas_(host::areaSizes(params, params.numInputs, params.numOutputs)),
-      ext_(areas_.table()) {
-  host::buildPartitionSets(params, responses, areas_);
+      sets_(host::buildPartitionSets(
+          host::StreamPlan(params.numInputs, params.numOutputs, params), responses)),
+      areas_(sets_->plan().streamAreas()) {
+  areas_.enterInto(ext_, 0);
+  sets_->areas().enterInto(ext_, 0);
 }
 
 double* Engine::inBlock(int input) const {
@@ -55,8 +57,8 @@ void Engine::highTier() {
   ConvRTState state = geometry_;
   attachAreas(ext_, state);
   ConvRT engine(&state);
-  registerSets(params_, state, asRecords<VecComplex>(areas_[host::Area::irSets]),
-               engine);
+  registerSets(params_, state,
+               asRecords<VecComplex>(sets_->areas()[host::Area::irSets]), engine);
   for (state.segPhase = 0; state.segPhase < state.numSegments; ++state.segPhase) {
     for (state.chunkPhase = 0; state.chunkPhase < state.chunksPerSegment;
          ++state.chunkPhase) {

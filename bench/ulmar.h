@@ -29,8 +29,9 @@ class Engine final : public Convolver {
   ParamStruct params_;
   ConvRTState geometry_;
   StateStruct state_{};
+  std::shared_ptr<const host::PartitionSets> sets_;
   host::Areas areas_;
-  ExternStruct ext_;
+  ExternStruct ext_{};
 };
 
 /// UlmarProc on whole blocks of interleaved audio, in calls of kCallLen frames. The

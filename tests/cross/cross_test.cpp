@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tests/support/bare_host.h"
 #include "tests/support/random.h"
 #include "ulmar/base/align.h"
 #include "ulmar/convrt/convrt.h"
@@ -49,11 +50,10 @@ void addStream(Hash& hash, Random& random, const Channels& channels, bool hfTrun
   params.xoverCfs = {-0.875F, 0.75F, -1.625F};
   std::fill_n(params.wetGain, numOutputs, 0x1p-4F);
   const int numPairs = numInputs * numEngineOutputs;
-  host::Stream stream(
-      numInputs, numOutputs, params,
+  BareHost host(params, numInputs, numOutputs);
+  host.buildSets(
       {numInputs, numEngineOutputs, false, Planar(static_cast<std::size_t>(numPairs))});
-
-  const host::Areas& areas = stream.areas();
+  const host::Areas& areas = host.areas;
   auto* const twiddles = asRecords<double>(areas[host::Area::fftTwiddles]);
   for (int n = 0; n < 128; ++n) twiddles[n] = double{random.sample()} / 2;
   ConvRTState state(64, params.irLen, numInputs, numEngineOutputs, 4, 2, hfTruncate);
@@ -70,18 +70,18 @@ void addStream(Hash& hash, Random& random, const Channels& channels, bool hfTrun
   }
 
   Planar signals;
-  std::vector<float*> pointers;
+  std::vector<OstinSoundBuf> records;
   for (int k = 0; k < numOutputs; ++k) signals.push_back(random.signal(kFrames));
-  for (auto& signal : signals) pointers.push_back(signal.data());
-  stream.process(pointers.data(), pointers.data(), kFrames);
+  for (auto& signal : signals) records.push_back({signal.data(), 1, kFormatFloat, {}});
+  host.call(records.data(), records.data(), kFrames);
 
-  ASSERT_TRUE(stream.state().peak[0] > 0.0F && stream.state().peak[0] < 1e6F);
+  ASSERT_TRUE(host.state.peak[0] > 0.0F && host.state.peak[0] < 1e6F);
   for (const auto& signal : signals) hash.add(signal.data(), kFrames * sizeof(float));
-  hash.add(&stream.state(), sizeof(StateStruct));
+  hash.add(&host.state, sizeof(StateStruct));
   for (const host::Area area : host::kAllAreas) {
     if (area == host::Area::fftWork)
       continue;  // scratch: bodies may leave what they like
-    hash.add(areas[area], static_cast<std::size_t>(areas.sizes()[area]));
+    hash.add(areas[area], static_cast<std::size_t>(areas.sizes()[0][area]));
   }
 }
 

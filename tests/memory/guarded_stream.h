@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "tests/support/bare_host.h"
 #include "tests/support/guarded.h"
 #include "tests/support/random.h"
 #include "ulmar/host/stream.h"
@@ -52,7 +53,9 @@ class GuardedStream {
       outputs_.push_back(std::make_unique<Guarded>(kFrames * sizeof(float)));
       expected_.emplace_back(static_cast<std::size_t>(kFrames));
     }
-    placeAreas(reference.areas(), placement);
+    BareHost host(params, channels_, channels_);
+    host.buildSets(responses);
+    placeAreas(host.areas, placement);
     runReference(reference);
 
     // What belongs to the host is left at 0xFF: the reserved words, those behind each
@@ -85,7 +88,7 @@ class GuardedStream {
  private:
   void placeAreas(const host::Areas& from, Placement placement) {
     for (const host::Area area : host::kAllAreas) {
-      const auto size = static_cast<std::size_t>(from.sizes()[area]);
+      const auto size = static_cast<std::size_t>(from.sizes()[0][area]);
       if (size == 0) {
         host::entry(*ext_.as<ExternStruct>(), area).address = nullptr;
         continue;

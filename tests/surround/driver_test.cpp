@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "tests/support/bare_host.h"
 #include "tests/support/convolution.h"
 #include "tests/support/random.h"
 #include "tests/surround/plain_driver.h"
@@ -154,9 +155,9 @@ void expectPlain(Pair pair, const std::vector<Change>& changes, int frames, int 
     responses.samples.push_back(sparseResponse(random));
   }
   PlainDriver plain(pair.in, pair.out, params, responses.samples);
-  const host::Areas areas(host::areaSizes(params, pair.in, pair.out));
-  ExternStruct ext = areas.table();
-  host::buildPartitionSets(params, responses, areas);
+  BareHost bareHost(params, pair.in, pair.out);
+  bareHost.buildSets(responses);
+  ExternStruct& ext = bareHost.ext;
   StateStruct state{};
   for (auto& sts : state.xoverSts) {
     std::memcpy(&sts.unused3, &kUnread, sizeof kUnread);

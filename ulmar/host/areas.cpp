@@ -83,11 +83,23 @@ std::int64_t setOffset(const ParamStruct& params, int index) {
   return index * setBytes(params);
 }
 
-Areas::Areas(const AreaSizes& sizes) : sizes_(sizes) {
-  for (const Area area : kAllAreas) {
-    offsets_[static_cast<std::size_t>(area)] = bytes_;
-    bytes_ += roundUp(sizes[area]);
+std::int64_t Areas::bytesFor(const std::vector<AreaSizes>& sizes) {
+  std::int64_t bytes = 0;
+  for (const AreaSizes& engine : sizes) {
+    for (const Area area : kAllAreas) bytes += roundUp(engine[area]);
   }
+  return bytes;
+}
+
+Areas::Areas(const std::vector<AreaSizes>& sizes)
+    : sizes_(sizes), offsets_(sizes.size()) {
+  for (std::size_t engine = 0; engine < sizes.size(); ++engine) {
+    for (const Area area : kAllAreas) {
+      offsets_[engine][static_cast<std::size_t>(area)] = bytes_;
+      bytes_ += roundUp(sizes[engine][area]);
+    }
+  }
+  if (bytes_ == 0) return;
   const bool addressable = bytes_ <= std::numeric_limits<std::ptrdiff_t>::max();
   if (addressable) {
     memory_.reset(static_cast<std::byte*>(std::aligned_alloc(
@@ -101,18 +113,21 @@ Areas::Areas(const AreaSizes& sizes) : sizes_(sizes) {
 
 void Areas::Free::operator()(std::byte* memory) const { std::free(memory); }
 
-std::byte* Areas::operator[](Area area) const {
-  return memory_.get() + offsets_[static_cast<std::size_t>(area)];
-}
-
-void Areas::zero(Area area) {
-  std::memset((*this)[area], 0, static_cast<std::size_t>(sizes_[area]));
+void Areas::zero(std::size_t engine, Area area) {
+  const std::int64_t bytes = sizes_[engine][area];
+  if (bytes > 0) std::memset(at(engine, area), 0, static_cast<std::size_t>(bytes));
 }
 
 ExternStruct Areas::table() const {
   ExternStruct ext{};
-  for (const Area area : kAllAreas) entry(ext, area).address = (*this)[area];
+  enterInto(ext, 0);
   return ext;
+}
+
+void Areas::enterInto(ExternStruct& ext, std::size_t engine) const {
+  for (const Area area : kAllAreas) {
+    if (sizes_[engine][area] > 0) entry(ext, area).address = at(engine, area);
+  }
 }
 
 }  // namespace ulmar::host

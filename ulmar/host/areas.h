@@ -1,10 +1,11 @@
-// The 13 memory areas of one stream: their sizes, and an owner.
+// The 13 memory areas of an engine and its driver: their sizes, and an owner.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "ulmar/process/host_records.h"
 
@@ -54,31 +55,42 @@ AreaSizes areaSizes(const ParamStruct& params, int inChannels, int outChannels);
 /// Partition set `index` starts at this many bytes into Area::irSets.
 std::int64_t setOffset(const ParamStruct& params, int index);
 
-/// Owns 13 areas, each on a 64-byte boundary and zero-filled. Its memory is one
-/// allocation.
+/// Owns the areas of one engine or more, each on a 64-byte boundary and zero-filled, in
+/// one allocation.
 class Areas {
  public:
-  /// Throws Error if the memory is more than the machine gives, naming the amount.
-  explicit Areas(const AreaSizes& sizes);
+  /// sizes: of each engine. Throws Error if the memory is more than the machine gives,
+  /// naming the amount.
+  explicit Areas(const std::vector<AreaSizes>& sizes);
 
-  std::byte* operator[](Area area) const;
-  const AreaSizes& sizes() const { return sizes_; }
+  /// Bytes that areas of these sizes take, with the padding between them.
+  static std::int64_t bytesFor(const std::vector<AreaSizes>& sizes);
+
+  std::byte* at(std::size_t engine, Area area) const {
+    return memory_.get() + offsets_[engine][static_cast<std::size_t>(area)];
+  }
+  std::byte* operator[](Area area) const { return at(0, area); }
+
+  const std::vector<AreaSizes>& sizes() const { return sizes_; }
 
   /// Bytes held, with the padding between areas.
   std::int64_t bytes() const { return bytes_; }
 
-  void zero(Area area);
+  void zero(std::size_t engine, Area area);
 
-  /// The library's table, its entries pointing at the areas.
+  /// The library's table of the first engine's areas.
   ExternStruct table() const;
+  /// Enters the addresses of an engine's areas, other than those of no size, into the
+  /// library's table.
+  void enterInto(ExternStruct& ext, std::size_t engine) const;
 
  private:
   struct Free {
     void operator()(std::byte* memory) const;
   };
 
-  AreaSizes sizes_;
-  std::array<std::int64_t, kNumAreas> offsets_{};
+  std::vector<AreaSizes> sizes_;
+  std::vector<std::array<std::int64_t, kNumAreas>> offsets_;
   std::int64_t bytes_ = 0;
   std::unique_ptr<std::byte, Free> memory_;
 };

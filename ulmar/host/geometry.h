@@ -21,6 +21,8 @@ struct Geometry {
   int chunksPerSegment = 1;  // C
   /// Convolves the upper half of the band with the first max(G C, 32) partitions only.
   bool hfTruncate = false;
+
+  bool operator==(const Geometry&) const = default;
 };
 
 inline constexpr int kMinBlockLen = 4;           // samples, a power of two

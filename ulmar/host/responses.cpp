@@ -1,13 +1,9 @@
 #include "ulmar/host/responses.h"
 
 #include <algorithm>
+#include <utility>
 
-#include "ulmar/base/align.h"
-#include "ulmar/convrt/convrt.h"
-#include "ulmar/host/arithmetic_mode.h"
 #include "ulmar/host/error.h"
-#include "ulmar/host/geometry.h"
-#include "ulmar/spectral/UpdateOstinFFT.h"
 
 namespace ulmar::host {
 namespace {
@@ -21,30 +17,63 @@ std::vector<float> sum(const std::vector<float>& a, const std::vector<float>& b)
 
 }  // namespace
 
-int Responses::length() const {
-  std::size_t longest = 0;
-  for (const auto& response : samples) longest = std::max(longest, response.size());
-  return static_cast<int>(longest);
+int ResponseShape::length() const {
+  return lengths.empty() ? 0 : *std::max_element(lengths.begin(), lengths.end());
 }
 
-const std::vector<float>* Responses::between(int input, int output) const {
-  const auto column = static_cast<std::size_t>(output);
-  if (!perOutput) {
-    const auto row = static_cast<std::size_t>(input);
-    return &samples[row * static_cast<std::size_t>(numOutputs) + column];
-  }
+int ResponseShape::indexBetween(int input, int output) const {
+  if (!perOutput) return input * numOutputs + output;
   const bool connected = output == input || output == input + numInputs || output == 4;
-  return connected ? &samples[column] : nullptr;
+  return connected ? output : -1;
 }
 
-int Responses::numPairs() const {
+int ResponseShape::lengthBetween(int input, int output) const {
+  const int index = indexBetween(input, output);
+  return index < 0 ? 0 : lengths[static_cast<std::size_t>(index)];
+}
+
+int ResponseShape::numPairs() const {
   int count = 0;
   for (int input = 0; input < numInputs; ++input) {
     for (int output = 0; output < numOutputs; ++output) {
-      if (between(input, output) != nullptr) ++count;
+      if (indexBetween(input, output) >= 0) ++count;
     }
   }
   return count;
+}
+
+ResponseShape shapeOf(const ParamStruct& params) {
+  const int numSets = params.perOutputIR != 0 ? params.numOutputs
+                                              : params.numInputs * params.numOutputs;
+  return {params.numInputs, params.numOutputs, params.perOutputIR != 0,
+          std::vector<int>(static_cast<std::size_t>(numSets), params.irLen)};
+}
+
+void checkShape(const ResponseShape& shape) {
+  const int needed =
+      shape.perOutput ? shape.numOutputs : shape.numInputs * shape.numOutputs;
+  if (std::cmp_not_equal(shape.lengths.size(), needed)) {
+    fail("the stream has ", shape.lengths.size(), " impulse responses, and needs ",
+         needed);
+  }
+  const int least = *std::min_element(shape.lengths.begin(), shape.lengths.end());
+  if (least < 0) {
+    fail("an impulse response has ", least, " samples, and the least is 0");
+  }
+}
+
+ResponseShape Responses::shape() const {
+  ResponseShape result{numInputs, numOutputs, perOutput, {}};
+  for (const auto& response : samples) {
+    result.lengths.push_back(static_cast<int>(response.size()));
+  }
+  return result;
+}
+
+const std::vector<float>* Responses::between(int input, int output) const {
+  const int index =
+      ResponseShape{numInputs, numOutputs, perOutput, {}}.indexBetween(input, output);
+  return index < 0 ? nullptr : &samples[static_cast<std::size_t>(index)];
 }
 
 Responses arrangeResponses(const Planar& channels, int materialChannels) {
@@ -67,27 +96,6 @@ Responses arrangeResponses(const Planar& channels, int materialChannels) {
     default:
       fail("the impulse response has ", channels.size(),
            " channels, and 1, 2 or 4 are supported");
-  }
-}
-
-void buildPartitionSets(const ParamStruct& params, const Responses& responses,
-                        const Areas& areas) {
-  const DefaultArithmetic arithmetic;
-  const HostLong fftSize = 2 * params.blockLen;
-  dUpdateFFTTables(asRecords<HostLong>(areas[Area::fftBitRev]),
-                   asRecords<dcmplx>(areas[Area::fftTwiddles]), fftSize);
-
-  ConvRTState state = engineState(params);
-  FFT fft(static_cast<int>(fftSize), asRecords<char>(areas[Area::fftTwiddles]),
-          asRecords<char>(areas[Area::fftBitRev]),
-          asRecords<char>(areas[Area::fftWork]));
-  auto* const scratch = asRecords<cmplxFFT>(areas[Area::fwdSpectrum]);
-  for (std::size_t index = 0; index < responses.samples.size(); ++index) {
-    const auto& samples = responses.samples[index];
-    std::byte* const set =
-        areas[Area::irSets] + setOffset(params, static_cast<int>(index));
-    ConvRTimpResp(state, fft, scratch, samples.data(), asRecords<VecComplex>(set),
-                  static_cast<int>(samples.size()));
   }
 }
 

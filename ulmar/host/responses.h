@@ -1,29 +1,53 @@
 // Impulse responses on their way into the engine: which response serves which pair of
-// input and output, and the partition sets.
+// input and output.
 #pragma once
 
-#include "ulmar/host/areas.h"
+#include <vector>
+
 #include "ulmar/host/planar.h"
+#include "ulmar/process/host_records.h"
 
 namespace ulmar::host {
 
-/// The responses of a stream's engine. Lengths may differ; the longest counts.
-struct Responses {
+/// Which pairs of engine input and output have a response, and of what length.
+struct ResponseShape {
   int numInputs = 1;
   int numOutputs = 1;
   /// One response per output, used by input i on outputs i, i + numInputs and 4,
   /// instead of one per pair: what would cross over costs nothing.
   bool perOutput = false;
-  /// [numOutputs], or [numInputs * numOutputs] with pair (i, j) at i * numOutputs + j.
-  Planar samples;
+  /// Samples: [numOutputs], or [numInputs * numOutputs] with pair (i, j) at i *
+  /// numOutputs + j. May be empty where there is no response.
+  std::vector<int> lengths;
 
-  /// Samples of the longest response.
+  /// Samples of the longest.
   int length() const;
+  /// The index of a pair's response, or -1 where the pair is silent.
+  int indexBetween(int input, int output) const;
+  /// Samples of a pair's response, 0 where the pair is silent.
+  int lengthBetween(int input, int output) const;
+  /// Pairs that are not silent, each of which costs row products.
+  int numPairs() const;
+};
 
+/// Responses that all fill the geometry in `params`.
+ResponseShape shapeOf(const ParamStruct& params);
+
+/// Throws Error unless there are as many lengths as responses, none below 0.
+void checkShape(const ResponseShape& shape);
+
+/// The responses of a stream's engine. Lengths may differ; the longest counts.
+struct Responses {
+  int numInputs = 1;
+  int numOutputs = 1;
+  bool perOutput = false;  // as in ResponseShape
+  Planar samples;          // in the order of ResponseShape::lengths
+
+  ResponseShape shape() const;
+  int length() const { return shape().length(); }
   /// The response between an input and an output, or null where the pair is silent.
   const std::vector<float>* between(int input, int output) const;
-  /// Pairs of input and output that are not silent, each of which costs row products.
-  int numPairs() const;
+  int numPairs() const { return shape().numPairs(); }
 };
 
 /// Arranges a response file's channels for mono or stereo material:
@@ -34,10 +58,5 @@ struct Responses {
 /// The number of outputs is that of the responses: two for a stereo response. Throws
 /// Error for any other count of either.
 Responses arrangeResponses(const Planar& channels, int materialChannels);
-
-/// Fills the FFT tables and every partition set. areas: of a stream with these params,
-/// which agree with the responses in their counts; uses the work areas as scratch.
-void buildPartitionSets(const ParamStruct& params, const Responses& responses,
-                        const Areas& areas);
 
 }  // namespace ulmar::host

@@ -4,39 +4,18 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "ulmar/host/areas.h"
-#include "ulmar/host/geometry.h"
+#include "ulmar/host/partition_sets.h"
+#include "ulmar/host/plan.h"
 #include "ulmar/host/responses.h"
+#include "ulmar/host/tail.h"
 
 namespace ulmar::host {
-
-/// What a host says of a stream beside its responses. Gains are linear.
-struct StreamOptions {
-  int blockLen = 512;  // samples, a power of two; also the latency of the wet signal
-  bool hfTruncate = false;
-  float wetGain = 1.0F;
-  float dryGain = 0.0F;
-  float crossfeed = 0.0F;  // off at or below 0
-  int dryDelay = 0;        // samples
-
-  // Of five outputs.
-  bool foldToStereo = false;       // five inputs onto engine inputs 0 and 1
-  bool passThrough = false;        // the responses are speaker feeds, not B-format
-  cApXOverCfs<float> crossover{};  // see designCrossover
-  int rearDelay = 0;               // samples, of the wet signal of both surrounds
-};
-
-/// The library's parameters for a stream, with a chosen geometry and rings just long
-/// enough. An empty response makes a dry stream (irLen 0). Throws Error if something is
-/// out of range.
-ParamStruct streamParams(const Responses& responses, const StreamOptions& options);
-
-/// Throws Error unless the library supports the pair of channel counts and every
-/// parameter is within the library's limits.
-void checkParams(const ParamStruct& params, int inChannels, int outChannels);
 
 /// Owns everything of one stream. Samples must be finite: one that is not stays in the
 /// engine for the response's length, and in the decoder of five outputs until reset().
@@ -48,9 +27,12 @@ void checkParams(const ParamStruct& params, int inChannels, int outChannels);
 /// stream sets its own for the call and restores the thread's.
 class Stream {
  public:
-  /// responses: of the inputs, outputs and arrangement that params says; may be empty
-  /// with irLen at or below 0. Throws Error if something is out of range or the memory
-  /// is not to be had.
+  /// sets: of the same plan, or of one that shares its sets. Throws Error otherwise, or
+  /// if the memory is not to be had.
+  Stream(const StreamPlan& plan, std::shared_ptr<const PartitionSets> sets);
+  /// With partition sets of its own. Throws Error as buildPartitionSets() does.
+  Stream(const StreamPlan& plan, const Responses& responses);
+  /// One engine with these parameters. responses may be empty with irLen at or below 0.
   Stream(int inChannels, int outChannels, const ParamStruct& params,
          const Responses& responses);
 
@@ -66,14 +48,15 @@ class Stream {
   /// Any layout: one record per channel, with data and step. The records are not
   /// changed. Throws Error unless there are as many as the stream has channels, and
   /// below 0 frames.
-  void process(std::span<OstinSoundBuf> in, std::span<OstinSoundBuf> out, int frames);
+  void process(std::span<const OstinSoundBuf> in, std::span<const OstinSoundBuf> out,
+               int frames);
 
   /// Back to the stream's start: silence, counters and peaks at zero.
   void reset();
 
   /// All that the stream carries from call to call, in a form that another stream with
-  /// the same channels, geometry and ring length resumes from bit by bit, in either
-  /// build.
+  /// the same channels, geometries and ring length resumes from bit by bit, in either
+  /// build. Taken at any frame.
   std::vector<std::byte> snapshot() const;
   /// Throws Error, and changes nothing, if the bytes are not such a snapshot.
   void restore(std::span<const std::byte> bytes);
@@ -103,17 +86,25 @@ class Stream {
 
   const ParamStruct& params() const { return params_; }
   const StateStruct& state() const { return state_; }
+  const StreamPlan& plan() const { return plan_; }
+  /// The head's areas at 0, the tail's at 1; tables and sets are those of sets().
   const Areas& areas() const { return areas_; }
+  const std::shared_ptr<const PartitionSets>& sets() const { return sets_; }
+  /// What the library works with: the head's areas, tables and sets.
+  const ExternStruct& table() const { return ext_; }
 
  private:
+  void processToBoundaries(OstinSoundBuf* in, OstinSoundBuf* out, int frames) noexcept;
   std::int64_t snapshotBytes() const;
 
-  int inChannels_;
-  int outChannels_;
+  StreamPlan plan_;
   ParamStruct params_;
   StateStruct state_{};
+  TailState tailState_{};
+  std::shared_ptr<const PartitionSets> sets_;
   Areas areas_;
-  ExternStruct ext_;
+  ExternStruct ext_{};
+  std::optional<Tail> tail_;
 };
 
 }  // namespace ulmar::host
