@@ -30,7 +30,7 @@ Tail::Tail(const TailPlan& plan, const ExternStruct& table)
     : plan_(&plan),
       engineState_(host::engineState(plan.params)),
       sets_(asRecords<VecComplex>(table.irSets.address)),
-      setPitch_(setOffset(plan.params, 1) /
+      setPitch_(static_cast<std::ptrdiff_t>(setOffset(plan.params, 1)) /
                 static_cast<std::ptrdiff_t>(sizeof(VecComplex))),
       inBlocks_(asRecords<double>(table.inBlocks.address)),
       outBlocks_(asRecords<double>(table.outBlocks.address)) {
