@@ -10,17 +10,19 @@ namespace ulmar::host {
 /// Convention, 2008).
 inline constexpr double kDefaultCrossover = 400.0;
 
-/// A third-order Butterworth low-pass and its complement, with -3 dB at `frequency`, by
-/// the bilinear transform of (1 - s) / (1 + s) and (1 - s + s^2) / (1 + s + s^2). Both
-/// in Hz. Throws Error nearer than a 1000th of the sample rate to 0 or to half the
-/// rate. Nearer still, the bands would no longer add up to a level response within 0.01
-/// dB nor the rounding errors of their single-precision recursion stay below -80 dB.
+/// A third-order Butterworth low-pass and its complement, which meet at -3 dB at
+/// `frequency`: the bilinear transforms of (1 - s) / (1 + s) and (1 - s + s^2) /
+/// (1 + s + s^2). Both arguments in Hz. Throws Error unless `frequency` keeps a distance
+/// of a 1000th of the sample rate from 0 and from half the sample rate: closer to
+/// either, rounding in the filters' single-precision recursion rises above -80 dB and
+/// the sum of the bands departs from a level response by more than 0.01 dB.
 cApXOverCfs<float> designCrossover(double frequency, double sampleRate);
 
 /// Throws Error unless the filters are stable.
 void checkCrossover(const cApXOverCfs<float>& cfs);
 
-/// Frames until the filters, which are stable, have died away by 144 dB.
+/// Frames in which the response of the filters, which must be stable, decays by 144 dB,
+/// the range of single precision.
 int crossoverTail(const cApXOverCfs<float>& cfs);
 
 }  // namespace ulmar::host
