@@ -1,11 +1,9 @@
-// What the engine is made of: the derived geometry, the partition sets, the row
-// kernels.
+// The counts that the engine derives from its geometry.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <array>
 
 #include "tests/convrt/engine.h"
-#include "tests/support/random.h"
 
 namespace ulmar::test {
 namespace {
@@ -55,55 +53,6 @@ TEST(ConvRTState, DerivesTheGeometry) {
               (std::array{0, 0, 0, 0}));
     EXPECT_EQ(s.histMem, nullptr);
     EXPECT_EQ(s.fftWork, nullptr);
-  }
-}
-
-// Responses shorter and longer than the geometry's, with and without truncation; the
-// samples end at an inaccessible page.
-TEST(ConvRTimpResp, CutsTheResponseIntoItsColumns) {
-  Random random(31);
-  const Shape shapes[] = {{16, 16 * 5 - 3, 2, 2},
-                          {16, 16 * 5, 1, 4},
-                          {64, 64 * 35 + 1, 4, 2, true},
-                          {64, 64 * 20, 4, 2, true}};
-  for (const Shape& shape : shapes) {
-    const int n = shape.blockLen;
-    for (const int length :
-         {shape.irLen, shape.irLen - 2 * n + 1, shape.irLen + 3 * n, n, 1, 0, -5}) {
-      SCOPED_TRACE(testing::Message() << shape << ", " << length << " samples");
-      ConvRTState s = shape.state();
-      const TransformAreas areas(2 * n);
-      FFT fft = areas.transform();
-      const auto samples = random.signal(std::max(length, 0));
-      std::vector<cmplxFFT> bins(static_cast<std::size_t>(n));
-      Guarded set(static_cast<std::size_t>(s.numRows * s.rowPitch) *
-                  sizeof(VecComplex));
-      const ConvRTimpResp built(s, fft, bins.data(), ReadOnly(samples).data(),
-                                set.as<VecComplex>(), length);
-      EXPECT_EQ(built.irLen, length);
-
-      for (int v = 0; v < s.ringLen; ++v) {
-        const int start = std::min(v * n, std::max(length, 0));
-        const int count = std::min(n, std::max(length, 0) - start);
-        fft.rcfftZX(samples.data() + start, bins.data(), count);
-        const bool cutNyquist = shape.hfTruncate && s.numIRBlocks > 32 && v >= 32;
-        if (cutNyquist) bins[0].im = 0.0;
-        for (int k = 0; k < n; ++k) {
-          const int group = k / 4;
-          const int row = group % s.numChunks * s.rowsPerChunk + group / s.numChunks;
-          const VecComplex& element =
-              set.as<VecComplex>()[row * s.rowPitch + s.ringLen - 1 - v];
-          ASSERT_EQ(element.re[k % 4], static_cast<float>(at(bins, k).re));
-          ASSERT_EQ(element.im[k % 4], static_cast<float>(at(bins, k).im));
-        }
-      }
-      const VecComplex untouched = Guarded(sizeof(VecComplex)).as<VecComplex>()[0];
-      for (int row = 0; row < s.numRows; ++row) {
-        ASSERT_EQ(std::memcmp(set.as<VecComplex>() + row * s.rowPitch + s.ringLen,
-                              &untouched, sizeof untouched),
-                  0);
-      }
-    }
   }
 }
 

@@ -31,7 +31,7 @@ TEST_P(Calls, SlicingAndLayoutChangeNoBit) {
   std::fill(std::begin(params.wetGain), std::end(params.wetGain), 0.05F);
   const host::Responses responses = randomResponses(c, random);
   const Planar input = randomPlanar(random, c.in, kFrames);
-  host::Stream whole = streamOf(c, params, responses);
+  host::Stream whole(c.in, c.out, params, responses);
   const Planar expected = run(whole, input, c.out, {kFrames});
 
   const struct {
@@ -47,7 +47,7 @@ TEST_P(Calls, SlicingAndLayoutChangeNoBit) {
     if (inPlace && c.in != c.out) continue;
     SCOPED_TRACE(testing::Message() << "layout " << static_cast<int>(layout)
                                     << (inPlace ? " in place" : "") << ", seed 51");
-    host::Stream stream = streamOf(c, params, responses);
+    host::Stream stream(c.in, c.out, params, responses);
     EXPECT_EQ(run(stream, input, c.out, callSizes, layout, inPlace), expected);
     EXPECT_TRUE(sameBits(stream.state(), whole.state()));
   }
@@ -59,9 +59,9 @@ TEST_P(Calls, SlicingAndLayoutChangeNoBit) {
     head.emplace_back(channel.begin(), channel.begin() + kHead);
     tail.emplace_back(channel.begin() + kHead, channel.end());
   }
-  host::Stream first = streamOf(c, params, responses);
+  host::Stream first(c.in, c.out, params, responses);
   run(first, head, c.out, {50});
-  host::Stream second = streamOf(c, params, responses);
+  host::Stream second(c.in, c.out, params, responses);
   run(second, tail, c.out, {50});
   second.restore(first.snapshot());
   const Planar rest = run(second, tail, c.out, {500});
@@ -100,7 +100,7 @@ TEST(Overlap, IsResolvedFrameByFrame) {
       channels[k] = {apart + random.below(5) + (step > 0 ? 0 : -step * kFrames), step};
     }
     for (auto& buffer : buffers) {
-      host::Stream stream = streamOf(c, params, responses);
+      host::Stream stream(c.in, c.out, params, responses);
       std::vector<OstinSoundBuf> bufs;
       for (const auto& [first, step] : channels) {
         bufs.push_back({buffer.data() + first, step, kFormatFloat, {}});
