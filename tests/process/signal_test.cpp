@@ -133,7 +133,7 @@ TEST_P(Driver, ConvolvesDecodesMixesMetersAndClamps) {
   const Configuration& c = GetParam();
   constexpr int kFrames = 30 * kBlockLen;
   constexpr int kDryDelay = 37;
-  constexpr int kRearDelay = 101;
+  constexpr int kRearDelay = 120;
   constexpr float kGains[] = {0.2F, -0.25F, 0.15F, 0.3F, -0.1F};
   Random random(43);
   ParamStruct params = wetParamsOf(c, 64);
