@@ -253,6 +253,48 @@ TEST(Output, RoundsTheMixOnce) {
   EXPECT_EQ(run(stream, {{0x1p-40F}}, 1, {1})[0][0], 0.5F + 0x1p-24F);
 }
 
+// To the bit: what lags is rounded to single precision at any delay, also at none.
+TEST(Output, DelaysTheSurrounds) {
+  const Configuration c{"", 5, 5, 3, 5, 0, 0, 0, true, {}, {}};
+  ParamStruct params = wetParamsOf(c, 16);
+  std::fill(std::begin(params.wetGain), std::end(params.wetGain), 0.03F);
+  Random random(44);
+  const host::Responses responses = randomResponses(c, random);
+  const Planar input = randomPlanar(random, 5, 300);
+  host::Stream prompt(5, 5, params, responses);
+  const Planar expected = run(prompt, input, 5, {300});
+  params.rearDelay = 31;
+  host::Stream delayed(5, 5, params, responses);
+  const Planar output = run(delayed, input, 5, {300});
+  for (std::size_t j = 0; j < 5; ++j) {
+    const std::ptrdiff_t lag = j >= 3 ? 31 : 0;
+    EXPECT_TRUE(std::equal(expected[j].begin(), expected[j].end() - lag,
+                           output[j].begin() + lag))
+        << "output " << j;
+  }
+}
+
+// The engine truncates if the parameter says so: of noise, an echo after 34 blocks
+// keeps the lower half of the band.
+TEST(Engine, LeavesOutTheUpperBandOfLateEchoes) {
+  constexpr int kDelay = 34 * kBlockLen + 3;
+  Random random(45);
+  const Planar input = {random.signal(4000)};
+  std::vector<float> echo(kDelay + 1);
+  echo.back() = 0.5F;
+  const auto energy = [&](bool truncated) {
+    ParamStruct params = paramsOf(configurations()[0], kBlockLen, 1);
+    host::setGeometry(params, {kBlockLen, kDelay + 1, 2, 2, truncated});
+    params.wetGain[0] = 1.0F;
+    host::Stream stream(1, 1, params, {1, 1, false, {echo}});
+    const Planar output = run(stream, input, 1, {4000});
+    double sum = 0.0;
+    for (const float v : output[0]) sum += double{v} * double{v};
+    return sum;
+  };
+  EXPECT_NEAR(energy(true) / energy(false), 0.5, 0.05);
+}
+
 // A block gets the offset once for every input channel whose table entry it is, and
 // gets it before the engine takes it.
 TEST(Boundary, OffsetsTheFirstSample) {
