@@ -137,13 +137,24 @@ TEST(Snapshot, RefusesWhatIsNotItsOwnAndChangesNothing) {
   changed[3] ^= std::byte{1};
   expectRefused(changed, {"snapshot is of a stream with other channels"});
 
-  // Streams whose snapshots have the same number of bytes.
-  const Configuration mono = configuration("mono");
-  ParamStruct params = paramsOf(mono, 32, 64);
-  host::Stream twoOutputs(1, 2, params, {});
-  const auto ofOneOutput = host::Stream(1, 1, params, {}).snapshot();
-  EXPECT_EQ(twoOutputs.snapshot().size(), ofOneOutput.size());
-  expectSentence(refusalOf([&] { twoOutputs.restore(ofOneOutput); }), {"1 > 1"});
+  // Streams whose snapshots have the same number of bytes: of other channels, folded or
+  // not, and of a response that ends elsewhere in the same block.
+  const Scene stereo("stereo, folded");
+  ParamStruct plain = stereo.params;
+  plain.foldToStereo = 0;
+  ParamStruct longer = stereo.params;
+  ++longer.irLen;
+  ParamStruct mono = paramsOf(configuration("mono"), 32, 64);
+  std::pair<host::Stream, host::Stream> alike[] = {
+      {host::Stream(1, 1, mono, {}), host::Stream(1, 2, mono, {})},
+      {stereo.stream(), stereo.stream(plain)},
+      {stereo.stream(), stereo.stream(longer)}};
+  for (auto& [from, to] : alike) {
+    const auto bytes = from.snapshot();
+    ASSERT_EQ(bytes.size(), to.snapshot().size());
+    expectSentence(refusalOf([&, &other = to] { other.restore(bytes); }),
+                   {"snapshot is of a stream with other channels"});
+  }
 
   const auto* const state = reinterpret_cast<const std::byte*>(&stream.state());
   const auto found =
