@@ -16,7 +16,7 @@ say "Checking with clang-tidy"
 patterns=("$@")
 [ $# -gt 0 ] || patterns=("$PWD/(ulmar|apps)/.*\\.cpp\$")
 run-clang-tidy -quiet -p "build/$preset" -j "$(nproc)" "${patterns[@]}" >build/tidy.log 2>&1 || {
-  grep -E '(error|warning):' build/tidy.log | sort -u >&2
+  grep -E '(error|warning):' build/tidy.log | sort -u >&2 || tail -n 20 build/tidy.log >&2
   fail "clang-tidy found the above; build/tidy.log shows the lines."
 }
 say "clang-tidy has nothing to say"
