@@ -12,10 +12,9 @@
 #include <limits>
 
 #include "tests/process/configurations.h"
+#include "tests/support/bare_host.h"
 #include "tests/support/scratch_dir.h"
-#include "ulmar/base/align.h"
 #include "ulmar/host/crossover_design.h"
-#include "ulmar/process/Ulmar_Process.h"
 
 namespace ulmar::test {
 namespace {
@@ -260,7 +259,7 @@ TEST(Stream, TakesSixChannelsAsFiveAndOne) {
     };
     host::Stream five = scene.stream();
     host::Stream stream = six(scene.params);
-    EXPECT_EQ(stream.areas().sizes().bytes, five.areas().sizes().bytes);
+    EXPECT_EQ(stream.areas().bytes(), five.areas().bytes());
     Planar expected = scene.play(five, 0, 1200);
     Planar input = scene.input;
     input.push_back(scene.random.signal(1200));
@@ -415,21 +414,17 @@ TEST(Stream, GivesTheSameBitsInEveryArithmeticMode) {
       EXPECT_TRUE(carried == usual.snapshot());
 
       // The library itself computes in the mode that it finds.
-      host::Stream bare = scene.stream();
-      StateStruct state{};
-      ParamStruct params = scene.params;
-      ExternStruct ext = bare.areas().table();
+      BareHost bare(scene.params, scene.c.in, scene.c.out);
+      bare.buildSets(scene.responses);
       Planar in = scene.input;
       Planar out(static_cast<std::size_t>(scene.c.out), std::vector<float>(1200));
       std::vector<OstinSoundBuf> from;
       std::vector<OstinSoundBuf> to;
       for (auto& signal : in) from.push_back({signal.data(), 1, kFormatFloat, {}});
       for (auto& signal : out) to.push_back({signal.data(), 1, kFormatFloat, {}});
-      HostLong done = 0;
       {
         const ArithmeticMode mode(bits);
-        UlmarProc(from.data(), scene.c.in, 1200, to.data(), scene.c.out, &done,
-                  asRecords<char>(&params), asRecords<char>(&state), &ext);
+        bare.call(from.data(), to.data(), 1200);
       }
       EXPECT_FALSE(out == expected);
     }

@@ -78,7 +78,7 @@ class GuardedStream {
       outputs_.push_back(std::make_unique<Guarded>(kFrames * sizeof(float)));
       expected_.emplace_back(static_cast<std::size_t>(kFrames));
     }
-    BareHost host(params, channels_, channels_);
+    BareHost host(params, kind.in, kind.out);
     host.buildSets(responses);
     placeAreas(host.areas, placement);
     runReference(reference);
