@@ -113,8 +113,7 @@ TEST(Snapshot, ResumesFromAnywhere) {
   }
 }
 
-// Whatever decides on the layout, a byte too few or too many, and positions on either
-// side of their ranges.
+// Whatever decides on the layout, and a byte too few or too many.
 TEST(Snapshot, RefusesWhatIsNotItsOwnAndChangesNothing) {
   Scene scene("five, folded");
   host::Stream stream = scene.stream();
@@ -154,35 +153,71 @@ TEST(Snapshot, RefusesWhatIsNotItsOwnAndChangesNothing) {
     expectSentence(refusalOf([&, &other = to] { other.restore(bytes); }),
                    {"snapshot is of a stream with other channels"});
   }
+}
 
+/// A position in a snapshot, by its offset from the stream's record of state.
+struct Position {
+  const char* name;
+  std::size_t offset;
+  int limit;
+};
+
+void expectLimits(host::Stream& stream, const std::vector<Position>& positions) {
+  const std::vector<std::byte> own = stream.snapshot();
   const auto* const state = reinterpret_cast<const std::byte*>(&stream.state());
   const auto found =
       std::search(own.begin(), own.end(), state, state + sizeof(StateStruct));
   ASSERT_NE(found, own.end());
-  const struct {
-    const char* name;
-    std::size_t offset;
-    int limit;
-  } positions[] = {{"block position", offsetof(StateStruct, blockPos), kBlockLen},
-                   {"dry position", offsetof(StateStruct, dryPos), kDryRingLen},
-                   {"rear position", offsetof(StateStruct, rearPos), 2 * kDryRingLen},
-                   {"ring position", offsetof(StateStruct, ringPos), kRingLen},
-                   {"segment phase", offsetof(StateStruct, segPhase), 4},
-                   {"chunk phase", offsetof(StateStruct, chunkPhase), 2},
-                   {"overlap selector", offsetof(StateStruct, overlapSel), 2}};
   for (const auto& [name, offset, limit] : positions) {
-    const auto with = [&, at = found - own.begin() +
-                               static_cast<std::ptrdiff_t>(offset)](int value) {
+    const std::ptrdiff_t at = found - own.begin() + static_cast<std::ptrdiff_t>(offset);
+    const auto with = [&](int value) {
       std::vector<std::byte> bytes = own;
       std::memcpy(bytes.data() + at, &value, sizeof value);
       return bytes;
     };
-    expectRefused(with(-1), {name, " -1,"});
-    expectRefused(with(limit), {name, std::to_string(limit) + ","});
+    for (const int value : {-1, limit}) {
+      expectSentence(refusalOf([&] { stream.restore(with(value)); }),
+                     {name, std::to_string(value) + ",", std::to_string(limit - 1)});
+      EXPECT_EQ(stream.snapshot(), own);
+    }
     stream.restore(with(limit - 1));
     stream.restore(with(0));
     stream.restore(own);
   }
+}
+
+// Positions index the areas unchecked, so that one out of range would leave them.
+TEST(Snapshot, RefusesPositionsOutOfRange) {
+  const Scene scene("five, folded");
+  host::Stream stream = scene.stream();
+  scene.play(stream, 0, 777);
+  expectLimits(stream, {{"block position", offsetof(StateStruct, blockPos), kBlockLen},
+                        {"dry position", offsetof(StateStruct, dryPos), kDryRingLen},
+                        {"rear position", offsetof(StateStruct, rearPos), 128},
+                        {"ring position", offsetof(StateStruct, ringPos), kRingLen},
+                        {"segment phase", offsetof(StateStruct, segPhase), 4},
+                        {"chunk phase", offsetof(StateStruct, chunkPhase), 2},
+                        {"overlap selector", offsetof(StateStruct, overlapSel), 2}});
+
+  host::StreamOptions options;
+  options.blockLen = 16;
+  options.tail = 64;
+  const host::Responses longer{1, 1, false, {std::vector<float>(1000, 0.1F)}};
+  host::Stream divided(host::StreamPlan(1, 1, longer.shape(), options), longer);
+  run(divided, {scene.input[0]}, 1, {100});
+  const host::Geometry tail = divided.plan().tail()->geometry;
+  const int columns = (tail.irLen + 63) / 64 + tail.numSegments - 1;
+  const auto offset = [](std::size_t field) { return sizeof(StateStruct) + field; };
+  using host::TailState;
+  expectLimits(
+      divided,
+      {{"tail position", offset(offsetof(TailState, boundary)), 2 * 64 / 16},
+       {"tail flag", offset(offsetof(TailState, running)), 2},
+       {"ring position", offset(offsetof(TailState, ringPos)),
+        columns - columns % tail.numSegments},
+       {"segment phase", offset(offsetof(TailState, segPhase)), tail.numSegments},
+       {"chunk phase", offset(offsetof(TailState, chunkPhase)), tail.chunksPerSegment},
+       {"overlap selector", offset(offsetof(TailState, overlapSel)), 2}});
 }
 
 TEST(Stream, ResetsToItsStart) {
