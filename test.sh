@@ -9,7 +9,7 @@ cd "$(dirname "$0")"
 presets=("$@")
 [ $# -gt 0 ] || presets=(i386 x86_64)
 mkdir -p build
-installFor "${presets[@]}"
+installFor format "${presets[@]}"
 for preset in "${presets[@]}"; do
   build "$preset"
   say "Testing build/$preset"

@@ -39,10 +39,10 @@ function(ulmar_add_room target)
   target_link_libraries(${target} PRIVATE ulmar_arithmetic ulmar_warnings)
 endfunction()
 
-# The address and undefined-behaviour sanitizers, in everything that is built.
-option(ULMAR_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
+# Sanitizers, in everything that is built.
+set(ULMAR_SANITIZE "" CACHE STRING "Sanitizers to build with, as address,undefined or thread")
 if(ULMAR_SANITIZE)
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+  add_compile_options(-fsanitize=${ULMAR_SANITIZE} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=address,undefined)
+  add_link_options(-fsanitize=${ULMAR_SANITIZE})
 endif()

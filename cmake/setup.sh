@@ -18,8 +18,13 @@ asRoot() {
 }
 
 # packagesFor PRESET: the packages that building and testing the preset takes. Cairo in 32
-# bits is not among them, see tryCairo32.
+# bits is not among them, see tryCairo32. `format` and `tidy` stand for the tools that check
+# the sources.
 packagesFor() {
+  case $1 in
+    format) echo clang-format && return ;;
+    tidy) echo clang-tidy && return ;;
+  esac
   echo cmake g++ ninja-build pkg-config libcairo2-dev libcli11-dev nlohmann-json3-dev
   case $1 in
     i386*) echo g++-multilib libgtest-dev:i386 libsndfile1-dev:i386 libsoxr-dev:i386 ;;
@@ -101,15 +106,20 @@ refreshPackageLists() {
     echo "Not every package list could be refreshed; going on with those at hand."
 }
 
+# configure PRESET
+configure() {
+  say "Configuring build/$1"
+  cmake --preset "$1" >build/configure.log 2>&1 || {
+    cat build/configure.log >&2
+    fail "the build $1 could not be configured; CMake's reason stands above."
+  }
+}
+
 # build PRESET [TARGET...]: configures and builds, all targets where none is named.
 build() {
   local preset=$1
   shift
-  say "Configuring build/$preset"
-  cmake --preset "$preset" >build/configure.log 2>&1 || {
-    cat build/configure.log >&2
-    fail "the build $preset could not be configured; CMake's reason stands above."
-  }
+  configure "$preset"
   say "Building build/$preset"
   cmake --build --preset "$preset" ${1:+--target "$@"} ||
     fail "the build $preset failed; the first error stands above."

@@ -57,7 +57,7 @@ std::string audioText(int channels, int sampleRate, std::int64_t frames) {
 std::string shellPath(const std::string& path) {
   constexpr const char* kPlain =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-+./,:@%";
-  const std::string file = path.starts_with('-') ? "./" + path : path;
+  std::string file = path.starts_with('-') ? "./" + path : path;
   if (file.find_first_not_of(kPlain) == std::string::npos) return file;
   std::string quoted = "'";
   for (const char letter : file) {

@@ -80,12 +80,12 @@ class Engine {
     return at(sets, input * state.numOutputs + output);
   }
 
-  /// Gives the pair a set cut from `response`.
+  /// Gives the pair a set cut from `response`, which ends at an inaccessible page.
   void setResponse(int input, int output, const std::vector<float>& response) {
     auto& parts = set(input, output);
     parts.assign(static_cast<std::size_t>(state.numRows * state.rowPitch), {});
     FFT fft = areas_.transform();
-    ConvRTimpResp(state, fft, fwd_.data(), response.data(), parts.data(),
+    ConvRTimpResp(state, fft, fwd_.data(), ReadOnly(response).data(), parts.data(),
                   static_cast<int>(response.size()));
   }
 

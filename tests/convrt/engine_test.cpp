@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/convolution.h"
+#include "tests/support/dft.h"
 #include "tests/support/random.h"
 
 namespace ulmar::test {
@@ -95,6 +96,47 @@ TEST(Engine, AddsUpThePairsOfEachOutput) {
       ASSERT_NEAR(at(at(outputs, j), n), expected, bound)
           << "output " << j << ", " << n;
     }
+  }
+}
+
+// Beyond the first 32 partitions only the lower half of the band is convolved: each of
+// them acts as its own spectrum without bins N / 2 to N, in a circle of 2 N samples.
+TEST(Engine, ConvolvesLatePartitionsInTheLowerHalfOfTheBand) {
+  constexpr int kBlockLen = 32;
+  constexpr int kKept = 32;
+  constexpr int kBlocks = 60;
+  const Shape shape{kBlockLen, 37 * kBlockLen - 3, 2, 2, true};
+  Random random(24);
+  std::vector<float> response = random.signal(shape.irLen);
+  const auto signal = random.signal(kBlocks * kBlockLen);
+  Engine engine(shape);
+  engine.setResponse(0, 0, response);
+  const auto output = engine.run({signal}, kBlocks)[0];
+  const double bound =
+      errorBound(37, std::sqrt(kBlockLen), partitionNorms(response, kBlockLen));
+
+  std::vector<double> expected(static_cast<std::size_t>((kBlocks + 39) * kBlockLen));
+  for (int start = kKept * kBlockLen; start < shape.irLen; start += kBlockLen) {
+    Spectrum bins(2 * kBlockLen);
+    const int end = std::min(start + kBlockLen, shape.irLen);
+    for (int n = start; n < end; ++n) at(bins, n - start) = at(response, n);
+    bins = directDft(bins);
+    std::fill(bins.begin() + kBlockLen / 2, bins.end() - kBlockLen / 2 + 1, Complex{});
+    const Spectrum taps = directDft(bins, 1);
+    for (int t = 0; t < kBlocks * kBlockLen; ++t) {
+      const int inBlock = t % kBlockLen;
+      for (int n = 0; n < 2 * kBlockLen; ++n) {
+        const auto tap = static_cast<double>(
+            at(taps, (n - inBlock + 2 * kBlockLen) % (2 * kBlockLen)).real());
+        at(expected, t - inBlock + start + n) +=
+            double{at(signal, t)} * tap / (2 * kBlockLen);
+      }
+    }
+  }
+  response.resize(kKept * kBlockLen);
+  for (int t = 0; t < kBlocks * kBlockLen; ++t) {
+    ASSERT_NEAR(at(output, t), at(expected, t) + convolved(signal, response, t), bound)
+        << "sample " << t;
   }
 }
 

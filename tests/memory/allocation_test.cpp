@@ -19,8 +19,9 @@ namespace ulmar::test {
 namespace {
 
 TEST(Memory, AllocatesNothing) {
-  for (const bool five : {false, true}) {
-    const GuardedStream stream(five);
+  for (const Kind& kind : kKinds) {
+    SCOPED_TRACE(kind.name);
+    const GuardedStream stream(kind);
     const int before = numAllocations;
     stream.process();
     EXPECT_EQ(numAllocations, before);

@@ -20,21 +20,44 @@ struct Placement {
   std::size_t offset;
 };
 
+/// Together they meet every path through the library.
+struct Kind {
+  const char* name;
+  int in, out;
+  int numInputs, numOutputs;
+  bool perOutput, passThrough, fold, hfTruncate;
+};
+inline constexpr Kind kKinds[] = {
+    {"stereo", 2, 2, 2, 2, false, false, false, false},
+    {"stereo, truncated", 2, 2, 2, 2, false, false, false, true},
+    {"stereo, decoded in mid/side", 2, 5, 3, 5, true, false, false, true},
+    {"five, passed through", 5, 5, 3, 5, true, true, false, false},
+    {"five, folded and decoded", 5, 5, 2, 3, false, false, true, false},
+    {"six, folded, decoded and truncated", 6, 6, 2, 3, false, false, true, true},
+};
+
 class GuardedStream {
  public:
-  static constexpr int kFrames = 40 * 32 + 5;
+  static constexpr int kBlockLen = 64;
+  static constexpr int kFrames = 40 * kBlockLen + 5;
 
   /// Every area's size is a multiple of 32, hence every bound exact.
-  explicit GuardedStream(bool five, Placement placement = {Flush::atEnd, 0})
-      : channels_(five ? 5 : 2),
+  explicit GuardedStream(const Kind& kind, Placement placement = {Flush::atEnd, 0})
+      : kind_(kind),
         params_(sizeof(ParamStruct)),
         state_(sizeof(StateStruct)),
         ext_(sizeof(ExternStruct)) {
     ParamStruct params{};
-    host::setGeometry(params, {32, 32 * 11 + 7, 4, 2, false});
-    params.numInputs = five ? 3 : 2;
-    params.numOutputs = channels_;
-    params.perOutputIR = params.passThrough = five ? 1 : 0;
+    const int numBlocks = kind.hfTruncate ? 34 : 11;
+    host::setGeometry(params,
+                      {kBlockLen, kBlockLen * numBlocks + 7, 4, 2, kind.hfTruncate});
+    params.numInputs = kind.numInputs;
+    params.numOutputs = kind.numOutputs;
+    params.perOutputIR = kind.perOutput ? 1 : 0;
+    params.passThrough = kind.passThrough ? 1 : 0;
+    params.foldToStereo = kind.fold ? 1 : 0;
+    params.xoverCfs = {-0.375F, 0.25F, -0.5F};
+    params.crossfeed = 0.25F;
     params.dryRingLen = 16;
     params.dryDelay = 5;
     params.rearDelay = 30;
@@ -42,18 +65,20 @@ class GuardedStream {
     for (float& gain : params.wetGain) gain = 0.01F;
 
     Random random(61);
-    host::Responses responses{params.numInputs, params.numOutputs, five, {}};
-    const int numSets = five ? 5 : 4;
+    host::Responses responses{params.numInputs, params.numOutputs, kind.perOutput, {}};
+    const int numSets = params.numOutputs * (kind.perOutput ? 1 : params.numInputs);
     for (int set = 0; set < numSets; ++set) {
       responses.samples.push_back(random.signal(params.irLen));
     }
-    host::Stream reference(channels_, channels_, params, responses);
-    for (int k = 0; k < channels_; ++k) {
+    host::Stream reference(kind.in, kind.out, params, responses);
+    for (int k = 0; k < kind.in; ++k) {
       inputs_.push_back(std::make_unique<ReadOnly<float>>(random.signal(kFrames)));
+    }
+    for (int j = 0; j < kind.out; ++j) {
       outputs_.push_back(std::make_unique<Guarded>(kFrames * sizeof(float)));
       expected_.emplace_back(static_cast<std::size_t>(kFrames));
     }
-    BareHost host(params, channels_, channels_);
+    BareHost host(params, kind.in, kind.out);
     host.buildSets(responses);
     placeAreas(host.areas, placement);
     runReference(reference);
@@ -70,8 +95,8 @@ class GuardedStream {
 
   void process() const {
     HostLong done = 0;
-    UlmarProc(inRecords_->as<OstinSoundBuf>(), channels_, kFrames,
-              outRecords_->as<OstinSoundBuf>(), channels_, &done, params_.as<char>(),
+    UlmarProc(inRecords_->as<OstinSoundBuf>(), kind_.in, kFrames,
+              outRecords_->as<OstinSoundBuf>(), kind_.out, &done, params_.as<char>(),
               state_.as<char>(), ext_.as<ExternStruct>());
   }
 
@@ -110,31 +135,31 @@ class GuardedStream {
   void runReference(host::Stream& reference) {
     std::vector<const float*> in;
     std::vector<float*> out;
-    for (std::size_t k = 0; k < inputs_.size(); ++k) {
-      in.push_back(inputs_[k]->data());
-      out.push_back(expected_[k].data());
-    }
+    for (const auto& input : inputs_) in.push_back(input->data());
+    for (auto& output : expected_) out.push_back(output.data());
     reference.process(in.data(), out.data(), kFrames);
     expectedState_ = reference.state();
   }
 
   void placeRecords() {
-    const std::size_t size = inputs_.size() * sizeof(OstinSoundBuf);
-    inRecords_ = std::make_unique<Guarded>(size);
-    outRecords_ = std::make_unique<Guarded>(size);
+    inRecords_ = std::make_unique<Guarded>(inputs_.size() * sizeof(OstinSoundBuf));
+    outRecords_ = std::make_unique<Guarded>(outputs_.size() * sizeof(OstinSoundBuf));
+    auto* const in = inRecords_->as<OstinSoundBuf>();
+    auto* const out = outRecords_->as<OstinSoundBuf>();
     for (std::size_t k = 0; k < inputs_.size(); ++k) {
-      OstinSoundBuf& in = inRecords_->as<OstinSoundBuf>()[k];
-      OstinSoundBuf& out = outRecords_->as<OstinSoundBuf>()[k];
-      in.data = inputs_[k]->data();
-      out.data = outputs_[k]->as<float>();
-      in.step = out.step = 1;
+      in[k].data = inputs_[k]->data();
+      in[k].step = 1;
     }
-    inRecords_->as<OstinSoundBuf>()[0].format = kFormatFloat;
+    for (std::size_t j = 0; j < outputs_.size(); ++j) {
+      out[j].data = outputs_[j]->as<float>();
+      out[j].step = 1;
+    }
+    in[0].format = kFormatFloat;
     inRecords_->makeReadOnly();
     outRecords_->makeReadOnly();
   }
 
-  int channels_;
+  Kind kind_;
   Guarded params_;
   Guarded state_;
   Guarded ext_;

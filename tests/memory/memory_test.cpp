@@ -18,9 +18,10 @@ TEST(Memory, StaysWithinEveryAreaAndWritesNoTable) {
     placements.push_back({Flush::atEnd, offset});
   }
   for (const Placement placement : placements) {
-    for (const bool five : {false, true}) {
-      SCOPED_TRACE(testing::Message() << "offset " << placement.offset << ", seed 61");
-      const GuardedStream stream(five, placement);
+    for (const Kind& kind : kKinds) {
+      SCOPED_TRACE(testing::Message()
+                   << kind.name << ", offset " << placement.offset << ", seed 61");
+      const GuardedStream stream(kind, placement);
       stream.process();
       EXPECT_TRUE(stream.gaveTheExpectedBits());
     }
@@ -43,8 +44,9 @@ int statusWithoutSystemCalls(const Body& body) {
 }
 
 TEST(Memory, MakesNoSystemCall) {
-  for (const bool five : {false, true}) {
-    const GuardedStream stream(five);
+  for (const Kind& kind : kKinds) {
+    SCOPED_TRACE(kind.name);
+    const GuardedStream stream(kind);
     const int status = statusWithoutSystemCalls([&] {
       stream.process();
       return stream.gaveTheExpectedBits();

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -39,7 +38,6 @@ inline std::ostream& operator<<(std::ostream& out, const Configuration& c) {
 }
 
 inline const std::vector<Configuration>& configurations() {
-  constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
   constexpr double f = 0.7071;              // the fold's gain
   constexpr double s = 0.7071067811865476;  // the mid/side arrangement's
   constexpr bool F = true;                  // fold
@@ -54,7 +52,7 @@ inline const std::vector<Configuration>& configurations() {
       {"mono > stereo", 1, 2, 1, 2, 0, 0, P, 0, {{1}}, {0, 0}},
       {"mono > stereo, one engine output", 1, 2, 1, 1, 0, 0, 0, 0, {{1}}, {0, 0}},
       {"mono > stereo, a silent second ring", 1, 2, 2, 2, 0, 0, 0, 0, {{1}, {0}}, {0, kNone}},
-      {"stereo", 2, 2, 2, 2, kNan, 0, 0, 0, {{1, 0}, {0, 1}}, {0, 1}},
+      {"stereo", 2, 2, 2, 2, 0, 0, 0, 0, {{1, 0}, {0, 1}}, {0, 1}},
       {"stereo, set per output", 2, 2, 2, 3, 0, 0, P, 0, {{1, 0}, {0, 1}}, {0, 1}},
       {"stereo, crossfeed", 2, 2, 2, 2, 0.5F, 0, 0, 0, {{1, 0.5}, {0.5, 1}}, {0, 1}},
       {"stereo, the right in one block", 2, 2, 1, 2, 0, 0, 0, 0, {{0, 1}}, {1, 1}},
@@ -84,6 +82,9 @@ inline const std::vector<Configuration>& configurations() {
       {"five, folded, crossfeed", 5, 5, 2, 2, 1, F, 0, 0,
        {{1, 2 * f, 1, f, f}, {1, 2 * f, 1, f, f},
         {0, 0, 1, 0, 0}, {0, 0, 0, 1, 0}, {0, 0, 0, 0, 1}}, {0, 1, 2, 3, 4}},
+      {"five, folded, mid/side", 5, 5, 3, 5, 0, F, P, 0,
+       {{s, 2 * f * s, s, f * s, f * s}, {1, f, 0, f, 0}, {0, f, 1, 0, f},
+        {0, 0, 0, 1, 0}, {0, 0, 0, 0, 1}}, {0, 2, 2, 3, 4}},
   };
   // clang-format on
   return all;
@@ -148,15 +149,6 @@ inline std::vector<OstinSoundBuf> records(std::vector<float>& buffer, int channe
     result.push_back({buffer.data() + first, step, format, {-1, -1}});
   }
   return result;
-}
-
-/// A stream of the configuration. The host kit takes no cross-feed that is no number.
-inline host::Stream streamOf(const Configuration& c, ParamStruct params,
-                             const host::Responses& responses = {}) {
-  params.crossfeed = 0.0F;
-  host::Stream stream(c.in, c.out, params, responses);
-  const_cast<ParamStruct&>(stream.params()).crossfeed = c.crossfeed;
-  return stream;
 }
 
 /// Runs whole signals through a stream in calls of the given sizes, over and over.

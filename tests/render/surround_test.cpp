@@ -6,7 +6,7 @@
 #include "tests/render/program.h"
 #include "tests/support/convolution.h"
 #include "tests/support/random.h"
-#include "tests/surround/plain_driver.h"
+#include "tests/surround/plain_decoder.h"
 #include "ulmar/audio/channel_layout.h"
 #include "ulmar/host/crossover_design.h"
 #include "ulmar/room/room.h"

@@ -8,7 +8,6 @@
 #include <numbers>
 
 #include "tests/support/random.h"
-#include "tests/surround/plain_driver.h"
 #include "ulmar/host/crossover_design.h"
 #include "ulmar/process/Ulmar_Process.h"
 
@@ -56,17 +55,6 @@ Frame settled(const std::vector<double>& wxy, bool high) {
   decode<5>(wxy, crossovers);
   decode<5>(opposite, crossovers);
   return decode<5>(wxy, crossovers);
-}
-
-TEST(Decoder, HasAMatrixPerBand) {
-  for (std::size_t s = 0; s < 3; ++s) {
-    std::vector<double> wxy(3);
-    wxy[s] = 1.0;
-    for (std::size_t j = 0; j < 5; ++j) {
-      EXPECT_EQ(settled(wxy, false)[j], kLowMatrix[j][s]) << j << ", " << s;
-      EXPECT_EQ(settled(wxy, true)[j], kHighMatrix[j][s]) << j << ", " << s;
-    }
-  }
 }
 
 struct Vector {

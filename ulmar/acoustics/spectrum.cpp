@@ -69,7 +69,8 @@ class ColumnPower {
     const std::size_t end =
         std::max(first + 1, (column + 1) * numFrames_ / numColumns_);
     const std::size_t hop = window_.size();
-    const double weight = 1.0 / static_cast<double>((end - first - 1) / hop + 1);
+    const std::size_t numWindows = (end - first - 1) / hop + 1;
+    const double weight = 1.0 / static_cast<double>(numWindows);
     for (std::size_t centre = first + std::min(hop, end - first) / 2; centre < end;
          centre += hop) {
       const std::span<const float> bins = powerAround(samples, centre);
