@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/memory/guarded_stream.h"
+#include "tests/memory/two_engines.h"
 
 extern "C" void* __libc_malloc(std::size_t size);
 
@@ -29,6 +30,13 @@ TEST(Memory, AllocatesNothing) {
     int* volatile const counted = new int;
     EXPECT_EQ(numAllocations, before + 1);
     delete counted;
+  }
+  for (const TwoEngines& kind : kTwoEngines) {
+    SCOPED_TRACE(kind.name);
+    PlayedStreams streams(kind);
+    const int before = numAllocations;
+    EXPECT_TRUE(streams.play());
+    EXPECT_EQ(numAllocations, before);
   }
 }
 

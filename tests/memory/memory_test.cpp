@@ -8,6 +8,8 @@
 #include <csignal>
 
 #include "tests/memory/guarded_stream.h"
+#include "tests/memory/two_engines.h"
+#include "ulmar/host/tail.h"
 
 namespace ulmar::test {
 namespace {
@@ -24,6 +26,58 @@ TEST(Memory, StaysWithinEveryAreaAndWritesNoTable) {
       const GuardedStream stream(kind, placement);
       stream.process();
       EXPECT_TRUE(stream.gaveTheExpectedBits());
+    }
+  }
+}
+
+// The tail's engine over areas of exactly their sizes, tables and sets read-only.
+TEST(Memory, HoldsATailWithinItsAreas) {
+  for (const TwoEngines& kind : kTwoEngines) {
+    SCOPED_TRACE(kind.name);
+    Random random(68);
+    const host::Responses responses = responsesOf(kind, random);
+    const host::StreamPlan plan = planOf(kind, responses);
+    const auto sets = host::buildPartitionSets(plan, responses);
+    const host::AreaSizes own = plan.streamAreas()[1];
+    const host::AreaSizes shared = plan.setAreas()[1];
+
+    ExternStruct table{};
+    std::vector<std::unique_ptr<Guarded>> memory;
+    for (const host::Area area : host::kAllAreas) {
+      const auto size = static_cast<std::size_t>(own[area] + shared[area]);
+      if (size == 0) continue;
+      memory.push_back(std::make_unique<Guarded>(size));
+      host::entry(table, area).address = memory.back()->as();
+      if (shared[area] > 0) {
+        std::memcpy(memory.back()->as(), sets->areas().at(1, area), size);
+        memory.back()->makeReadOnly();
+      } else if (area != host::Area::fftWork && area != host::Area::fwdSpectrum) {
+        std::memset(memory.back()->as(), 0, size);
+      }
+    }
+    const host::Areas areas(plan.streamAreas());
+    ExternStruct plainTable{};
+    areas.enterInto(plainTable, 1);
+    sets->areas().enterInto(plainTable, 1);
+
+    host::Tail guarded(*plan.tail(), table);
+    host::Tail plain(*plan.tail(), plainTable);
+    host::TailState guardedState;
+    host::TailState plainState;
+    const auto blocks = [&](int channels) {
+      return static_cast<std::size_t>(channels * kind.blockLen);
+    };
+    // Three times around the ring of partitions.
+    const int numBoundaries = 3 * (kind.numTailBlocks + 3) * plan.tail()->numSlots;
+    for (int k = 0; k < numBoundaries; ++k) {
+      const ReadOnly<double> in(
+          random.signal<double>(static_cast<int>(blocks(kind.numInputs))));
+      const Guarded out(blocks(kind.numOutputs) * sizeof(double));
+      std::vector<double> expected(blocks(kind.numOutputs));
+      std::memset(out.as(), 0, out.size());
+      guarded.passBoundary(guardedState, in.data(), out.as<double>());
+      plain.passBoundary(plainState, in.data(), expected.data());
+      ASSERT_EQ(std::memcmp(out.as(), expected.data(), out.size()), 0) << k;
     }
   }
 }
@@ -51,6 +105,12 @@ TEST(Memory, MakesNoSystemCall) {
       stream.process();
       return stream.gaveTheExpectedBits();
     });
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  }
+  for (const TwoEngines& kind : kTwoEngines) {
+    SCOPED_TRACE(kind.name);
+    PlayedStreams streams(kind);
+    const int status = statusWithoutSystemCalls([&] { return streams.play(); });
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
   }
   const int status = statusWithoutSystemCalls([] { return getppid() > 0; });
