@@ -106,8 +106,7 @@ struct ExternStruct {
   Area outMem;       // outputs x (40 N + 32) bytes
   Area fwdSpectrum;  // cmplxFFT [N]
   Area dcSave;       // float [numSegments][2]
-  Area irSets;       // partition sets, setPitch apart, only read: set of pair (i, j) at
-                     // i * outputs + j; with perOutputIR one per output, set j
+  Area irSets;       // partition sets, setPitch apart, only read; see SetTable
 };
 static_assert(sizeof(ExternStruct::Area) == (ulmar::k32BitAddresses ? 16 : 24) &&
               offsetof(ExternStruct::Area, host) == sizeof(void*));
@@ -132,5 +131,31 @@ inline constexpr std::int32_t kFormatFloat = 1;
 
 /// The library's tables have room for five channels; sets for three by five pairs.
 inline constexpr int kMaxChannels = 5;
+
+/// Which partition set of irSets joins an engine input to an engine output: with one
+/// set per pair, each its own, input by input; with one per output, set j on output j,
+/// which input i feeds only where j is i, i + numInputs or 4.
+struct SetTable {
+  static constexpr int kNone = -1;
+
+  int numInputs;   // of the engine
+  int numOutputs;  // of the engine
+  bool perOutput;
+
+  constexpr int numSets() const noexcept {
+    return perOutput ? numOutputs : numInputs * numOutputs;
+  }
+
+  /// The set's index, or kNone where the pair is silent.
+  constexpr int indexOf(int input, int output) const noexcept {
+    if (!perOutput) return input * numOutputs + output;
+    const bool feeds = output == input || output == input + numInputs || output == 4;
+    return feeds ? output : kNone;
+  }
+};
+
+constexpr SetTable setTableOf(const ParamStruct& params) noexcept {
+  return {params.numInputs, params.numOutputs, params.perOutputIR != 0};
+}
 
 }  // namespace ulmar
