@@ -113,31 +113,32 @@ void inverseFirst(cmplxFFT const* packed, cmplxFFT* out, cmplxFFT const* twiddle
   }
 }
 
-// The last two or three passes over eight values in registers: with three that of span
-// 4 comes first, with two the values are two groups of four.
-template <typename V, Direction direction>
+// The last numPasses passes over eight values in registers: with three that of span 4
+// comes first, with two the values are two groups of four.
+template <typename V, Direction direction, int numPasses>
 class LastPasses {
  public:
   static constexpr int kRegisters = 8 / V::kValues;
   using Eight = typename V::Register[kRegisters];
 
-  LastPasses(cmplxFFT const* twiddles, int numPasses, int stride) noexcept
-      : lastTwo(twiddles, numPasses == 3 ? 2 * stride : stride),
-        hasSpanFour_(numPasses == 3) {
-    if (!hasSpanFour_) stride = 0;  // there are no twiddles of span 4 to read
-    for (int j = 0; j < kRegisters / 2; ++j) {
-      spanFour_[j] = Twiddles(twiddles + j * V::kValues * stride, stride);
+  LastPasses(cmplxFFT const* twiddles, int stride) noexcept
+      : lastTwo(twiddles, kHasSpanFour ? 2 * stride : stride) {
+    if constexpr (kHasSpanFour) {
+      for (int j = 0; j < kRegisters / 2; ++j) {
+        spanFour_[j] = Twiddles(twiddles + j * V::kValues * stride, stride);
+      }
     }
   }
 
   // Loads eight values and takes them through the pass of span 4, if there is one.
   void load(cmplxFFT const* in, Eight& r) const noexcept {
     for (int j = 0; j < kRegisters; ++j) r[j] = V::load(in + j * V::kValues);
-    if (!hasSpanFour_) return;
-    for (int j = 0; j < kRegisters / 2; ++j) {
-      const typename V::Register difference = r[j] - r[j + kRegisters / 2];
-      r[j] = r[j] + r[j + kRegisters / 2];
-      r[j + kRegisters / 2] = spanFour_[j].times(difference);
+    if constexpr (kHasSpanFour) {
+      for (int j = 0; j < kRegisters / 2; ++j) {
+        const typename V::Register difference = r[j] - r[j + kRegisters / 2];
+        r[j] = r[j] + r[j + kRegisters / 2];
+        r[j + kRegisters / 2] = spanFour_[j].times(difference);
+      }
     }
   }
 
@@ -146,15 +147,16 @@ class LastPasses {
  private:
   using Twiddles = typename V::template Twiddles<direction>;
 
-  bool hasSpanFour_;
+  static constexpr bool kHasSpanFour = numPasses == 3;
+
   Twiddles spanFour_[kRegisters / 2];
 };
 
-template <typename V>
-void forwardLast(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
-                 int numPoints, int numPasses, int stride) noexcept {
-  using Passes = LastPasses<V, Direction::forward>;
-  const Passes passes(twiddles, numPasses, stride);
+template <typename V, int numPasses>
+void forwardLastPasses(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
+                       int numPoints, int stride) noexcept {
+  using Passes = LastPasses<V, Direction::forward, numPasses>;
+  const Passes passes(twiddles, stride);
   for (int k = 0; k < numPoints; k += 8) {
     typename Passes::Eight r;
     passes.load(in + k, r);
@@ -162,23 +164,37 @@ void forwardLast(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
   }
 }
 
+template <typename V>
+void forwardLast(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
+                 int numPoints, int numPasses, int stride) noexcept {
+  const auto run = numPasses == 3 ? forwardLastPasses<V, 3> : forwardLastPasses<V, 2>;
+  run(in, out, twiddles, numPoints, stride);
+}
+
 // Groups whose numbers differ in the highest bits go to neighbours in natural order.
+template <typename V, int numPasses>
+void inverseLastPasses(cmplxFFT const* data, double* out, cmplxFFT const* twiddles,
+                       HostLong const* bitRev, double factor, int numPoints) noexcept {
+  using Passes = LastPasses<V, Direction::inverse, numPasses>;
+  const Passes passes(twiddles, numPoints >> numPasses);
+  const int groupOffsets[4] = {0, numPoints / 2, numPoints / 4, 3 * (numPoints / 4)};
+  for (int k = 0; k < numPoints / V::kGroups; k += 8) {
+    typename Passes::Eight r[V::kGroups];
+    for (int g = 0; g < V::kGroups; ++g) passes.load(data + k + groupOffsets[g], r[g]);
+    typename V::RealParts parts[V::kGroups];
+    for (int g = 0; g < V::kGroups; ++g) {
+      parts[g] = passes.lastTwo.realParts(r[g], factor);
+    }
+    V::scatter(parts, out + bitRev[k], numPoints);
+  }
+}
+
 template <typename V>
 void inverseLast(cmplxFFT* data, double* out, cmplxFFT const* twiddles,
                  HostLong const* bitRev, double factor, int numPoints,
                  int numPasses) noexcept {
-  using Passes = LastPasses<V, Direction::inverse>;
-  const Passes passes(twiddles, numPasses, numPoints >> numPasses);
-  const int groupOffsets[4] = {0, numPoints / 2, numPoints / 4, 3 * (numPoints / 4)};
-  for (int k = 0; k < numPoints / V::kGroups; k += 8) {
-    typename V::RealParts parts[V::kGroups];
-    for (int g = 0; g < V::kGroups; ++g) {
-      typename Passes::Eight r;
-      passes.load(data + k + groupOffsets[g], r);
-      parts[g] = passes.lastTwo.realParts(r, factor);
-    }
-    V::scatter(parts, out + bitRev[k], numPoints);
-  }
+  const auto run = numPasses == 3 ? inverseLastPasses<V, 3> : inverseLastPasses<V, 2>;
+  run(data, out, twiddles, bitRev, factor, numPoints);
 }
 
 }  // namespace
