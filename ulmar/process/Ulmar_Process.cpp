@@ -30,10 +30,13 @@ void playRun(CallValues<In, Out>& call, int run) noexcept {
   if constexpr (Out == 5) {
     double feeds[5][kMaxRun];
     double* const rows[5] = {feeds[0], feeds[1], feeds[2], feeds[3], feeds[4]};
-    decodeFiveSpeakers(call.outBlk, call.blockPos, run, rows, call.centreGain,
-                       call.params.xoverCfs, call.state.xoverSts,
-                       call.params.perOutputIR == 0, call.params.passThrough != 0,
-                       call.yGain);
+    const SpeakerDecoding decoding = {.xoverCfs = call.params.xoverCfs,
+                                      .xoverSts = call.state.xoverSts,
+                                      .centreGain = call.centreGain,
+                                      .yGain = call.yGain,
+                                      .plainXY = call.params.perOutputIR == 0,
+                                      .passThrough = call.params.passThrough != 0};
+    decodeFiveSpeakers(decoding, call.outBlk, call.blockPos, run, rows);
     delayRear(call, rows, run);
     emitOutput(call, rows, run);
   } else {
@@ -85,8 +88,13 @@ void ProcessType<Sample, In, Out>::Decoder(
   if constexpr (Out == 5) {
     double* const feeds[5] = {outFrame, outFrame + 1, outFrame + 2, outFrame + 3,
                               outFrame + 4};
-    ulmar::decodeFiveSpeakers(chanBufs, pos, 1, feeds, centreGain, *xoverCfs, xoverSts,
-                              plainXY, passThrough, yGain);
+    const ulmar::SpeakerDecoding decoding = {.xoverCfs = *xoverCfs,
+                                             .xoverSts = xoverSts,
+                                             .centreGain = centreGain,
+                                             .yGain = yGain,
+                                             .plainXY = plainXY,
+                                             .passThrough = passThrough};
+    ulmar::decodeFiveSpeakers(decoding, chanBufs, pos, 1, feeds);
   } else {
     for (int j = 0; j < Out; ++j) outFrame[j] = chanBufs[j][pos];
   }
