@@ -33,12 +33,12 @@ Complex timesConjugate(Complex d, Complex w) noexcept {
 template <typename Complex, typename Product>
 void butterflyPass(Complex const* in, Complex* out, Complex const* twiddles,
                    int numPoints, int span, int stride, Product product) noexcept {
-  for (int base = 0; base < numPoints; base += 2 * span) {
+  for (int group = 0; group < numPoints; group += 2 * span) {
     for (int i = 0; i < span; ++i) {
-      const Complex a = in[base + i];
-      const Complex b = in[base + i + span];
-      out[base + i] = sum(a, b);
-      out[base + i + span] = product(difference(a, b), twiddles[i * stride]);
+      const Complex a = in[group + i];
+      const Complex b = in[group + i + span];
+      out[group + i] = sum(a, b);
+      out[group + i + span] = product(difference(a, b), twiddles[i * stride]);
     }
   }
 }

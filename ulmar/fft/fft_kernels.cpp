@@ -49,7 +49,9 @@ void inversePair(cmplxFFT* data, cmplxFFT const* twiddles, int groups, int q,
 void inverseFirst(cmplxFFT const* packed, cmplxFFT* out, cmplxFFT const* twiddles,
                   int numPoints) noexcept {
   unpackSpectrum(packed, out, numPoints);
-  inversePair(out, twiddles, 1, numPoints / 4, 1);
+  const auto product = timesConjugate<cmplxFFT>;
+  butterflyPass(out, out, twiddles, numPoints, numPoints / 2, 1, product);
+  butterflyPass(out, out, twiddles, numPoints, numPoints / 4, 2, product);
 }
 
 void inverseLast(cmplxFFT* data, double* out, cmplxFFT const* twiddles,

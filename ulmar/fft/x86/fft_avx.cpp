@@ -24,7 +24,7 @@ __m256d highHalves(__m256d a, __m256d b) noexcept {
 struct TwoValues {
   using Register = __m256d;
   static constexpr int kValues = 2;
-  static constexpr int kGroups = 2;
+  static constexpr int kLastValues = 4;
 
   static __m256d load(cmplxFFT const* values) noexcept {
     return _mm256_loadu_pd(&values->re);
@@ -68,28 +68,12 @@ struct TwoValues {
     __m128d even;
     __m128d odd;
   };
-  struct RealParts {
-    FourReals low;
-    FourReals high;
-  };
-
   template <Direction direction>
   class LastTwo {
    public:
     LastTwo(cmplxFFT const* twiddles, int stride) noexcept : w_(twiddles, stride) {}
 
-    void store(const __m256d (&r)[4], cmplxFFT* out) const noexcept {
-      storeFour(r, out);
-      storeFour(r + 2, out + 4);
-    }
-
-    RealParts realParts(const __m256d (&r)[4], double factor) const noexcept {
-      const __m128d f = _mm_set1_pd(factor);
-      return {fourReals(r, f), fourReals(r + 2, f)};
-    }
-
-   private:
-    void storeFour(__m256d const* r, cmplxFFT* out) const noexcept {
+    void store(__m256d const* r, cmplxFFT* out) const noexcept {
       const __m256d s = _mm256_add_pd(r[0], r[1]);
       const __m256d d = w_.times(_mm256_sub_pd(r[0], r[1]));
       const __m256d a = lowHalves(s, d);
@@ -100,6 +84,7 @@ struct TwoValues {
       TwoValues::store(out + 2, highHalves(sums, differences));
     }
 
+    // The real parts of four values, times factor.
     FourReals fourReals(__m256d const* r, __m128d factor) const noexcept {
       const __m256d s = _mm256_add_pd(r[0], r[1]);
       const __m256d d = w_.times(_mm256_sub_pd(r[0], r[1]));
@@ -110,18 +95,34 @@ struct TwoValues {
               _mm_mul_pd(_mm_sub_pd(a, b), factor)};
     }
 
+   private:
     Twiddles<direction> w_;
   };
 
-  static void scatter(const RealParts (&parts)[2], double* out,
-                      int numPoints) noexcept {
-    scatterFours(parts[0].low, parts[1].low, out, numPoints);
-    scatterFours(parts[0].high, parts[1].high, out + numPoints / 8, numPoints);
+  template <typename Passes>
+  static void writeReals(const Passes& passes, cmplxFFT const* data, double* out,
+                         HostLong const* bitRev, double factor,
+                         int numPoints) noexcept {
+    const __m128d f = _mm_set1_pd(factor);
+    cmplxFFT const* const partner = data + numPoints / 2;
+    for (int k = 0; k < numPoints / 2; k += Passes::kGroupLen) {
+      typename Passes::Group r;
+      typename Passes::Group t;
+      passes.load(data + k, r);
+      passes.load(partner + k, t);
+      double* const to = out + bitRev[k];
+      scatter(passes.lastTwo.fourReals(r, f), passes.lastTwo.fourReals(t, f), to,
+              numPoints);
+      if constexpr (Passes::kGroupLen == 8) {
+        scatter(passes.lastTwo.fourReals(r + 2, f), passes.lastTwo.fourReals(t + 2, f),
+                to + numPoints / 8, numPoints);
+      }
+    }
   }
 
  private:
-  static void scatterFours(const FourReals& p, const FourReals& q, double* out,
-                           int numPoints) noexcept {
+  static void scatter(const FourReals& p, const FourReals& q, double* out,
+                      int numPoints) noexcept {
     _mm_storeu_pd(out, _mm_unpacklo_pd(p.even, q.even));
     _mm_storeu_pd(out + numPoints / 4, _mm_unpackhi_pd(p.even, q.even));
     _mm_storeu_pd(out + numPoints / 2, _mm_unpacklo_pd(p.odd, q.odd));

@@ -31,7 +31,7 @@ __m512d signs(double re, double im) noexcept {
 struct FourValues {
   using Register = __m512d;
   static constexpr int kValues = 4;
-  static constexpr int kGroups = 4;
+  static constexpr int kLastValues = 8;
 
   static __m512d load(cmplxFFT const* values) noexcept {
     return _mm512_loadu_pd(values);
@@ -70,16 +70,13 @@ struct FourValues {
     __m512d im;
   };
 
-  // Values 0, 2, 4, 6, 1, 3, 5, 7 of a group of eight.
-  using RealParts = __m512d;
-
   template <Direction direction>
   class LastTwo {
    public:
     LastTwo(cmplxFFT const* twiddles, int stride) noexcept
         : w_(_mm512_broadcast_f64x4(joinTwo(twiddles, twiddles + stride))) {}
 
-    void store(const __m512d (&r)[2], cmplxFFT* out) const noexcept {
+    void store(__m512d const* r, cmplxFFT* out) const noexcept {
       const Halves h = spanTwo(r);
       const __m512d a = _mm512_shuffle_f64x2(h.sum, h.difference, 0x88);  // 0, 4, 2, 6
       const __m512d b = _mm512_shuffle_f64x2(h.sum, h.difference, 0xDD);  // 1, 5, 3, 7
@@ -91,15 +88,15 @@ struct FourValues {
       FourValues::store(out + 4, _mm512_permutex2var_pd(sums, highOrder, differences));
     }
 
-    RealParts realParts(const __m512d (&r)[2], double factor) const noexcept {
+    // The real parts of values 0, 2, 4, 6, 1, 3, 5, 7, times factor.
+    __m512d eightReals(__m512d const* r, __m512d factor) const noexcept {
       const Halves h = spanTwo(r);
       // 0, 2, 1, 3, 4, 6, 5, 7
       const __m512d reals = _mm512_unpacklo_pd(h.sum, h.difference);
       const __m512d a = _mm512_shuffle_f64x2(reals, reals, 0x88);
       const __m512d b = _mm512_shuffle_f64x2(reals, reals, 0xDD);
       const __m512d upperSigns = join(_mm256_setzero_pd(), _mm256_set1_pd(-0.0));
-      return _mm512_mul_pd(_mm512_add_pd(a, _mm512_xor_pd(b, upperSigns)),
-                           _mm512_set1_pd(factor));
+      return _mm512_mul_pd(_mm512_add_pd(a, _mm512_xor_pd(b, upperSigns)), factor);
     }
 
    private:
@@ -109,7 +106,7 @@ struct FourValues {
       __m512d difference;
     };
 
-    Halves spanTwo(const __m512d (&r)[2]) const noexcept {
+    Halves spanTwo(__m512d const* r) const noexcept {
       const __m512d a = _mm512_shuffle_f64x2(r[0], r[1], 0x44);
       const __m512d b = _mm512_shuffle_f64x2(r[0], r[1], 0xEE);
       return {_mm512_add_pd(a, b), w_.times(_mm512_sub_pd(a, b))};
@@ -118,22 +115,36 @@ struct FourValues {
     Twiddles<direction> w_;
   };
 
-  static void scatter(const __m512d (&parts)[4], double* out, int numPoints) noexcept {
+  template <typename Passes>
+  static void writeReals(const Passes& passes, cmplxFFT const* data, double* out,
+                         HostLong const* bitRev, double factor,
+                         int numPoints) noexcept {
+    const __m512d f = _mm512_set1_pd(factor);
     const int quarter = numPoints / 4;
-    scatterRows(_mm512_unpacklo_pd(parts[0], parts[1]),
-                _mm512_unpacklo_pd(parts[2], parts[3]), out, numPoints);
-    scatterRows(_mm512_unpackhi_pd(parts[0], parts[1]),
-                _mm512_unpackhi_pd(parts[2], parts[3]), out + quarter, numPoints);
+    const int eighth = numPoints / 8;
+    const auto reals = [&](cmplxFFT const* from) {
+      __m512d r[2];
+      passes.load(from, r);
+      return passes.lastTwo.eightReals(r, f);
+    };
+    for (int k = 0; k < quarter; k += 8) {
+      const __m512d v0 = reals(data + k);
+      const __m512d v1 = reals(data + k + 2 * quarter);
+      const __m512d v2 = reals(data + k + quarter);
+      const __m512d v3 = reals(data + k + 3 * quarter);
+      double* const to = out + bitRev[k];
+      scatter(_mm512_unpacklo_pd(v0, v1), _mm512_unpacklo_pd(v2, v3), to, eighth);
+      scatter(_mm512_unpackhi_pd(v0, v1), _mm512_unpackhi_pd(v2, v3), to + quarter,
+              eighth);
+    }
   }
 
  private:
   // Four values of all groups: low holds those of groups 0 and 1, side by side, high
   // those of groups 2 and 3.
-  static void scatterRows(__m512d low, __m512d high, double* out,
-                          int numPoints) noexcept {
+  static void scatter(__m512d low, __m512d high, double* out, int eighth) noexcept {
     const __m512i lowOrder = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11);
     const __m512i highOrder = _mm512_setr_epi64(4, 5, 12, 13, 6, 7, 14, 15);
-    const int eighth = numPoints / 8;
     const __m512d first = _mm512_permutex2var_pd(low, lowOrder, high);
     const __m512d second = _mm512_permutex2var_pd(low, highOrder, high);
     _mm256_storeu_pd(out, _mm512_castpd512_pd256(first));

@@ -9,13 +9,13 @@
 //   Twiddles<direction>(first, step), kValues twiddles that lie `step` apart, and
 //     times(d), the products of d with them or, inverse, with their conjugates;
 //   LastTwo<direction>(twiddles, stride), the passes of span 2, with `stride`, and 1
-//     over eight values in registers: store(r, out), or realParts(r, factor), the real
-//     parts of the result, of type RealParts and times `factor`;
-//   scatter(parts, out, n), which writes the real parts of kGroups groups of eight.
-//   They
-//     go to neighbours in natural order, `out` being the place of the first group's
-//     first value. Values 0 ... 7 of a group lie 0, n/2, n/4, 3n/4, n/8, 5n/8, 3n/8 and
-//     7n/8 behind its place.
+//     over kLastValues values in registers, and store(r, out), which runs them and
+//     writes the values;
+//   writeReals(passes, data, out, bitRev, factor, n), which takes groups of values
+//     through the inverse LastPasses and writes `factor` times their real parts in
+//     natural order: values 0 ... 7 of the group at data[k] go 0, n/2, n/4, 3n/4, n/8,
+//     5n/8, 3n/8 and 7n/8 behind out[bitRev[k]]. Groups whose numbers differ in the
+//     highest bits go to neighbours, and are taken together.
 #pragma once
 
 #include "ulmar/fft/fft_kernels.h"
@@ -113,13 +113,14 @@ void inverseFirst(cmplxFFT const* packed, cmplxFFT* out, cmplxFFT const* twiddle
   }
 }
 
-// The last numPasses passes over eight values in registers: with three that of span 4
-// comes first, with two the values are two groups of four.
+// The last numPasses passes over a group of values in registers. With three passes,
+// that of span 4 over eight values comes first.
 template <typename V, Direction direction, int numPasses>
 class LastPasses {
  public:
-  static constexpr int kRegisters = 8 / V::kValues;
-  using Eight = typename V::Register[kRegisters];
+  static constexpr int kGroupLen = numPasses == 3 ? 8 : V::kLastValues;
+  static constexpr int kRegisters = kGroupLen / V::kValues;
+  using Group = typename V::Register[kRegisters];
 
   LastPasses(cmplxFFT const* twiddles, int stride) noexcept
       : lastTwo(twiddles, kHasSpanFour ? 2 * stride : stride) {
@@ -130,15 +131,17 @@ class LastPasses {
     }
   }
 
-  // Loads eight values and takes them through the pass of span 4, if there is one.
-  void load(cmplxFFT const* in, Eight& r) const noexcept {
-    for (int j = 0; j < kRegisters; ++j) r[j] = V::load(in + j * V::kValues);
+  // Loads a group and takes it through the pass of span 4, if there is one.
+  void load(cmplxFFT const* in, Group& r) const noexcept {
     if constexpr (kHasSpanFour) {
       for (int j = 0; j < kRegisters / 2; ++j) {
-        const typename V::Register difference = r[j] - r[j + kRegisters / 2];
-        r[j] = r[j] + r[j + kRegisters / 2];
-        r[j + kRegisters / 2] = spanFour_[j].times(difference);
+        const typename V::Register a = V::load(in + j * V::kValues);
+        const typename V::Register b = V::load(in + 4 + j * V::kValues);
+        r[j] = a + b;
+        r[j + kRegisters / 2] = spanFour_[j].times(a - b);
       }
+    } else {
+      for (int j = 0; j < kRegisters; ++j) r[j] = V::load(in + j * V::kValues);
     }
   }
 
@@ -157,10 +160,12 @@ void forwardLastPasses(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddl
                        int numPoints, int stride) noexcept {
   using Passes = LastPasses<V, Direction::forward, numPasses>;
   const Passes passes(twiddles, stride);
-  for (int k = 0; k < numPoints; k += 8) {
-    typename Passes::Eight r;
+  for (int k = 0; k < numPoints; k += Passes::kGroupLen) {
+    typename Passes::Group r;
     passes.load(in + k, r);
-    passes.lastTwo.store(r, out + k);
+    for (int j = 0; j < Passes::kGroupLen; j += V::kLastValues) {
+      passes.lastTwo.store(r + j / V::kValues, out + k + j);
+    }
   }
 }
 
@@ -171,30 +176,18 @@ void forwardLast(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
   run(in, out, twiddles, numPoints, stride);
 }
 
-// Groups whose numbers differ in the highest bits go to neighbours in natural order.
-template <typename V, int numPasses>
-void inverseLastPasses(cmplxFFT const* data, double* out, cmplxFFT const* twiddles,
-                       HostLong const* bitRev, double factor, int numPoints) noexcept {
-  using Passes = LastPasses<V, Direction::inverse, numPasses>;
-  const Passes passes(twiddles, numPoints >> numPasses);
-  const int groupOffsets[4] = {0, numPoints / 2, numPoints / 4, 3 * (numPoints / 4)};
-  for (int k = 0; k < numPoints / V::kGroups; k += 8) {
-    typename Passes::Eight r[V::kGroups];
-    for (int g = 0; g < V::kGroups; ++g) passes.load(data + k + groupOffsets[g], r[g]);
-    typename V::RealParts parts[V::kGroups];
-    for (int g = 0; g < V::kGroups; ++g) {
-      parts[g] = passes.lastTwo.realParts(r[g], factor);
-    }
-    V::scatter(parts, out + bitRev[k], numPoints);
-  }
-}
-
 template <typename V>
 void inverseLast(cmplxFFT* data, double* out, cmplxFFT const* twiddles,
                  HostLong const* bitRev, double factor, int numPoints,
                  int numPasses) noexcept {
-  const auto run = numPasses == 3 ? inverseLastPasses<V, 3> : inverseLastPasses<V, 2>;
-  run(data, out, twiddles, bitRev, factor, numPoints);
+  const int stride = numPoints >> numPasses;
+  if (numPasses == 3) {
+    const LastPasses<V, Direction::inverse, 3> passes(twiddles, stride);
+    V::writeReals(passes, data, out, bitRev, factor, numPoints);
+  } else {
+    const LastPasses<V, Direction::inverse, 2> passes(twiddles, stride);
+    V::writeReals(passes, data, out, bitRev, factor, numPoints);
+  }
 }
 
 }  // namespace

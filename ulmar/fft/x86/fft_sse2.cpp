@@ -16,7 +16,7 @@ __m128d minusImag(__m128d z) noexcept { return _mm_xor_pd(z, _mm_set_pd(-0.0, 0.
 struct OneValue {
   using Register = __m128d;
   static constexpr int kValues = 1;
-  static constexpr int kGroups = 1;
+  static constexpr int kLastValues = 4;
 
   static __m128d load(cmplxFFT const* value) noexcept {
     return _mm_loadu_pd(&value->re);
@@ -53,29 +53,13 @@ struct OneValue {
     __m128d even;
     __m128d odd;
   };
-  struct RealParts {
-    FourReals low;
-    FourReals high;
-  };
-
   template <Direction direction>
   class LastTwo {
    public:
     LastTwo(cmplxFFT const* twiddles, int stride) noexcept
         : w0_(twiddles), w1_(twiddles + stride) {}
 
-    void store(const __m128d (&r)[8], cmplxFFT* out) const noexcept {
-      storeFour(r, out);
-      storeFour(r + 4, out + 4);
-    }
-
-    RealParts realParts(const __m128d (&r)[8], double factor) const noexcept {
-      const __m128d f = _mm_set1_pd(factor);
-      return {fourReals(r, f), fourReals(r + 4, f)};
-    }
-
-   private:
-    void storeFour(__m128d const* r, cmplxFFT* out) const noexcept {
+    void store(__m128d const* r, cmplxFFT* out) const noexcept {
       const __m128d s0 = _mm_add_pd(r[0], r[2]);
       const __m128d s1 = _mm_add_pd(r[1], r[3]);
       const __m128d d0 = w0_.times(_mm_sub_pd(r[0], r[2]));
@@ -86,6 +70,7 @@ struct OneValue {
       OneValue::store(out + 3, _mm_sub_pd(d0, d1));
     }
 
+    // The real parts of four values, times factor.
     FourReals fourReals(__m128d const* r, __m128d factor) const noexcept {
       const __m128d a =
           _mm_unpacklo_pd(_mm_add_pd(r[0], r[2]), w0_.times(_mm_sub_pd(r[0], r[2])));
@@ -95,18 +80,29 @@ struct OneValue {
               _mm_mul_pd(_mm_sub_pd(a, b), factor)};
     }
 
+   private:
     Twiddles<direction> w0_;
     Twiddles<direction> w1_;
   };
 
-  static void scatter(const RealParts (&parts)[1], double* out,
-                      int numPoints) noexcept {
-    scatterFour(parts[0].low, out, numPoints);
-    scatterFour(parts[0].high, out + numPoints / 8, numPoints);
+  template <typename Passes>
+  static void writeReals(const Passes& passes, cmplxFFT const* data, double* out,
+                         HostLong const* bitRev, double factor,
+                         int numPoints) noexcept {
+    const __m128d f = _mm_set1_pd(factor);
+    for (int k = 0; k < numPoints; k += Passes::kGroupLen) {
+      typename Passes::Group r;
+      passes.load(data + k, r);
+      double* const to = out + bitRev[k];
+      scatter(passes.lastTwo.fourReals(r, f), to, numPoints);
+      if constexpr (Passes::kGroupLen == 8) {
+        scatter(passes.lastTwo.fourReals(r + 4, f), to + numPoints / 8, numPoints);
+      }
+    }
   }
 
  private:
-  static void scatterFour(const FourReals& p, double* out, int numPoints) noexcept {
+  static void scatter(const FourReals& p, double* out, int numPoints) noexcept {
     _mm_storel_pd(out, p.even);
     _mm_storeh_pd(out + numPoints / 4, p.even);
     _mm_storel_pd(out + numPoints / 2, p.odd);
