@@ -50,20 +50,6 @@ extern const RowKernels kRowSse2;
 extern const RowKernels kRowAvx;
 extern const RowKernels kRowAvx512;
 
-/// How a body that holds up to `atOnce` slots in registers divides slideSums: the size
-/// of the group of slots that starts at k, or 0 when no slot from k on has a pair. In a
-/// group either all slots take all elements (k < lead), or each starts one later than
-/// the slot before (k >= lead). Static, so that no body's copy of it serves another's.
-[[maybe_unused]] static int slotGroup(int k, int numSlots, int len, int lead,
-                                      int atOnce) noexcept {
-  const int numActive = numSlots < lead + len ? numSlots : lead + len;
-  const int left = numActive - k;
-  if (left <= 0) return 0;
-  const int numGroups = (left + atOnce - 1) / atOnce;
-  const int even = (left + numGroups - 1) / numGroups;
-  return k < lead && k + even > lead + 1 ? lead + 1 - k : even;
-}
-
 const RowKernels& rowKernelsFor(Isa isa) noexcept;
 
 /// The body for this processor. Ask once per pass and hand the reference down.
