@@ -140,8 +140,8 @@ void ConvRT::runMidLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc)
     return acc[((nextSlot - k) & (numChunks - 1)) * state->numRows + row];
   };
 
-  // Row 0 is among this call's rows: its packed lane is set aside, and takes its own
-  // sum in place of the complex one.
+  // Where row 0 is among this call's rows, its packed lane is set aside before the
+  // complex sum is added, and takes the sum of real products instead.
   const bool handlesRow0 = segPhase == 0 && chunkPhase != 0;
   for (int k = 0; handlesRow0 && k < numSegments; ++k) {
     dcSave[2 * k] = slotRow(k, 0).re[0];

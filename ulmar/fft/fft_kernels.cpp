@@ -1,4 +1,5 @@
-// Scalar passes: the reference for every other body. And the choice among them.
+// The scalar passes, which are the reference for every other body, and the choice of a
+// body.
 #include "ulmar/fft/fft_kernels.h"
 
 #include "ulmar/base/butterfly.h"

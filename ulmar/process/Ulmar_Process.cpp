@@ -10,11 +10,12 @@
 namespace ulmar {
 namespace {
 
-// Added to each input block's first sample: keeps the spectra of silence out of the
-// denormal range.
+// Added to each input block's first sample, so that the spectra of silence are no
+// denormals, which are slow to compute with.
 constexpr float kBoundaryOffset = 1e-14F;
 
-// In additions for In channels: a block that entries share gets as many.
+// The offset is added once per channel. Where several entries of the table share one
+// block, that block gets it several times.
 template <int In, int Out>
 void passBoundary(CallValues<In, Out>& call) noexcept {
   for (int k = 0; k < In; ++k) call.inBlk[k][0] += double{kBoundaryOffset};
@@ -24,7 +25,8 @@ void passBoundary(CallValues<In, Out>& call) noexcept {
   }
 }
 
-// The engine's output of a run, mapped to the outputs, and on to the host.
+// Takes a run of the engine's outputs through decoder and rear delay, mixes the dry
+// signal in and stores it in the host's buffers.
 template <int In, int Out>
 void playRun(CallValues<In, Out>& call, int run) noexcept {
   if constexpr (Out == 5) {
@@ -116,8 +118,8 @@ constinit const ProcessType<float, 5, 5> FloatFive2Five{};
 
 namespace {
 
-// The driver is published as a plain member function, yet the objects are constant: it
-// reads and writes nothing of them.
+// The published member function is not const, but the published objects are; it uses
+// no data of theirs.
 template <typename Sample, int In, int Out>
 ProcessType<Sample, In, Out>& driver(
     const ProcessType<Sample, In, Out>& object) noexcept {

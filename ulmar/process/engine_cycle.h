@@ -1,5 +1,5 @@
-// One run of the convolution engine at a block boundary. The engine's objects live on
-// the stack for the cycle only; its counters and memory are the host's.
+// One block of the convolution engine, run when the input block is complete. The
+// engine's objects stand on the stack; its counters and memory are the host's.
 #pragma once
 
 #include "ulmar/base/align.h"

@@ -1,8 +1,8 @@
-// The records that the host shares with the library, word for word. The library owns no
-// memory: the host allocates the areas, fills the parameters, and keeps every limit
-// named here; nothing is checked. A stream starts from a zero-filled StateStruct and
-// zero-filled areas, the tables and partition sets excepted, and lives in them from
-// call to call.
+// The records that the host shares with the library; their layout is part of the
+// interface. The library owns no memory and checks nothing: the host allocates the
+// areas, fills the parameters and keeps every limit named here. A stream starts from a
+// zero-filled StateStruct and areas that are zero-filled but for the transform's tables
+// and the partition sets, and keeps all its data there from call to call.
 #pragma once
 
 #include <cstddef>
@@ -40,7 +40,7 @@ struct ParamStruct {
   std::int32_t dryDelay;      // samples, [0, dryRingLen)
   std::int32_t dryRingLen;    // samples, a power of two
   std::int32_t perOutputIR;   // flag: one set per output, cross pairs silent
-  std::int32_t foldToStereo;  // flag: fold the inputs onto engine inputs 0 and 1
+  std::int32_t foldToStereo;  // flag: down-mix the inputs to engine inputs 0 and 1
   std::int32_t passThrough;   // flag: engine outputs are speaker feeds already
   std::int32_t bypass;        // flag: outputs carry the delayed dry signal only
   float crossfeed;            // linear gain between engine inputs 0 and 1, if > 0

@@ -130,7 +130,7 @@ struct TwoValues {
   }
 };
 
-// Bins k and half - k side by side: they need the same two values of z.
+// Bins k and half - k in one register: they need the same two values of z.
 void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* twiddles,
                HostLong const* bitRev, int half) noexcept {
   out[0] = {(z[0].re + z[0].im) * scale, (z[0].re - z[0].im) * scale};

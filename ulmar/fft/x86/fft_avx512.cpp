@@ -154,7 +154,8 @@ struct FourValues {
   }
 };
 
-// Bins k, k + 1 and their mirrors side by side: they need the same four values of z.
+// Bins k, k + 1 and half - k - 1, half - k in one register: they need the same four
+// values of z.
 void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* twiddles,
                HostLong const* bitRev, int half) noexcept {
   out[0] = {(z[0].re + z[0].im) * scale, (z[0].re - z[0].im) * scale};
