@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tests/support/guarded.h"
+#include "tests/support/isa.h"
 #include "tests/support/random.h"
 #include "tests/support/values.h"
 #include "ulmar/convrt/row_kernels.h"
@@ -13,9 +14,11 @@
 namespace ulmar::test {
 namespace {
 
-constexpr Isa kBodies[] = {Isa::scalar, Isa::sse2, Isa::avx, Isa::avx512};
+class RowBodies : public IsaTest {};
 
-bool runsHere(Isa isa) { return isa <= bestIsa(); }
+INSTANTIATE_TEST_SUITE_P(, RowBodies,
+                         testing::Values(Isa::scalar, Isa::sse2, Isa::avx, Isa::avx512),
+                         RowBodies::caseName);
 
 // `count` elements, one end flush with an inaccessible page.
 struct Elements : Guarded {
@@ -53,9 +56,8 @@ struct Run {
 void expectFormula(Isa isa, const Run& run, Values kind, Random& random) {
   const auto [len, numSlots, lead] = run;
   SCOPED_TRACE(testing::Message()
-               << "body " << static_cast<int>(isa) << ", length " << len << ", "
-               << numSlots << " slots, lead " << lead << ", values "
-               << static_cast<int>(kind) << ", seed 32");
+               << "length " << len << ", " << numSlots << " slots, lead " << lead
+               << ", values " << static_cast<int>(kind) << ", seed 32");
   const int before = std::min(numSlots - 1, lead);
   const Elements fixed(len, kind, random);
   // Either end: the slots reach back to the first element and on to the last.
@@ -78,17 +80,14 @@ void expectFormula(Isa isa, const Run& run, Values kind, Random& random) {
 
 // Lengths on both sides of what the bodies hold in registers or in a tile, and leads
 // that stagger all slots, some or none.
-TEST(RowKernels, SlideAlongTheRow) {
+TEST_P(RowBodies, SlideAlongTheRow) {
   Random random(32);
-  for (const Isa isa : kBodies) {
-    if (!runsHere(isa)) continue;
-    for (const int len : {0, 1, 2, 3, 5, 6, 7, 8, 16, 31, 63, 64, 65, 187, 256, 270}) {
-      for (int numSlots = 1; numSlots <= kMaxSlots; ++numSlots) {
-        for (const int lead : {0, 1, 4, 7, 14, 15, 40}) {
-          for (const Values kind : kAllValues) {
-            expectFormula(isa, {len, numSlots, lead}, kind, random);
-            if (HasFatalFailure()) return;
-          }
+  for (const int len : {0, 1, 2, 3, 5, 6, 7, 8, 16, 31, 63, 64, 65, 187, 256, 270}) {
+    for (int numSlots = 1; numSlots <= kMaxSlots; ++numSlots) {
+      for (const int lead : {0, 1, 4, 7, 14, 15, 40}) {
+        for (const Values kind : kAllValues) {
+          expectFormula(GetParam(), {len, numSlots, lead}, kind, random);
+          if (HasFatalFailure()) return;
         }
       }
     }
@@ -97,9 +96,8 @@ TEST(RowKernels, SlideAlongTheRow) {
 
 void expectRows(Isa isa, int len, Values kind, Random& random) {
   constexpr int kNumRows = 9;
-  SCOPED_TRACE(testing::Message()
-               << "body " << static_cast<int>(isa) << ", length " << len << ", values "
-               << static_cast<int>(kind) << ", seed 33");
+  SCOPED_TRACE(testing::Message() << "length " << len << ", values "
+                                  << static_cast<int>(kind) << ", seed 33");
   const int pitch = len + 3;
   const Elements hist((kNumRows - 1) * pitch + len, kind, random);
   const Elements parts((kNumRows - 1) * pitch + len, kind, random);
@@ -124,15 +122,12 @@ void expectRows(Isa isa, int len, Values kind, Random& random) {
   ASSERT_TRUE(out.hold(expected));
 }
 
-TEST(RowKernels, AddWholeRows) {
+TEST_P(RowBodies, AddWholeRows) {
   Random random(33);
-  for (const Isa isa : kBodies) {
-    if (!runsHere(isa)) continue;
-    for (int len = 0; len <= 17; ++len) {
-      for (const Values kind : kAllValues) {
-        expectRows(isa, len, kind, random);
-        if (HasFatalFailure()) return;
-      }
+  for (int len = 0; len <= 17; ++len) {
+    for (const Values kind : kAllValues) {
+      expectRows(GetParam(), len, kind, random);
+      if (HasFatalFailure()) return;
     }
   }
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/support/guarded.h"
+#include "tests/support/isa.h"
 #include "tests/support/random.h"
 #include "tests/support/values.h"
 #include "ulmar/fft/fft_kernels.h"
@@ -127,21 +128,22 @@ class Passes {
   ReadOnly<cmplxFFT> twiddles_;
 };
 
-TEST(FftKernels, BodiesReturnTheSameBits) {
+class FftBodies : public IsaTest {};
+
+INSTANTIATE_TEST_SUITE_P(, FftBodies, testing::Values(Isa::sse2, Isa::avx, Isa::avx512),
+                         FftBodies::caseName);
+
+TEST_P(FftBodies, ReturnTheBitsOfTheScalarPasses) {
   Random random(41);
-  for (const Isa isa : {Isa::sse2, Isa::avx, Isa::avx512}) {
-    if (isa > bestIsa()) continue;
-    for (int n = kMinVectorPoints; n <= 2048; n *= 2) {
-      for (const Values kind : kAllValues) {
-        SCOPED_TRACE(testing::Message()
-                     << "body " << static_cast<int>(isa) << ", " << n
-                     << " points, values " << static_cast<int>(kind) << ", seed 41");
-        const Passes passes(fftKernelsFor(isa), n, kind, random);
-        passes.expectPairs();
-        passes.expectLast();
-        passes.expectEnds();
-        if (HasFailure()) return;
-      }
+  for (int n = kMinVectorPoints; n <= 2048; n *= 2) {
+    for (const Values kind : kAllValues) {
+      SCOPED_TRACE(testing::Message()
+                   << n << " points, values " << static_cast<int>(kind) << ", seed 41");
+      const Passes passes(fftKernelsFor(GetParam()), n, kind, random);
+      passes.expectPairs();
+      passes.expectLast();
+      passes.expectEnds();
+      if (HasFailure()) return;
     }
   }
 }

@@ -9,8 +9,8 @@ namespace ulmar {
 
 inline constexpr std::size_t kAreaAlign = 32;
 
-/// The host's bytes from `address` on, seen as elements of type T. The one place where
-/// untyped host memory becomes typed.
+/// The host's bytes from `address` on, as elements of type T. All conversions from
+/// untyped host memory go through here.
 template <typename T>
 T* asRecords(void* address) noexcept {
   return static_cast<T*>(address);

@@ -3,8 +3,9 @@
 namespace ulmar {
 
 Isa bestIsa() noexcept {
-  // The 512-bit bodies do without VBMI2, but processors that lack it lower their clock
-  // for 512-bit work, and with it that of everything else.
+  // No body uses VBMI2. It tells apart the first processors with AVX-512, which have
+  // none and lower their clock while they run 512-bit instructions: there the 256-bit
+  // bodies are the better choice.
   if (__builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vbmi2")) {
     return Isa::avx512;
   }

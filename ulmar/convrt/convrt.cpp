@@ -90,7 +90,8 @@ void ConvRT::runLowLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc,
   VecComplex const* const slotRows = acc + slot * state->numRows;
   const ulmar::RowKernels& kernels = ulmar::rowKernels();
 
-  // In every phase the segments take 1, 2, ... G of the newest partitions between them.
+  // In every phase one segment takes the first partition only, one the first two, and
+  // so on up to G: what the mid tier has not summed for this block.
   for (int numParts = 1; numParts <= numSegments; ++numParts) {
     const int segment = (numParts + state->segPhase - 1) & (numSegments - 1);
     // The run ends at the segment's newest column and never wraps, since
@@ -108,7 +109,8 @@ void ConvRT::runLowLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc,
     if (firstRow == 0) {
       ulmar::RowSums sums{};
       kernels.slideSums(&sums, 1, columns, newest, numParts, 0);
-      // The packed lane, DC and Nyquist, is summed once more, part by part.
+      // addRows has treated the packed lane, DC and Nyquist, as a complex value; it is
+      // summed again as two real ones.
       spectrum[0].re[0] = before.re[0] + (slotRows[0].re[0] + sums.direct.re[0]);
       spectrum[0].im[0] = before.im[0] + (slotRows[0].im[0] + sums.direct.im[0]);
     }

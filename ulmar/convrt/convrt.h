@@ -1,18 +1,21 @@
 // Uniformly partitioned FFT convolution with overlap-add, in three tiers of constant
 // cost.
 //
-// An impulse response is cut into partitions of one block; an output block's spectrum
-// is the sum over all partitions of the partition's spectrum times that of the input
-// block so many blocks back. The newest partitions are summed inside the call (low
-// tier), the others up to numSegments (mid tier) and numChunks (high tier) blocks
-// ahead, one segment and one chunk of the spectrum per block, so that every block costs
-// the same. Uniform partitioning and overlap-add: Stockham 1966; Gardner, "Efficient
+// An impulse response is cut into partitions of one block; its partition set holds
+// their spectra. An output block's spectrum is the sum over all partitions of the
+// partition's spectrum times that of the input block so many blocks back. The low tier
+// takes the first partitions, which meet the newest input blocks, in the block that
+// needs them. The mid tier sums the next ones up to numSegments blocks ahead, the high
+// tier all others up to numChunks blocks ahead; in each block they treat one segment
+// and one chunk of the spectrum, so that every block costs the same. The geometry, that
+// is the lengths of block and response and the division into segments and chunks, fixes
+// all counts. Uniform partitioning and overlap-add: Stockham 1966; Gardner, "Efficient
 // Convolution without Input-Output Delay", J. Audio Eng. Soc. 43, 1995, for the
 // scheduling problem.
 //
 // A block spectrum is the packed half spectrum of a transform of 2 blockLen points,
-// four elements to a VecComplex, natural group g holding elements 4g to 4g + 3. It is
-// stored in interleaved row order: row e holds group
+// four elements to a VecComplex: group g holds elements 4g to 4g + 3. A row is the
+// place of one group. Rows are interleaved: row e holds group
 //   (e mod rowsPerChunk) numChunks + floor(e / rowsPerChunk),
 // so that every chunk, a run of rowsPerChunk rows, samples the whole band. Element 0,
 // lane 0 of row 0, packs DC and Nyquist and multiplies part by part.
@@ -31,9 +34,9 @@
 /// Geometry, phase counters and memory of one engine. N, G, C below are blockLen,
 /// numSegments, chunksPerSegment; M = G C.
 ///
-/// A usable geometry, which the engine trusts its owner to choose: N, G, C and
-/// N / (4 M) >= 1 are powers of two; ringLen >= M; 1 to 3 inputs, 1 to 5 outputs. The
-/// counters start at zero together, and all memory but the tables zero-filled.
+/// The engine checks nothing. It needs N, G, C and N / (4 M) >= 1 to be powers of two,
+/// ringLen >= M, 1 to 3 inputs and 1 to 5 outputs. A stream starts with all counters
+/// zero and all memory but the tables and partition sets zero-filled.
 struct ULMAR_EXPORT ConvRTState {
   /// Derives every count; counters and addresses become zero.
   /// irLen: samples, at least 1. hfTruncate: convolve the upper half of the band with
@@ -95,9 +98,9 @@ class ULMAR_EXPORT ConvRTimpResp {
 };
 static_assert(sizeof(ConvRTimpResp) == 2 * sizeof(void*));
 
-/// The engine over one ConvRTState, built afresh for every block: all that lasts lives
-/// in the state's counters and memory. Per block, in this order: construct, register
-/// the partition sets, genOutput, doHousekeeping. Real-time safe.
+/// The engine over one ConvRTState. It keeps nothing of its own, all that lasts is in
+/// the state's counters and memory, and it is built afresh for every block: construct,
+/// register the partition sets, genOutput, doHousekeeping. Real-time safe.
 class ULMAR_EXPORT ConvRT {
  public:
   static constexpr int kMaxInputs = 3;
@@ -122,7 +125,8 @@ class ULMAR_EXPORT ConvRT {
   /// (ringPos + b) mod ringLen of the history.
   void updateInputHist(VecComplex* hist, double* in);
 
-  /// Adds the pair's low tier and its accumulator slot to the output spectrum.
+  /// Adds the pair's low tier, and what the other tiers have summed for this block in
+  /// its accumulator slot, to the output spectrum.
   /// Costs numRows (G + 1) / 2 row products in every phase.
   void runLowLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc,
                      VecComplex* spectrum);

@@ -1,9 +1,11 @@
-// The tiers that work ahead. After the counters' step, slot (s - k) mod M of a pair's
-// accumulator belongs to the block k + 1 blocks ahead, s being the next block's slot.
-// In the housekeeping that stepped to phases (m, h), the high tier overwrites chunk h
-// of segment m in all M slots with every partition that no later call will add, and the
-// mid tier adds to the other chunks of segment m, in the next G slots, the partitions
-// between.
+// The mid and the high tier, which sum into the blocks ahead. A pair's accumulator has
+// one slot, a spectrum, for each of the next M blocks: with s the slot of the next
+// block, slot (s - k) mod M belongs to the block k + 1 ahead.
+//
+// In the block whose phases have become segPhase = m and chunkPhase = h, the high tier
+// overwrites chunk h of segment m in all M slots with the sum over every partition that
+// no later call adds, and the mid tier adds the partitions between high and low tier to
+// the other chunks of segment m, in the next G slots.
 #include <algorithm>
 
 #include "ulmar/convrt/convrt.h"
@@ -16,14 +18,17 @@ using ulmar::kMaxSlots;
 using ulmar::RowKernels;
 using ulmar::RowSums;
 
-// Rows whose high tier is gathered before it goes to the slots, which lie numRows
-// apart, often a multiple of 4096 bytes: scattered row by row they would evict one
+// Rows whose high tier is summed before any of it is written to the slots. The slots
+// lie numRows elements apart, often a multiple of 4096 bytes, so their rows fall into
+// the same sets of the first-level cache: written row by row they would evict one
 // another.
 constexpr int kRowBlock = 8;
 
-// Row products of a run of history columns, `len` from `first` on, wrapping at ringLen,
-// with the partitions of numSlots neighbouring slots: slot k takes column first + i
-// with parts[i - k], i = max(0, k - lead) ... len - 1.
+using RowBlock = VecComplex[kMaxSlots][kRowBlock];
+
+// slideSums over `len` columns of a history's row, a ring of ringLen, from column
+// `first` on: slot k takes column (first + i) mod ringLen with parts[i - k],
+// i = max(0, k - lead) ... len - 1.
 void sumSlots(const RowKernels& kernels, RowSums* sums, int numSlots,
               VecComplex const* ring, int ringLen, int first, VecComplex const* parts,
               int len, int lead) noexcept {
@@ -33,7 +38,8 @@ void sumSlots(const RowKernels& kernels, RowSums* sums, int numSlots,
   kernels.slideSums(sums, numSlots, ring, parts + toWrap, len - toWrap, lead + toWrap);
 }
 
-// A copy of known size is a few moves, one of any size a slow start.
+// A whole block of rows has a size known at compile time, and is copied by a few moves
+// instead of a call.
 void copyRows(VecComplex const* from, int numRows, VecComplex* to) noexcept {
   if (numRows == kRowBlock) {
     std::copy_n(from, kRowBlock, to);
@@ -72,44 +78,50 @@ void ConvRT::doHousekeeping() {
 
 void ConvRT::runHighLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc) {
   const int numChunks = state->numChunks;
-  const int numIRBlocks = state->numIRBlocks;
   const int ringLen = state->ringLen;
   const int rowsPerChunk = state->rowsPerChunk;
   const int nextSlot = state->chunkPhase * state->numSegments + state->segPhase;
   const int chunk = state->segPhase * state->chunksPerSegment + state->chunkPhase;
+  const int upperSkip = std::max(state->hfSkipBlocks, 0);
 
   // The newest block's column in this segment: every slot's run ends there.
   int newest = state->ringPos + state->segPhase;
   if (newest >= ringLen) newest -= ringLen;
 
   const RowKernels& kernels = ulmar::rowKernels();
-  for (int firstInChunk = 0; firstInChunk < rowsPerChunk; firstInChunk += kRowBlock) {
-    const int numBlockRows = std::min(kRowBlock, rowsPerChunk - firstInChunk);
-    const int firstRow = chunk * rowsPerChunk + firstInChunk;
+  const auto sumRow = [&](RowSums* sums, int row, int skip, int firstSlot,
+                          int numSlots) {
+    const int len = std::max(0, state->numIRBlocks - 1 - skip - firstSlot);
+    VecComplex const* const oldest =
+        parts + row * state->rowPitch + (ringLen - state->numIRBlocks) + skip;
+    sumSlots(kernels, sums, numSlots, hist + row * state->rowPitch, ringLen,
+             wrapped(newest - len + 1, ringLen), oldest, len, 0);
+  };
+  const auto sumRows = [&](RowBlock& results, int firstInChunk, int numBlockRows,
+                           int firstSlot, int numSlots) {
+    for (int r = 0; r < numBlockRows; ++r) {
+      const int row = chunk * rowsPerChunk + firstInChunk + r;
+      const bool upperBand = 2 * (firstInChunk + r) >= rowsPerChunk;
+      RowSums sums[kMaxSlots];
+      std::fill_n(sums, numSlots, RowSums{});
+      sumRow(sums, row, upperBand ? upperSkip : 0, firstSlot, numSlots);
+      for (int k = 0; k < numSlots; ++k) {
+        results[k][r] = ulmar::rowResult(sums[k]);
+        if (row == 0) ulmar::setPackedLane(sums[k], results[k][r]);
+      }
+    }
+  };
+
+  for (int first = 0; first < rowsPerChunk; first += kRowBlock) {
+    const int numBlockRows = std::min(kRowBlock, rowsPerChunk - first);
+    VecComplex* const accRows = acc + chunk * rowsPerChunk + first;
     for (int firstSlot = 0; firstSlot < numChunks; firstSlot += kMaxSlots) {
       const int numSlots = std::min(kMaxSlots, numChunks - firstSlot);
-      VecComplex results[kMaxSlots][kRowBlock];
-
-      for (int r = 0; r < numBlockRows; ++r) {
-        const int row = firstRow + r;
-        const bool upperBand = 2 * (firstInChunk + r) >= rowsPerChunk;
-        const int skip = upperBand ? std::max(state->hfSkipBlocks, 0) : 0;
-        const int len = std::max(0, numIRBlocks - 1 - skip - firstSlot);
-        const int first = wrapped(newest - len + 1, ringLen);
-        VecComplex const* const tail =
-            parts + row * state->rowPitch + (ringLen - numIRBlocks) + skip;
-        RowSums sums[kMaxSlots];
-        std::fill_n(sums, numSlots, RowSums{});
-        sumSlots(kernels, sums, numSlots, hist + row * state->rowPitch, ringLen, first,
-                 tail, len, 0);
-        for (int k = 0; k < numSlots; ++k) {
-          results[k][r] = ulmar::rowResult(sums[k]);
-          if (row == 0) ulmar::setPackedLane(sums[k], results[k][r]);
-        }
-      }
+      RowBlock results;
+      sumRows(results, first, numBlockRows, firstSlot, numSlots);
       for (int k = 0; k < numSlots; ++k) {
         const int slot = (nextSlot - firstSlot - k) & (numChunks - 1);
-        copyRows(results[k], numBlockRows, acc + slot * state->numRows + firstRow);
+        copyRows(results[k], numBlockRows, accRows + slot * state->numRows);
       }
     }
   }
@@ -128,8 +140,8 @@ void ConvRT::runMidLatency(VecComplex* hist, VecComplex* parts, VecComplex* acc)
     return acc[((nextSlot - k) & (numChunks - 1)) * state->numRows + row];
   };
 
-  // Row 0 is among this call's rows: its packed lane is set aside, and takes its own
-  // sum in place of the complex one.
+  // Where row 0 is among this call's rows, its packed lane is set aside before the
+  // complex sum is added, and takes the sum of real products instead.
   const bool handlesRow0 = segPhase == 0 && chunkPhase != 0;
   for (int k = 0; handlesRow0 && k < numSegments; ++k) {
     dcSave[2 * k] = slotRow(k, 0).re[0];

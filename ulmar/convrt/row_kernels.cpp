@@ -1,4 +1,4 @@
-// Scalar body: the reference for every other. And the choice among them.
+// The scalar body, which is the reference for every other, and the choice of a body.
 #include "ulmar/convrt/row_kernels.h"
 
 #include <algorithm>

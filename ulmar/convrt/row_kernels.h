@@ -1,13 +1,15 @@
-// Row product sums, the arithmetic of every frequency-domain multiply-accumulate.
+// The frequency-domain multiply-accumulate. A row product is the product of two
+// VecComplex, four complex multiplications: one row of an input block's spectrum times
+// the same row of a partition's.
 //
-// For a run of pairs (x_i, h_i) each of the four lanes keeps four single-precision
-// running sums, started at zero and taken in increasing i, every product rounded before
-// it is added:
-//   RR = sum xr hr,  II = sum xi hi,  RI = sum xr hi,  IR = sum xi hr;
-// the lane's result is (RR - II, RI + IR). The packed lane, DC and Nyquist, multiplies
-// part by part, and its result is (RR, II) of the same sums. Exchanging x and h
-// exchanges RI and IR, hence changes no bit of a result. All bodies return the same
-// bits; only the payload of a NaN may differ.
+// A sum of row products over pairs (x_i, h_i) keeps four running sums in each of the
+// four lanes, in single precision, from zero and in increasing i, every product rounded
+// before it is added:
+//   RR = sum xr hr,  II = sum xi hi,  RI = sum xr hi,  IR = sum xi hr.
+// The lane's result is (RR - II, RI + IR). The packed lane holds two real values, DC
+// and Nyquist, so its result is (RR, II). Exchanging x and h exchanges RI and IR and
+// changes no bit of a result. All bodies return the same bits; only the payload of a
+// NaN may differ.
 #pragma once
 
 #include <cstddef>
@@ -17,29 +19,32 @@
 
 namespace ulmar {
 
-/// Running sums of one row product, of elements a and b; they carry over exactly from
-/// run to run, as long as a and b keep their roles.
+/// The running sums of row products a b. A sum may be continued in a further call and
+/// gets the same bits, as long as a and b are not exchanged.
 struct RowSums {
   VecComplex direct;  // re: sum ar br, im: sum ai bi
   VecComplex cross;   // re: sum ar bi, im: sum ai br
 };
 
+/// Most slots of one call of slideSums. A slot is the sum for one of the blocks ahead.
 inline constexpr int kMaxSlots = 16;
 
 /// One body of the kernels. All arrays lie on 32-byte boundaries; what is written
 /// overlaps nothing else.
 struct RowKernels {
-  /// A run of row products for numSlots neighbouring slots: `fixed` is the same for
-  /// all, `sliding` moves back by one element from slot to slot. For k < numSlots,
-  /// sums[k] takes
-  ///   a = sliding[i - k], b = fixed[i],  i = max(0, k - lead) ... len - 1.
-  /// numSlots is 1 to kMaxSlots; lead, at least 0, is how many elements have gone
-  /// before: with numSlots - 1 and more every slot takes all.
+  /// The multi-slot multiply-accumulate: for k = 0 ... numSlots - 1
+  ///   sums[k] += sum of sliding[i - k] fixed[i],  i = max(0, k - lead) ... len - 1.
+  /// All slots use the same `fixed` elements; the `sliding` ones lie one element
+  /// further back from slot to slot. `lead` says how many elements in front of
+  /// sliding[0] may be read: slot k reaches k back, and leaves out those products for
+  /// which that is too far. From lead = numSlots - 1 on, none is left out. numSlots is
+  /// 1 to kMaxSlots, lead at least 0.
   void (*slideSums)(RowSums* sums, int numSlots, VecComplex const* fixed,
                     VecComplex const* sliding, int len, int lead) noexcept;
 
-  /// One run of `len` row products in each of numRows rows, rowPitch elements apart in
-  /// hist and parts: out[row] += acc[row] + result. Treats all lanes alike.
+  /// One sum of `len` row products in each of numRows rows, which lie rowPitch elements
+  /// apart in hist and parts: out[row] += acc[row] + result, where the result of every
+  /// lane is (RR - II, RI + IR), the packed one included.
   void (*addRows)(VecComplex* out, VecComplex const* acc, VecComplex const* hist,
                   VecComplex const* parts, std::ptrdiff_t rowPitch, int numRows,
                   int len) noexcept;
@@ -49,20 +54,6 @@ extern const RowKernels kRowScalar;
 extern const RowKernels kRowSse2;
 extern const RowKernels kRowAvx;
 extern const RowKernels kRowAvx512;
-
-/// How a body that holds up to `atOnce` slots in registers divides slideSums: the size
-/// of the group of slots that starts at k, or 0 when no slot from k on has a pair. In a
-/// group either all slots take all elements (k < lead), or each starts one later than
-/// the slot before (k >= lead). Static, so that no body's copy of it serves another's.
-[[maybe_unused]] static int slotGroup(int k, int numSlots, int len, int lead,
-                                      int atOnce) noexcept {
-  const int numActive = numSlots < lead + len ? numSlots : lead + len;
-  const int left = numActive - k;
-  if (left <= 0) return 0;
-  const int numGroups = (left + atOnce - 1) / atOnce;
-  const int even = (left + numGroups - 1) / numGroups;
-  return k < lead && k + even > lead + 1 ? lead + 1 - k : even;
-}
 
 const RowKernels& rowKernelsFor(Isa isa) noexcept;
 

@@ -1,4 +1,4 @@
-// From running sums to results, for the schedule above the kernels.
+// From the running sums of row products to spectrum values.
 #pragma once
 
 #include "ulmar/convrt/row_kernels.h"
@@ -14,7 +14,7 @@ inline VecComplex rowResult(const RowSums& sums) noexcept {
   return result;
 }
 
-/// Lane 0 of `result` becomes the packed product sum.
+/// Makes lane 0 of row 0 the sum of the real products of DC and of Nyquist.
 inline void setPackedLane(const RowSums& sums, VecComplex& result) noexcept {
   result.re[0] = sums.direct.re[0];
   result.im[0] = sums.direct.im[0];

@@ -1,5 +1,7 @@
-// The three crossovers of the decoder, side by side. One body serves all processors:
-// the crossovers wait for their own results, and wider registers would wait with them.
+// The crossovers of the decoder's three signals W, X and Y, computed in parallel. The
+// scalar reference is APSplit. The only vector body uses SSE2: a crossover is
+// recursive, so its samples cannot be computed in parallel, and three signals leave
+// wider registers no more to do.
 #pragma once
 
 #include "ulmar/decoder/crossover.h"
@@ -16,9 +18,9 @@ struct SignalRun {
   double y[kMaxDecodeRun];
 };
 
-/// Splits the first `count` frames of `signals`, with the bits of APSplit: the low
-/// bands take their place, the high bands go to `high`. The states of W, X and Y
-/// advance.
+/// Splits the first `count` frames of `signals` into two bands, with the same bits as
+/// APSplit on each signal: the low bands replace the signals, the high bands go to
+/// `high`. states: of W, X and Y; they advance by `count` samples.
 void splitBands(SignalRun& signals, SignalRun& high, int count,
                 const cApXOverCfs<float>& cfs, sApXOverSts<float>* states) noexcept;
 

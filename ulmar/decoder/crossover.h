@@ -38,9 +38,9 @@ static_assert(sizeof(sApXOverSts<float>) == 28 &&
               offsetof(sApXOverSts<float>, z2) == 16 &&
               offsetof(sApXOverSts<float>, z1) == 20);
 
-/// Splits one sample and advances the state. Products of a coefficient with a stored
-/// value, and the sum of the two recursive products of B, are single precision; all
-/// else is double, and the bands are formed before the state is rounded. Real-time
-/// safe.
+/// Splits one sample and advances the state. The products of a coefficient with a
+/// stored value, and the sum of the two recursive products of B, are in single
+/// precision; all else is in double precision. The bands are computed from A and B
+/// before these are rounded to single precision for the state. Real-time safe.
 ULMAR_EXPORT void APSplit(double x, double* low, double* high, cApXOverCfs<float>* cfs,
                           sApXOverSts<float>* sts);

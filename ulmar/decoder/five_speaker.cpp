@@ -35,21 +35,21 @@ constexpr Matrix kHighBand = {
     .centreX = 0.37228,
 };
 
-void passChannels(double const* const* chanBufs, HostLong pos, int count,
+void passChannels(double const* const* channels, HostLong pos, int count,
                   double* const* feeds, double centreGain) noexcept {
-  std::copy_n(chanBufs[0] + pos, count, feeds[kLeft]);
-  std::copy_n(chanBufs[1] + pos, count, feeds[kRight]);
-  std::copy_n(chanBufs[2] + pos, count, feeds[kLeftSurround]);
-  std::copy_n(chanBufs[3] + pos, count, feeds[kRightSurround]);
-  for (int i = 0; i < count; ++i) feeds[kCentre][i] = centreGain * chanBufs[4][pos + i];
+  std::copy_n(channels[0] + pos, count, feeds[kLeft]);
+  std::copy_n(channels[1] + pos, count, feeds[kRight]);
+  std::copy_n(channels[2] + pos, count, feeds[kLeftSurround]);
+  std::copy_n(channels[3] + pos, count, feeds[kRightSurround]);
+  for (int i = 0; i < count; ++i) feeds[kCentre][i] = centreGain * channels[4][pos + i];
 }
 
-void takeSignals(double const* const* chanBufs, HostLong pos, int count, bool plainXY,
+void takeSignals(double const* const* channels, HostLong pos, int count, bool plainXY,
                  double yGain, SignalRun& signals) noexcept {
-  std::copy_n(chanBufs[0] + pos, count, signals.w);
+  std::copy_n(channels[0] + pos, count, signals.w);
   for (int i = 0; i < count; ++i) {
-    const double x = chanBufs[1][pos + i];
-    const double y = yGain * chanBufs[2][pos + i];
+    const double x = channels[1][pos + i];
+    const double y = yGain * channels[2][pos + i];
     signals.x[i] = plainXY ? x : (x + y) * kOverSqrt2;
     signals.y[i] = plainXY ? y : (x - y) * kOverSqrt2;
   }
@@ -88,19 +88,16 @@ void decodeBands(const SignalRun& low, const SignalRun& high, int count,
 
 }  // namespace
 
-void decodeFiveSpeakers(double const* const* chanBufs, HostLong pos, int count,
-                        double* const* feeds, float centreGain,
-                        const cApXOverCfs<float>& xoverCfs,
-                        sApXOverSts<float>* xoverSts, bool plainXY, bool passThrough,
-                        float yGain) noexcept {
-  if (passThrough) {
-    passChannels(chanBufs, pos, count, feeds, double{centreGain});
+void decodeFiveSpeakers(const SpeakerDecoding& decoding, double const* const* channels,
+                        HostLong pos, int count, double* const* feeds) noexcept {
+  if (decoding.passThrough) {
+    passChannels(channels, pos, count, feeds, double{decoding.centreGain});
     return;
   }
   SignalRun signals;
   SignalRun high;
-  takeSignals(chanBufs, pos, count, plainXY, double{yGain}, signals);
-  splitBands(signals, high, count, xoverCfs, xoverSts);
+  takeSignals(channels, pos, count, decoding.plainXY, double{decoding.yGain}, signals);
+  splitBands(signals, high, count, decoding.xoverCfs, decoding.xoverSts);
   decodeBands(signals, high, count, feeds);
 }
 

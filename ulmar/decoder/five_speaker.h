@@ -14,17 +14,25 @@
 
 namespace ulmar {
 
-/// Writes `count` frames of each of feeds[0 ... 4] from the five engine channels at
-/// `pos` and on, which are only read. count is 1 to kMaxDecodeRun; the feeds overlap
-/// nothing. With passThrough the channels are left front, right front, left surround,
-/// right surround and centre, the last under centreGain, and xoverSts stays as it is.
-/// Without, channels 0, 1 and 2 are W, X and yGain Y; unless plainXY, X and Y are the
-/// sum and the difference of channels 1 and 2 over sqrt 2. The three states in
-/// xoverSts, of W, X and Y, advance by count samples.
-void decodeFiveSpeakers(double const* const* chanBufs, HostLong pos, int count,
-                        double* const* feeds, float centreGain,
-                        const cApXOverCfs<float>& xoverCfs,
-                        sApXOverSts<float>* xoverSts, bool plainXY, bool passThrough,
-                        float yGain) noexcept;
+/// How the engine's five channels become speaker feeds.
+struct SpeakerDecoding {
+  const cApXOverCfs<float>& xoverCfs;
+  sApXOverSts<float>* xoverSts;  // three states, of W, X and Y
+  float centreGain;              // of channel 4 with passThrough, linear
+  float yGain;                   // of channel 2 without, linear
+  bool plainXY;  // channels 1 and 2 are X and Y, not (X + Y) and (X - Y) over sqrt 2
+  bool passThrough;  // the channels are speaker feeds already, see below
+};
+
+/// Writes `count` frames of each of feeds[0 ... 4] from the channels
+/// channels[0 ... 4][pos] and on, which are only read. count is 1 to kMaxDecodeRun; the
+/// feeds overlap nothing.
+///
+/// With passThrough the channels are left front, right front, left surround, right
+/// surround and centre, the last under centreGain; the crossovers' states stay as they
+/// are. Without, channel 0 is W, channels 1 and 2 give X and Y, and the states advance
+/// by `count` samples.
+void decodeFiveSpeakers(const SpeakerDecoding& decoding, double const* const* channels,
+                        HostLong pos, int count, double* const* feeds) noexcept;
 
 }  // namespace ulmar

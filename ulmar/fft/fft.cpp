@@ -16,13 +16,14 @@ void zeroExtend(Sample const* in, int count, double* out, int numPoints) {
   std::fill(out + numSamples, out + numPoints, 0.0);
 }
 
-// Passes are fused two by two; the last two or three are one kernel's.
+// Passes run in fused pairs; one kernel runs the last two or three.
 constexpr int kMostLastPasses = 3;
 
 int lastPasses(int numPasses) { return 2 + numPasses % 2; }
 
-// Up to this size a transform stays in the first-level cache from pass to pass; larger
-// ones are finished quarter by quarter.
+// Up to this size the data stay in the first-level cache from pass to pass. In a larger
+// transform each quarter, a transform of its own after two passes, is finished before
+// the next.
 constexpr int kLog2CachePoints = 10;
 
 void forwardPasses(const ulmar::FftKernels& kernels, cmplxFFT const* in, cmplxFFT* out,
@@ -96,8 +97,7 @@ void FFT::realfft(double scale, double const* in, cmplxFFT* out, cmplxFFT* work)
 void FFT::cmplxfft(cmplxFFT* in, cmplxFFT* out, int log2N) {
   const int numPoints = 1 << log2N;
   const ulmar::FftKernels& kernels = ulmar::fftKernels(numPoints);
-  // The table of the full size serves the half-size transform through every second
-  // entry.
+  // The twiddles of the half-size transform are every second entry of the table.
   const int stride = log2N == log2Size ? 1 : 2;
   forwardPasses(kernels, in, out, twiddleTab, log2N, stride);
 }

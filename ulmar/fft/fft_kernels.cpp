@@ -1,56 +1,27 @@
-// Scalar passes: the reference for every other body. And the choice among them.
+// The scalar passes, which are the reference for every other body, and the choice of a
+// body.
 #include "ulmar/fft/fft_kernels.h"
+
+#include "ulmar/base/butterfly.h"
 
 namespace ulmar {
 namespace {
 
-cmplxFFT sum(cmplxFFT a, cmplxFFT b) noexcept { return {a.re + b.re, a.im + b.im}; }
-
-cmplxFFT difference(cmplxFFT a, cmplxFFT b) noexcept {
-  return {a.re - b.re, a.im - b.im};
-}
-
-cmplxFFT times(cmplxFFT d, cmplxFFT w) noexcept {
-  return {w.re * d.re - w.im * d.im, w.im * d.re + w.re * d.im};
-}
-
-cmplxFFT timesConjugate(cmplxFFT d, cmplxFFT w) noexcept {
-  return {w.re * d.re + w.im * d.im, w.re * d.im - w.im * d.re};
-}
-
-template <typename Product>
-void butterflyPass(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
-                   int groups, int span, int stride, Product product) noexcept {
-  for (int group = 0; group < groups; ++group) {
-    const int base = 2 * span * group;
-    for (int i = 0; i < span; ++i) {
-      const cmplxFFT a = in[base + i];
-      const cmplxFFT b = in[base + i + span];
-      out[base + i] = sum(a, b);
-      out[base + i + span] = product(difference(a, b), twiddles[i * stride]);
-    }
-  }
-}
-
 void forwardPair(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
                  int groups, int q, int stride) noexcept {
-  butterflyPass(in, out, twiddles, groups, 2 * q, stride, times);
-  butterflyPass(out, out, twiddles, 2 * groups, q, 2 * stride, times);
+  const int numPoints = 4 * q * groups;
+  butterflyPass(in, out, twiddles, numPoints, 2 * q, stride, times<cmplxFFT>);
+  butterflyPass(out, out, twiddles, numPoints, q, 2 * stride, times<cmplxFFT>);
 }
 
 void forwardLast(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
                  int numPoints, int numPasses, int stride) noexcept {
   for (int span = 1 << (numPasses - 1); span > 1; span /= 2) {
-    butterflyPass(in, out, twiddles, numPoints / (2 * span), span, stride, times);
+    butterflyPass(in, out, twiddles, numPoints, span, stride, times<cmplxFFT>);
     in = out;
     stride *= 2;
   }
-  for (int k = 0; k < numPoints; k += 2) {
-    const cmplxFFT a = out[k];
-    const cmplxFFT b = out[k + 1];
-    out[k] = sum(a, b);
-    out[k + 1] = difference(a, b);
-  }
+  lastPass(out, numPoints);
 }
 
 void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* twiddles,
@@ -68,17 +39,20 @@ void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* t
   }
 }
 
+void inversePair(cmplxFFT* data, cmplxFFT const* twiddles, int groups, int q,
+                 int stride) noexcept {
+  const int numPoints = 4 * q * groups;
+  const auto product = timesConjugate<cmplxFFT>;
+  butterflyPass(data, data, twiddles, numPoints, 2 * q, stride, product);
+  butterflyPass(data, data, twiddles, numPoints, q, 2 * stride, product);
+}
+
 void inverseFirst(cmplxFFT const* packed, cmplxFFT* out, cmplxFFT const* twiddles,
                   int numPoints) noexcept {
   unpackSpectrum(packed, out, numPoints);
-  butterflyPass(out, out, twiddles, 1, numPoints / 2, 1, timesConjugate);
-  butterflyPass(out, out, twiddles, 2, numPoints / 4, 2, timesConjugate);
-}
-
-void inversePair(cmplxFFT* data, cmplxFFT const* twiddles, int groups, int q,
-                 int stride) noexcept {
-  butterflyPass(data, data, twiddles, groups, 2 * q, stride, timesConjugate);
-  butterflyPass(data, data, twiddles, 2 * groups, q, 2 * stride, timesConjugate);
+  const auto product = timesConjugate<cmplxFFT>;
+  butterflyPass(out, out, twiddles, numPoints, numPoints / 2, 1, product);
+  butterflyPass(out, out, twiddles, numPoints, numPoints / 4, 2, product);
 }
 
 void inverseLast(cmplxFFT* data, double* out, cmplxFFT const* twiddles,
@@ -86,8 +60,8 @@ void inverseLast(cmplxFFT* data, double* out, cmplxFFT const* twiddles,
                  int numPasses) noexcept {
   int stride = numPoints >> numPasses;
   for (int span = 1 << (numPasses - 1); span > 1; span /= 2) {
-    butterflyPass(data, data, twiddles, numPoints / (2 * span), span, stride,
-                  timesConjugate);
+    butterflyPass(data, data, twiddles, numPoints, span, stride,
+                  timesConjugate<cmplxFFT>);
     stride *= 2;
   }
   for (int k = 0; k < numPoints; k += 2) {

@@ -4,9 +4,10 @@
 //   a' = a + b,   b' = (a - b) w_i
 // with w_i = twiddles[i stride] forward and its conjugate inverse, and
 //   d w = (wr dr - wi di, wi dr + wr di),   d conj(w) = (wr dr + wi di, wr di - wi dr),
-// in double precision and without contraction. Two or three passes are fused into one
-// walk over memory; a body may take butterflies in any order, but what happens in one,
-// and so every bit, is the same. Only the payload of a NaN may differ.
+// in double precision, without fused multiply-add. A kernel runs two or three passes in
+// one walk over memory. A body may take the butterflies of a pass in any order; as the
+// operations within a butterfly are fixed, all bodies return the same bits. Only the
+// payload of a NaN may differ.
 #pragma once
 
 #include "ulmar/base/host_long.h"
@@ -28,15 +29,16 @@ struct FftKernels {
   void (*forwardLast)(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddles,
                       int numPoints, int numPasses, int stride) noexcept;
 
-  /// Splits the half-size transform z of a real signal, z[j] = x[2j] + i x[2j + 1],
-  /// into the packed half spectrum of x: out[k] = scale X[k]. z stands in bit-reversed
-  /// order; bitRev is the table of the full size n = 2 half.
+  /// The real-FFT post-pass: turns the half-size transform z of a real signal, that of
+  /// x[2j] + i x[2j + 1], into the packed half spectrum of x: out[k] = scale X[k]. z
+  /// stands in bit-reversed order; bitRev is the table of the full size n = 2 half.
   void (*splitReal)(double scale, cmplxFFT const* z, cmplxFFT* out,
                     cmplxFFT const* twiddles, HostLong const* bitRev,
                     int half) noexcept;
 
-  /// The first two inverse passes, spans n/2 and n/4, of the full spectrum behind a
-  /// packed one of n/2 values, to `out`. n = numPoints >= 16.
+  /// Reads a packed spectrum of n/2 values, extends it to the full spectrum of n by
+  /// conjugate symmetry, and writes it to `out` after its first two inverse passes,
+  /// spans n/2 and n/4. n = numPoints >= 16.
   void (*inverseFirst)(cmplxFFT const* packed, cmplxFFT* out, cmplxFFT const* twiddles,
                        int numPoints) noexcept;
 
@@ -44,8 +46,8 @@ struct FftKernels {
   void (*inversePair)(cmplxFFT* data, cmplxFFT const* twiddles, int groups, int q,
                       int stride) noexcept;
 
-  /// The last numPasses (2 or 3) inverse passes and the way back to natural order: real
-  /// parts only, out[bitRev[k]] = factor Re data[k]. May leave anything in data.
+  /// The last numPasses (2 or 3) inverse passes, of which only the real parts are kept
+  /// and brought to natural order: out[bitRev[k]] = factor Re data[k]. Destroys data.
   void (*inverseLast)(cmplxFFT* data, double* out, cmplxFFT const* twiddles,
                       HostLong const* bitRev, double factor, int numPoints,
                       int numPasses) noexcept;

@@ -10,11 +10,12 @@
 namespace ulmar {
 namespace {
 
-// Added to each input block's first sample: keeps the spectra of silence out of the
-// denormal range.
+// Added to each input block's first sample, so that the spectra of silence are no
+// denormals, which are slow to compute with.
 constexpr float kBoundaryOffset = 1e-14F;
 
-// In additions for In channels: a block that entries share gets as many.
+// The offset is added once per channel. Where several entries of the table share one
+// block, that block gets it several times.
 template <int In, int Out>
 void passBoundary(CallValues<In, Out>& call) noexcept {
   for (int k = 0; k < In; ++k) call.inBlk[k][0] += double{kBoundaryOffset};
@@ -24,16 +25,20 @@ void passBoundary(CallValues<In, Out>& call) noexcept {
   }
 }
 
-// The engine's output of a run, mapped to the outputs, and on to the host.
+// Takes a run of the engine's outputs through decoder and rear delay, mixes the dry
+// signal in and stores it in the host's buffers.
 template <int In, int Out>
 void playRun(CallValues<In, Out>& call, int run) noexcept {
   if constexpr (Out == 5) {
     double feeds[5][kMaxRun];
     double* const rows[5] = {feeds[0], feeds[1], feeds[2], feeds[3], feeds[4]};
-    decodeFiveSpeakers(call.outBlk, call.blockPos, run, rows, call.centreGain,
-                       call.params.xoverCfs, call.state.xoverSts,
-                       call.params.perOutputIR == 0, call.params.passThrough != 0,
-                       call.yGain);
+    const SpeakerDecoding decoding = {.xoverCfs = call.params.xoverCfs,
+                                      .xoverSts = call.state.xoverSts,
+                                      .centreGain = call.centreGain,
+                                      .yGain = call.yGain,
+                                      .plainXY = call.params.perOutputIR == 0,
+                                      .passThrough = call.params.passThrough != 0};
+    decodeFiveSpeakers(decoding, call.outBlk, call.blockPos, run, rows);
     delayRear(call, rows, run);
     emitOutput(call, rows, run);
   } else {
@@ -85,8 +90,13 @@ void ProcessType<Sample, In, Out>::Decoder(
   if constexpr (Out == 5) {
     double* const feeds[5] = {outFrame, outFrame + 1, outFrame + 2, outFrame + 3,
                               outFrame + 4};
-    ulmar::decodeFiveSpeakers(chanBufs, pos, 1, feeds, centreGain, *xoverCfs, xoverSts,
-                              plainXY, passThrough, yGain);
+    const ulmar::SpeakerDecoding decoding = {.xoverCfs = *xoverCfs,
+                                             .xoverSts = xoverSts,
+                                             .centreGain = centreGain,
+                                             .yGain = yGain,
+                                             .plainXY = plainXY,
+                                             .passThrough = passThrough};
+    ulmar::decodeFiveSpeakers(decoding, chanBufs, pos, 1, feeds);
   } else {
     for (int j = 0; j < Out; ++j) outFrame[j] = chanBufs[j][pos];
   }
@@ -108,8 +118,8 @@ constinit const ProcessType<float, 5, 5> FloatFive2Five{};
 
 namespace {
 
-// The driver is published as a plain member function, yet the objects are constant: it
-// reads and writes nothing of them.
+// The published member function is not const, but the published objects are; it uses
+// no data of theirs.
 template <typename Sample, int In, int Out>
 ProcessType<Sample, In, Out>& driver(
     const ProcessType<Sample, In, Out>& object) noexcept {

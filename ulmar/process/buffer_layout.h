@@ -1,7 +1,8 @@
-// Whether a call's buffers may be walked channel by channel over a run of frames. Frame
-// by frame, every sample of a frame is read before its outputs are written, and the
-// last output written to a place stays; a run gives the same result if no sample of one
-// channel shares its place with a sample of another frame of another channel.
+// Whether a call's buffers may be processed channel by channel over a run of frames.
+// The result must be that of single frames: all inputs of a frame are read before its
+// outputs are written, and of two outputs in one place the later stays. A run gives
+// that result if no sample of one channel has the same address as a sample of another
+// channel in another frame.
 #pragma once
 
 #include <cstddef>
@@ -37,8 +38,8 @@ inline Range bytesOf(const ChannelCursor& channel, std::ptrdiff_t numFrames) noe
 
 }  // namespace layout
 
-/// True if samples of the two channels share a place in the same frame only, or never:
-/// channels of one interleaved buffer (or the same channel), or buffers apart.
+/// True if samples of the two channels have the same address in the same frame only, or
+/// never: separate buffers, two channels of one interleaved buffer, or one channel.
 inline bool framesStayApart(const ChannelCursor& a, const ChannelCursor& b,
                             std::ptrdiff_t numFrames) noexcept {
   const layout::Range bytesA = layout::bytesOf(a, numFrames);

@@ -1,4 +1,5 @@
-// What one call of the driver works with, derived once at its start.
+// The values that one call of the driver works with: channel positions, gains and the
+// addresses of blocks and rings, derived from parameters and state when it starts.
 #pragma once
 
 #include <algorithm>
@@ -13,12 +14,13 @@
 
 namespace ulmar {
 
-/// Most frames that are taken channel by channel, the size of the scratch for one
-/// channel.
+/// Most frames of one run, which is processed channel by channel; the scratch memory of
+/// a channel has this many samples.
 inline constexpr int kMaxRun = kMaxDecodeRun;
 
-/// Five addresses, of which the first `numCarved` lie `pitch` elements apart from the
-/// area's start; the others repeat the last of them and so share its memory.
+/// Divides an area into numCarved parts of `pitch` elements and enters their addresses
+/// in the table. The entries behind them repeat the last address, so that channels
+/// without a part of their own share the last one's memory.
 template <typename T>
 void carve(T* (&table)[kMaxChannels], const ExternStruct::Area& area, int numCarved,
            int pitch) noexcept {
@@ -34,9 +36,9 @@ struct CallValues {
              const ParamStruct& params, StateStruct& state, const ExternStruct& ext,
              HostLong numFrames) noexcept;
 
-  /// How many of `framesLeft` frames may be taken channel by channel: up to the block's
-  /// end, as long as no ring position wraps, and none is written before its last
-  /// reading. At least 1.
+  /// How many of `framesLeft` frames the next run takes. It ends at the block's end,
+  /// where a ring position wraps, or before a ring's place would be overwritten that is
+  /// still to be read. At least 1.
   int runLength(HostLong framesLeft) const noexcept;
 
   /// Positions in the rings that are read in the current frame.
@@ -72,7 +74,7 @@ struct CallValues {
   ChannelCursor in[In];
   ChannelCursor out[Out];
 
-  bool frameByFrame;  // the buffers overlap in a way that only single frames resolve
+  bool frameByFrame;  // inputs and outputs overlap so that runs of one frame are needed
 
   int blockPos;
   int dryPos;
@@ -98,8 +100,9 @@ CallValues<In, Out>::CallValues(OstinSoundBuf const* inBufs,
   carve(dryBuf, ext.dryRings, engineInputs, params.dryRingLen);
   carve(outBlk, ext.outBlocks, params.numOutputs, params.blockLen);
   if (midSide) {
-    // The right channel's dry signal, which feeds output 2, stays in ring 1; entries
-    // that repeat the last ring repeat it as it stands now.
+    // Output 2 takes its dry signal from ring 2, and the right channel is captured in
+    // ring 1: both entries are one ring. The entries behind the carved ones repeat the
+    // last ring as this leaves it.
     dryBuf[2] = dryBuf[1];
     std::fill(dryBuf + engineInputs, std::end(dryBuf), dryBuf[engineInputs - 1]);
   }

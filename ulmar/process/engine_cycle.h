@@ -1,9 +1,10 @@
-// One run of the convolution engine at a block boundary. The engine's objects live on
-// the stack for the cycle only; its counters and memory are the host's.
+// One block of the convolution engine, run when the input block is complete. The
+// engine's objects stand on the stack; its counters and memory are the host's.
 #pragma once
 
 #include "ulmar/base/align.h"
 #include "ulmar/convrt/convrt.h"
+#include "ulmar/process/engine_state.h"
 #include "ulmar/process/host_records.h"
 
 namespace ulmar {
@@ -33,20 +34,18 @@ inline void attachAreas(const ExternStruct& ext, ConvRTState& engineState) noexc
   engineState.fftWork = alignedArea<char>(ext.fftWork.address);
 }
 
-/// The sets lie set after set, numRows * rowPitch VecComplex and one spare each. One
-/// per pair, input by input; or, with perOutputIR, one per output, which input i shares
-/// on outputs i, i + numInputs and 4 only.
+/// Gives every pair of engine input and output its partition set. The sets lie set
+/// after set, numRows * rowPitch VecComplex and one spare each.
 inline void registerSets(const ParamStruct& params, const ConvRTState& engineState,
                          VecComplex* sets, ConvRT& engine) noexcept {
   const std::ptrdiff_t setPitch =
       std::ptrdiff_t{engineState.numRows} * engineState.rowPitch + 1;
-  const bool perPair = params.perOutputIR == 0;
-  const int rowFactor = perPair ? params.numOutputs : 0;
-  for (int i = 0; i < params.numInputs; ++i) {
-    for (int j = 0; j < params.numOutputs; ++j) {
-      const bool feeds = perPair || j == i || j == i + params.numInputs || j == 4;
+  const SetTable table = setTableOf(params);
+  for (int i = 0; i < table.numInputs; ++i) {
+    for (int j = 0; j < table.numOutputs; ++j) {
+      const int set = table.indexOf(i, j);
       engine.setImpulseResponse(
-          i, j, feeds ? sets + (i * rowFactor + j) * setPitch : nullptr);
+          i, j, set == SetTable::kNone ? nullptr : sets + set * setPitch);
     }
   }
 }
@@ -56,9 +55,7 @@ inline void registerSets(const ParamStruct& params, const ConvRTState& engineSta
 inline void runEngineCycle(const ParamStruct& params, StateStruct& state,
                            const ExternStruct& ext, double** inBlocks,
                            double** outBlocks) noexcept {
-  ConvRTState engineState(params.blockLen, params.irLen, params.numInputs,
-                          params.numOutputs, params.numSegments,
-                          params.chunksPerSegment, params.hfTruncate != 0);
+  ConvRTState engineState = engineStateOf(params);
   restoreCounters(state, engineState);
   attachAreas(ext, engineState);
 

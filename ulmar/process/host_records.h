@@ -1,8 +1,8 @@
-// The records that the host shares with the library, word for word. The library owns no
-// memory: the host allocates the areas, fills the parameters, and keeps every limit
-// named here; nothing is checked. A stream starts from a zero-filled StateStruct and
-// zero-filled areas, the tables and partition sets excepted, and lives in them from
-// call to call.
+// The records that the host shares with the library; their layout is part of the
+// interface. The library owns no memory and checks nothing: the host allocates the
+// areas, fills the parameters and keeps every limit named here. A stream starts from a
+// zero-filled StateStruct and areas that are zero-filled but for the transform's tables
+// and the partition sets, and keeps all its data there from call to call.
 #pragma once
 
 #include <cstddef>
@@ -40,7 +40,7 @@ struct ParamStruct {
   std::int32_t dryDelay;      // samples, [0, dryRingLen)
   std::int32_t dryRingLen;    // samples, a power of two
   std::int32_t perOutputIR;   // flag: one set per output, cross pairs silent
-  std::int32_t foldToStereo;  // flag: fold the inputs onto engine inputs 0 and 1
+  std::int32_t foldToStereo;  // flag: down-mix the inputs to engine inputs 0 and 1
   std::int32_t passThrough;   // flag: engine outputs are speaker feeds already
   std::int32_t bypass;        // flag: outputs carry the delayed dry signal only
   float crossfeed;            // linear gain between engine inputs 0 and 1, if > 0
@@ -106,8 +106,7 @@ struct ExternStruct {
   Area outMem;       // outputs x (40 N + 32) bytes
   Area fwdSpectrum;  // cmplxFFT [N]
   Area dcSave;       // float [numSegments][2]
-  Area irSets;       // partition sets, setPitch apart, only read: set of pair (i, j) at
-                     // i * outputs + j; with perOutputIR one per output, set j
+  Area irSets;       // partition sets, setPitch apart, only read; see SetTable
 };
 static_assert(sizeof(ExternStruct::Area) == (ulmar::k32BitAddresses ? 16 : 24) &&
               offsetof(ExternStruct::Area, host) == sizeof(void*));
@@ -132,5 +131,31 @@ inline constexpr std::int32_t kFormatFloat = 1;
 
 /// The library's tables have room for five channels; sets for three by five pairs.
 inline constexpr int kMaxChannels = 5;
+
+/// Which partition set of irSets joins an engine input to an engine output: with one
+/// set per pair, each its own, input by input; with one per output, set j on output j,
+/// which input i feeds only where j is i, i + numInputs or 4.
+struct SetTable {
+  static constexpr int kNone = -1;
+
+  int numInputs;   // of the engine
+  int numOutputs;  // of the engine
+  bool perOutput;
+
+  constexpr int numSets() const noexcept {
+    return perOutput ? numOutputs : numInputs * numOutputs;
+  }
+
+  /// The set's index, or kNone where the pair is silent.
+  constexpr int indexOf(int input, int output) const noexcept {
+    if (!perOutput) return input * numOutputs + output;
+    const bool feeds = output == input || output == input + numInputs || output == 4;
+    return feeds ? output : kNone;
+  }
+};
+
+constexpr SetTable setTableOf(const ParamStruct& params) noexcept {
+  return {params.numInputs, params.numOutputs, params.perOutputIR != 0};
+}
 
 }  // namespace ulmar

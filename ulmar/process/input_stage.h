@@ -1,14 +1,14 @@
-// What happens to the input of a run of frames: capture into the engine's input blocks
-// and the dry rings at its start, conditioning of the engine's input at its end. Frames
-// do not depend on one another here; channels may, where table entries share a block or
-// ring.
+// The input of a run of frames. At the start of the run it is captured into the
+// engine's input blocks and the dry rings; at its end the engine's input is
+// conditioned: down-mix, crossfeed, mid and side. Frames do not depend on one another
+// here. Channels may, where entries of the tables share a block or ring.
 #pragma once
 
 #include "ulmar/process/call_values.h"
 
 namespace ulmar {
 
-/// Gain of centre and surrounds in the fold, exactly this decimal.
+/// Gain of centre and surrounds in the down-mix to stereo: this decimal, not sqrt(1/2).
 inline constexpr double kFoldGain = 0.7071;
 
 /// Channels are written in order, so a block or ring shared by several entries keeps
@@ -28,8 +28,9 @@ void captureInput(CallValues<In, Out>& call, int run) noexcept {
   for (ChannelCursor& channel : call.in) channel.advance(run);
 }
 
-/// Folds left, centre, right, left surround, right surround onto inputs 0 and 1.
-/// Entries may share a block, so every value is read where the formula has it.
+/// Down-mixes left, centre, right, left surround, right surround to inputs 0 and 1.
+/// Entries of the table may share a block, so that a write can change a later operand:
+/// each value is read at the place where the formula has it.
 template <int In, int Out>
 void foldToStereo(CallValues<In, Out>& call, int run) noexcept {
   const double crossfeed = double{call.params.crossfeed};

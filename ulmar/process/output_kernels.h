@@ -1,5 +1,4 @@
-// The last step of an output: metering, clamp, store. One body serves all processors,
-// since it uses nothing that the least of them lacks.
+// The last step of an output: metering, clamp, store.
 #pragma once
 
 #include <cstddef>
@@ -10,11 +9,16 @@ namespace ulmar {
 inline constexpr float kMaxSample = 0.999969482421875F;
 inline constexpr float kMinSample = -1.0F;
 
-/// Stores mix[i] at sample[i * step], i = 0 ... run - 1 in this order, clamped to
-/// kMinSample ... kMaxSample; not a number becomes the least sample. Returns the larger
-/// of `peak` and every |mix[i]|, which not a number leaves as it is. mix lies on a
-/// 16-byte boundary and apart from the samples.
+/// Stores mix[i], clamped to kMinSample ... kMaxSample, at sample[i * step] for
+/// i = 0 ... run - 1 in this order; a NaN becomes kMinSample. Returns the larger of
+/// `peak` and every |mix[i]|, NaNs ignored. mix lies on a 16-byte boundary and does not
+/// overlap the samples. The SSE2 body, which every processor can run and none would
+/// gain on with wider registers.
 float storeRun(float const* mix, int run, float* sample, std::ptrdiff_t step,
                float peak) noexcept;
+
+/// The same bits from the scalar reference, which asks for no alignment.
+float storeRunScalar(float const* mix, int run, float* sample, std::ptrdiff_t step,
+                     float peak) noexcept;
 
 }  // namespace ulmar

@@ -2,38 +2,12 @@
 
 #include <cmath>
 
+#include "ulmar/base/butterfly.h"
+
 namespace {
 
+using ulmar::butterflyPass;
 using ulmar::HostLong;
-
-cmplx sum(cmplx a, cmplx b) { return {a.re + b.re, a.im + b.im}; }
-
-cmplx difference(cmplx a, cmplx b) { return {a.re - b.re, a.im - b.im}; }
-
-cmplx times(cmplx d, cmplx w) {
-  return {w.re * d.re - w.im * d.im, w.im * d.re + w.re * d.im};
-}
-
-cmplx timesConjugate(cmplx d, cmplx w) {
-  return {w.re * d.re + w.im * d.im, w.re * d.im - w.im * d.re};
-}
-
-// A radix-2 pass, decimation in frequency: butterflies a + b, product(a - b, w) between
-// elements `span` apart, in groups of 2 span; butterfly j of a group takes twiddle j
-// stride.
-template <typename Product>
-void butterflyPass(const cmplx* in, cmplx* out, const cmplx* twiddles,
-                   HostLong numPoints, HostLong span, HostLong stride,
-                   Product product) {
-  for (HostLong base = 0; base < numPoints; base += 2 * span) {
-    for (HostLong j = 0; j < span; ++j) {
-      const cmplx a = in[base + j];
-      const cmplx b = in[base + span + j];
-      out[base + j] = sum(a, b);
-      out[base + span + j] = product(difference(a, b), twiddles[j * stride]);
-    }
-  }
-}
 
 // The half-size transform z[n] = (input[2n], input[2n + 1]) of N real samples,
 // bit-reversed.
@@ -67,17 +41,14 @@ void cmplxfft(cmplx* input, cmplx* output, cmplx* twiddleTab, HostLong log2Size,
               bool halfSize) {
   const HostLong numPoints = HostLong{1} << log2Size;
   HostLong stride = halfSize ? 2 : 1;
-  butterflyPass(input, output, twiddleTab, numPoints, numPoints / 2, stride, times);
+  butterflyPass(input, output, twiddleTab, numPoints, numPoints / 2, stride,
+                ulmar::times<cmplx>);
   for (HostLong span = numPoints / 4; span >= 2; span /= 2) {
     stride *= 2;
-    butterflyPass(output, output, twiddleTab, numPoints, span, stride, times);
+    butterflyPass(output, output, twiddleTab, numPoints, span, stride,
+                  ulmar::times<cmplx>);
   }
-  for (HostLong k = 0; k < numPoints; k += 2) {
-    const cmplx a = output[k];
-    const cmplx b = output[k + 1];
-    output[k] = sum(a, b);
-    output[k + 1] = difference(a, b);
-  }
+  ulmar::lastPass(output, numPoints);
 }
 
 void realfft(float scale, float* input, cmplx* spectrum, cmplx* work,
@@ -122,7 +93,7 @@ void realifft(float scale, cmplx* spectrum, float* output, cmplx* /*work*/,
   HostLong stride = 1;
   for (HostLong span = numSamples / 2; span >= 2; span /= 2) {
     butterflyPass(spectrum, spectrum, twiddleTab, numSamples, span, stride,
-                  timesConjugate);
+                  ulmar::timesConjugate<cmplx>);
     stride *= 2;
   }
   for (HostLong k = 0; k < numSamples; k += 2) {

@@ -4,6 +4,7 @@
 #include <immintrin.h>
 
 #include "ulmar/convrt/row_kernels.h"
+#include "ulmar/convrt/x86/slot_groups.h"
 
 namespace ulmar {
 namespace {
@@ -101,15 +102,10 @@ void addBothSums(RowSums* sums, VecComplex const* fixed, VecComplex const* cross
 
 // crossed: the fixed elements with their halves exchanged. With `staggered`, slot k
 // takes its first element at i = k.
-template <int Slots = kSlotsAtOnce>
-void addGroup(int numSlots, RowSums* sums, VecComplex const* fixed,
-              VecComplex const* crossed, VecComplex const* sliding, int len,
-              bool staggered) noexcept {
-  if (numSlots < Slots) {
-    if constexpr (Slots > 1) {
-      addGroup<Slots - 1>(numSlots, sums, fixed, crossed, sliding, len, staggered);
-    }
-  } else if constexpr (kSixteenRegisters) {
+template <int Slots>
+void addGroup(RowSums* sums, VecComplex const* fixed, VecComplex const* crossed,
+              VecComplex const* sliding, int len, bool staggered) noexcept {
+  if constexpr (kSixteenRegisters) {
     addBothSums<Slots>(sums, fixed, crossed, sliding, len, staggered);
   } else {
     addOneSum<Slots>(sums, &RowSums::direct, fixed, sliding, len, staggered);
@@ -122,16 +118,14 @@ void slideSums(RowSums* sums, int numSlots, VecComplex const* fixed,
   VecComplex crossed[kTile];
   for (int start = 0; start < len; start += kTile, lead += kTile) {
     const int tileLen = len - start < kTile ? len - start : kTile;
-    for (int i = 0; i < tileLen; ++i)
+    for (int i = 0; i < tileLen; ++i) {
       store(crossed[i], exchanged(load(fixed[start + i])));
-
-    int group = 0;
-    for (int k = 0; (group = slotGroup(k, numSlots, tileLen, lead, kSlotsAtOnce)) > 0;
-         k += group) {
-      const int late = k > lead ? k - lead : 0;
-      addGroup(group, sums + k, fixed + start + late, crossed + late,
-               sliding + start + late - k, tileLen - late, k >= lead);
     }
+    forEachGroup<kSlotsAtOnce>(
+        numSlots, tileLen, lead, [&]<int Slots>(int k, int late, bool staggered) {
+          addGroup<Slots>(sums + k, fixed + start + late, crossed + late,
+                          sliding + start + late - k, tileLen - late, staggered);
+        });
   }
 }
 

@@ -3,6 +3,7 @@
 #include <emmintrin.h>
 
 #include "ulmar/convrt/row_kernels.h"
+#include "ulmar/convrt/x86/slot_groups.h"
 
 namespace ulmar {
 namespace {
@@ -59,25 +60,15 @@ void addRun(RowSums* sums, VecComplex const* fixed, VecComplex const* sliding, i
   }
 }
 
-template <int Slots = kSlotsAtOnce>
-void addGroup(int numSlots, RowSums* sums, VecComplex const* fixed,
-              VecComplex const* sliding, int len, bool staggered) noexcept {
-  if (numSlots == Slots) {
-    addRun<Slots, kRealPass>(sums, fixed, sliding, len, staggered);
-    addRun<Slots, kImagPass>(sums, fixed, sliding, len, staggered);
-  } else if constexpr (Slots > 1) {
-    addGroup<Slots - 1>(numSlots, sums, fixed, sliding, len, staggered);
-  }
-}
-
 void slideSums(RowSums* sums, int numSlots, VecComplex const* fixed,
                VecComplex const* sliding, int len, int lead) noexcept {
-  int group = 0;
-  for (int k = 0; (group = slotGroup(k, numSlots, len, lead, kSlotsAtOnce)) > 0;
-       k += group) {
-    const int late = k > lead ? k - lead : 0;
-    addGroup(group, sums + k, fixed + late, sliding + late - k, len - late, k >= lead);
-  }
+  forEachGroup<kSlotsAtOnce>(
+      numSlots, len, lead, [=]<int Slots>(int k, int late, bool staggered) {
+        VecComplex const* const x = fixed + late;
+        VecComplex const* const h = sliding + late - k;
+        addRun<Slots, kRealPass>(sums + k, x, h, len - late, staggered);
+        addRun<Slots, kImagPass>(sums + k, x, h, len - late, staggered);
+      });
 }
 
 void addRows(VecComplex* out, VecComplex const* acc, VecComplex const* hist,

@@ -1,6 +1,6 @@
-// W, X and Y in the lanes of a register, two registers in double precision: each
-// crossover waits for its own last result, so one alone would leave the processor idle.
-// The fourth lane stays silent.
+// W, X and Y in the lanes of one register, or of two in double precision. Each
+// crossover needs its own last result, so one alone would leave the processor waiting.
+// The fourth lane is zero.
 #include <emmintrin.h>
 
 #include "ulmar/decoder/band_kernels.h"
