@@ -23,12 +23,12 @@ template <typename T>
 constexpr auto kSizeOf = static_cast<std::int64_t>(sizeof(T));
 
 std::int64_t setBytes(const ParamStruct& params) {
-  const ConvRTState state = engineState(params);
+  const ConvRTState state = engineStateOf(params);
   return (std::int64_t{state.numRows} * state.rowPitch + 1) * kSizeOf<VecComplex>;
 }
 
 void addEngineAreas(const ParamStruct& params, AreaSizes& sizes) {
-  const ConvRTState state = engineState(params);
+  const ConvRTState state = engineStateOf(params);
   const std::int64_t blockLen = params.blockLen;
   const std::int64_t inputs = params.numInputs;
   const std::int64_t outputs = params.numOutputs;
@@ -44,8 +44,7 @@ void addEngineAreas(const ParamStruct& params, AreaSizes& sizes) {
   sizes[Area::outMem] = outputs * (40 * blockLen + 32);
   sizes[Area::fwdSpectrum] = blockLen * kSizeOf<cmplxFFT>;
   sizes[Area::dcSave] = state.numSegments * 2 * kSizeOf<float>;
-  const std::int64_t numSets = params.perOutputIR != 0 ? outputs : inputs * outputs;
-  sizes[Area::irSets] = numSets * setBytes(params);
+  sizes[Area::irSets] = setTableOf(params).numSets() * setBytes(params);
 }
 
 }  // namespace

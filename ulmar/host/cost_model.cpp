@@ -33,7 +33,7 @@ StageCosts stageCosts(const Geometry& geometry) {
   ParamStruct params{};
   setGeometry(params, geometry);
   params.numInputs = params.numOutputs = 1;
-  const ConvRTState state = engineState(params);
+  const ConvRTState state = engineStateOf(params);
   const std::int64_t blockLen = state.blockLen;
   const std::int64_t log2Size = std::bit_width(static_cast<unsigned>(state.blockLen));
   const std::int64_t numRows = state.numRows;

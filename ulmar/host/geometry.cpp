@@ -34,7 +34,7 @@ ConvRTState countsOf(const Geometry& geometry) {
   ParamStruct params{};
   setGeometry(params, geometry);
   params.numInputs = params.numOutputs = 1;
-  return engineState(params);
+  return engineStateOf(params);
 }
 
 // The divisions that measured best over all bodies of the kernels and both builds
@@ -117,12 +117,6 @@ BlockCost blockCost(const Geometry& geometry) {
   cost.high = (state.rowsPerChunk - upperRows) * rowCost(state.numIRBlocks) +
               upperRows * rowCost(state.numIRBlocks - std::max(state.hfSkipBlocks, 0));
   return cost;
-}
-
-ConvRTState engineState(const ParamStruct& params) {
-  return {params.blockLen,       params.irLen,       params.numInputs,
-          params.numOutputs,     params.numSegments, params.chunksPerSegment,
-          params.hfTruncate != 0};
 }
 
 void setGeometry(ParamStruct& params, const Geometry& geometry) {

@@ -5,8 +5,7 @@
 
 #include <cstdint>
 
-#include "ulmar/convrt/convrt.h"
-#include "ulmar/process/host_records.h"
+#include "ulmar/process/engine_state.h"
 
 namespace ulmar::host {
 
@@ -51,10 +50,6 @@ struct BlockCost {
   std::int64_t total() const { return low + mid + high; }
 };
 BlockCost blockCost(const Geometry& geometry);
-
-/// The engine's state with the counts that it derives from the geometry and the numbers
-/// of engine inputs and outputs in `params`; counters and addresses are zero.
-ConvRTState engineState(const ParamStruct& params);
 
 /// Copies the geometry into the library's parameters, and back.
 void setGeometry(ParamStruct& params, const Geometry& geometry);

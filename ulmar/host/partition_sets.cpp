@@ -62,7 +62,7 @@ void buildEngineSets(const ParamStruct& params, const Responses& responses, int 
   FFT fft(static_cast<int>(fftSize), asRecords<char>(twiddles), asRecords<char>(bitRev),
           asRecords<char>(work[Area::fftWork]));
 
-  ConvRTState state = engineState(params);
+  ConvRTState state = engineStateOf(params);
   for (std::size_t index = 0; index < responses.samples.size(); ++index) {
     const auto& samples = responses.samples[index];
     const int first = std::min(start, static_cast<int>(samples.size()));

@@ -61,7 +61,8 @@ int chooseSlices(const Geometry& geometry, const ResponseShape& shape, int start
                  int numSlots) {
   ParamStruct params{};
   setGeometry(params, geometry);
-  const int mostSlices = std::max(1, engineState(params).rowsPerChunk / kMinSliceRows);
+  const int mostSlices =
+      std::max(1, engineStateOf(params).rowsPerChunk / kMinSliceRows);
   const std::int64_t share = blockCostOf(geometry, shape, start) / numSlots;
   const std::int64_t high = stageCosts(geometry).high;
   int numSlices = 1;
@@ -378,7 +379,7 @@ int StreamPlan::upperBandLen() const {
   const int whole = shape_.length();
   if (whole == 0 || params.hfTruncate == 0) return whole;
   const std::int64_t kept =
-      start + std::int64_t{engineState(params).hfKeepBlocks} * params.blockLen;
+      start + std::int64_t{engineStateOf(params).hfKeepBlocks} * params.blockLen;
   return static_cast<int>(std::min<std::int64_t>(kept, whole));
 }
 

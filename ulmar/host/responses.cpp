@@ -21,37 +21,30 @@ int ResponseShape::length() const {
   return lengths.empty() ? 0 : *std::max_element(lengths.begin(), lengths.end());
 }
 
-int ResponseShape::indexBetween(int input, int output) const {
-  if (!perOutput) return input * numOutputs + output;
-  const bool connected = output == input || output == input + numInputs || output == 4;
-  return connected ? output : -1;
-}
-
 int ResponseShape::lengthBetween(int input, int output) const {
-  const int index = indexBetween(input, output);
-  return index < 0 ? 0 : lengths[static_cast<std::size_t>(index)];
+  const int index = table().indexOf(input, output);
+  return index == SetTable::kNone ? 0 : lengths[static_cast<std::size_t>(index)];
 }
 
 int ResponseShape::numPairs() const {
   int count = 0;
   for (int input = 0; input < numInputs; ++input) {
     for (int output = 0; output < numOutputs; ++output) {
-      if (indexBetween(input, output) >= 0) ++count;
+      if (table().indexOf(input, output) != SetTable::kNone) ++count;
     }
   }
   return count;
 }
 
 ResponseShape shapeOf(const ParamStruct& params) {
-  const int numSets = params.perOutputIR != 0 ? params.numOutputs
-                                              : params.numInputs * params.numOutputs;
-  return {params.numInputs, params.numOutputs, params.perOutputIR != 0,
-          std::vector<int>(static_cast<std::size_t>(numSets), params.irLen)};
+  const SetTable table = setTableOf(params);
+  const auto numSets = static_cast<std::size_t>(table.numSets());
+  return {table.numInputs, table.numOutputs, table.perOutput,
+          std::vector<int>(numSets, params.irLen)};
 }
 
 void checkShape(const ResponseShape& shape) {
-  const int needed =
-      shape.perOutput ? shape.numOutputs : shape.numInputs * shape.numOutputs;
+  const int needed = shape.table().numSets();
   if (std::cmp_not_equal(shape.lengths.size(), needed)) {
     fail("the stream has ", shape.lengths.size(), " impulse responses, and needs ",
          needed);
@@ -71,9 +64,8 @@ ResponseShape Responses::shape() const {
 }
 
 const std::vector<float>* Responses::between(int input, int output) const {
-  const int index =
-      ResponseShape{numInputs, numOutputs, perOutput, {}}.indexBetween(input, output);
-  return index < 0 ? nullptr : &samples[static_cast<std::size_t>(index)];
+  const int index = SetTable{numInputs, numOutputs, perOutput}.indexOf(input, output);
+  return index == SetTable::kNone ? nullptr : &samples[static_cast<std::size_t>(index)];
 }
 
 Responses arrangeResponses(const Planar& channels, int materialChannels) {

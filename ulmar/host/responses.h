@@ -13,17 +13,15 @@ namespace ulmar::host {
 struct ResponseShape {
   int numInputs = 1;
   int numOutputs = 1;
-  /// One response per output, used by input i on outputs i, i + numInputs and 4,
-  /// instead of one per pair: what would cross over costs nothing.
+  /// One response per output instead of one per pair; pairs that then have none are
+  /// silent and cost nothing. See SetTable.
   bool perOutput = false;
-  /// Samples: [numOutputs], or [numInputs * numOutputs] with pair (i, j) at i *
-  /// numOutputs + j. May be empty where there is no response.
+  /// Samples, in the order of SetTable. May be empty where there is no response.
   std::vector<int> lengths;
 
   /// Samples of the longest.
   int length() const;
-  /// The index of a pair's response, or -1 where the pair is silent.
-  int indexBetween(int input, int output) const;
+  SetTable table() const { return {numInputs, numOutputs, perOutput}; }
   /// Samples of a pair's response, 0 where the pair is silent.
   int lengthBetween(int input, int output) const;
   /// Pairs that are not silent, each of which costs row products.

@@ -84,7 +84,7 @@ SnapshotHeader snapshotHeader(const StreamPlan& plan) {
 // The counters of an engine, by either of the records that hold them.
 template <typename State>
 void checkCounters(const State& state, const ParamStruct& params) {
-  const ConvRTState engine = engineState(params);
+  const ConvRTState engine = engineStateOf(params);
   checkRange("snapshot's ring position", state.ringPos, 0, engine.ringLen - 1);
   checkRange("snapshot's segment phase", state.segPhase, 0, engine.numSegments - 1);
   checkRange("snapshot's chunk phase", state.chunkPhase, 0,

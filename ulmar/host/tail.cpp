@@ -5,7 +5,6 @@
 
 #include "ulmar/base/align.h"
 #include "ulmar/host/areas.h"
-#include "ulmar/host/responses.h"
 
 namespace ulmar::host {
 namespace {
@@ -28,7 +27,7 @@ void saveCounters(const ConvRTState& from, TailState& to) noexcept {
 
 Tail::Tail(const TailPlan& plan, const ExternStruct& table)
     : plan_(&plan),
-      engineState_(host::engineState(plan.params)),
+      engineState_(engineStateOf(plan.params)),
       sets_(asRecords<VecComplex>(table.irSets.address)),
       setPitch_(static_cast<std::ptrdiff_t>(setOffset(plan.params, 1)) /
                 static_cast<std::ptrdiff_t>(sizeof(VecComplex))),
@@ -96,9 +95,7 @@ void Tail::passBoundary(TailState& state, const double* inBlocks,
 void Tail::run(const TailStage& stage, ConvRTState& counters, ConvRT& engine,
                int buffer) const noexcept {
   const auto [kind, i, j, slice] = stage;
-  const ResponseShape shape{
-      counters.numInputs, counters.numOutputs, plan_->params.perOutputIR != 0, {}};
-  VecComplex* const set = sets_ + shape.indexBetween(i, j) * setPitch_;
+  VecComplex* const set = sets_ + setTableOf(plan_->params).indexOf(i, j) * setPitch_;
   switch (kind) {
     case TailStage::Kind::transform:
       engine.updateInputHist(engine.inHist[i], inBlock(buffer, i));
