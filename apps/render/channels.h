@@ -51,6 +51,10 @@ class Sink {
   /// Where the stream writes kBufferFrames of each of its output channels.
   float* const* buffers() { return starts_.data(); }
 
+  /// Brings `frames` of what the stream has written from its scale to the file's,
+  /// exactly. The low-frequency channel, which the stream copies, has no scale.
+  void undoScale(float scale, int frames);
+
   /// Writes what the buffers hold of frames [first, end).
   void write(int first, int end);
 

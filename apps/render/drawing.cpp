@@ -96,7 +96,7 @@ std::vector<draw::Extent> costExtents(const Plan& plan, std::span<const double> 
     const double blocks =
         static_cast<double>(first) + 0.5 * static_cast<double>(part.size() + 1);
     const double frame =
-        blocks * plan.params.blockLen - static_cast<double>(plan.skippedFrames);
+        blocks * plan.blockLen() - static_cast<double>(plan.skippedFrames);
     extents.push_back({frame / plan.format.sampleRate, *low, *high});
   }
   return extents;
@@ -137,7 +137,7 @@ void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan&
     }
   }
   const double blockDuration =
-      static_cast<double>(plan.params.blockLen) / plan.format.sampleRate;
+      static_cast<double>(plan.blockLen()) / plan.format.sampleRate;
   plot.legend(std::vector<draw::LegendEntry>{
       {"least " + fixed(least, 1) + ", median " + fixed(median, 1) + ", most " +
            fixed(most, 1) + " \u00B5s; a block lasts " + fixed(1e6 * blockDuration, 0) +
@@ -153,7 +153,7 @@ std::string nameOf(const std::string& path) {
 std::string titleOf(const Plan& plan) {
   return nameOf(plan.material.path) + " through " + (plan.options.room ? "a " : "") +
          nameOf(plan.response.name) + ", in blocks of " +
-         std::to_string(plan.params.blockLen) + " frames";
+         std::to_string(plan.blockLen()) + " frames";
 }
 
 }  // namespace

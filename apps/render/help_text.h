@@ -19,8 +19,8 @@ inline constexpr const char* kFooter = R"(Examples:
 A response has 1 channel (every channel of the material through the same response),
 2 (left, right) or 4 (true stereo: left to left, left to right, right to left, right
 to right); material has 1 or 2. A response at another sample rate is resampled to
-the material's. The output is limited to full scale, also in a float file. A failed
-or interrupted run writes nothing and leaves an existing file as it was, but where
+the material's. Float files keep what is louder than full scale; integer samples are
+limited to it. A failed or interrupted run writes nothing and leaves an existing file as it was, but where
 only the picture or the printed report fails, the finished result stays, and the
 message says so.
 
@@ -36,7 +36,8 @@ left surround, right surround, unless they say otherwise. A response for them is
              side of the material to its own side and, at -3 dB, to the centre; or
              10, five from left and five from right.
 Dry mono comes from the centre, dry stereo from left and right. 5.0 and 5.1 material
-feeds the reverberation as left and right, see --fold; dry, it keeps its channels.
+is down-mixed for the reverberation, L + 0.7071 (C + Ls) to the left and R + 0.7071
+(C + Rs) to the right; dry, it keeps its channels.
 The low-frequency channel of 5.1 is copied as it is, in time with the others. From
 other material it is silent.)";
 

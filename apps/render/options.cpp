@@ -15,6 +15,7 @@ namespace {
 using apps::UsageError;
 
 constexpr Range kBlockLen = {host::kMinBlockLen, host::kMaxBlockLen, ""};
+constexpr Range kTailBlock = {2 * host::kMinBlockLen, host::kMaxBlockLen, ""};
 constexpr Range kSeed = {0, std::numeric_limits<std::uint32_t>::max(), ""};
 constexpr Range kPredelay = {0.0, 10000.0, " ms"};
 constexpr Range kCrossfeed = {0.0, 1.0, ""};
@@ -151,10 +152,6 @@ void addSurroundOptions(CLI::App& app, Options& options) {
         options.rearDelay = parseNumber("--rear-delay", text, kRearDelay) / 1000.0;
       },
       "Delay the surrounds' reverberation");
-  app.add_flag("--fold", options.fold,
-               "Feed the reverberation with L + 0.7071 (C + Ls)\n"
-               "and R + 0.7071 (C + Rs), as is always done with\n"
-               "5.0 and 5.1 material");
 }
 
 void addEngineOptions(CLI::App& app, Options& options) {
@@ -166,9 +163,18 @@ void addEngineOptions(CLI::App& app, Options& options) {
       },
       "Block length and latency, a power of two\n"
       "(default: 512)");
+  addValue(
+      app, "--tail-block", "WHAT",
+      [&](const std::string& text) {
+        options.tailBlock = parseTailBlock("--tail-block", text, kTailBlock);
+      },
+      "A second engine of longer blocks for the end of\n"
+      "the response, at less work: auto, off or its\n"
+      "block length in frames (default: auto)");
   app.add_flag("--hf-truncate", options.hfTruncate,
                "Save work: cut the response above a quarter of\n"
-               "the sample rate after the first 32 blocks");
+               "the sample rate after the first 32 blocks, or\n"
+               "with a second engine after 32 of its blocks");
 }
 
 void addOutputOptions(CLI::App& app, Options& options) {

@@ -7,6 +7,7 @@
 
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/audio/channel_layout.h"
+#include "ulmar/host/plan.h"
 #include "ulmar/host/surround_responses.h"
 #include "ulmar/room/room.h"
 
@@ -56,12 +57,12 @@ struct Options {
 
   bool decode = false;
   bool passThrough = false;
-  bool fold = false;                // the material is
   std::optional<double> crossover;  // Hz
   double rearDelay = 0.0;           // s
 
   int blockLen = 512;  // frames
   bool hfTruncate = false;
+  int tailBlock = host::kTailAuto;  // of a second engine; see host::StreamOptions
 
   Tail tail;
   std::optional<audio::ChannelLayout> outLayout;  // what material and response make

@@ -6,7 +6,6 @@
 
 #include "apps/common/text.h"
 #include "apps/draw/picture.h"
-#include "ulmar/host/areas.h"
 #include "ulmar/host/crossover_design.h"
 #include "ulmar/host/error.h"
 #include "ulmar/host/geometry.h"
@@ -15,6 +14,11 @@ namespace ulmar::render {
 namespace {
 
 using apps::framesIn;
+
+// Scaling by a power of two is exact as long as nothing becomes denormal: gains from
+// -200 dB on, and outputs down to 2^-94 of full scale, are normal numbers still. The
+// library's limit then lies at 2^32, 193 dB above full scale.
+constexpr float kFloatScale = 0x1p-32F;
 
 void refuseToReplace(const std::string& input, const std::string& output) {
   std::error_code missing;  // then they differ, or reading the input says more
@@ -30,11 +34,17 @@ void refuseUseless(const Options& options, const audio::AudioInfo& material) {
   }
 }
 
+std::optional<double> crossoverOf(const Options& options, const Routing& routing) {
+  if (!routing.decodes()) return std::nullopt;
+  return options.crossover.value_or(host::kDefaultCrossover);
+}
+
 host::StreamOptions streamOptions(const Options& options, const Routing& routing,
                                   const ResponseInfo& response, int sampleRate) {
   host::StreamOptions stream;
   stream.blockLen = options.blockLen;
   stream.hfTruncate = options.hfTruncate;
+  stream.tail = options.tailBlock;
   stream.wetGain = static_cast<float>(options.wetGain);
   stream.dryGain = static_cast<float>(options.dryGain);
   stream.crossfeed = static_cast<float>(options.crossfeed);
@@ -45,9 +55,8 @@ host::StreamOptions streamOptions(const Options& options, const Routing& routing
     stream.passThrough = !routing.decodes();
     stream.rearDelay = static_cast<int>(framesIn(options.rearDelay, sampleRate));
   }
-  if (routing.decodes()) {
-    stream.crossover = host::designCrossover(
-        options.crossover.value_or(host::kDefaultCrossover), sampleRate);
+  if (const auto crossover = crossoverOf(options, routing)) {
+    stream.crossover = host::designCrossover(*crossover, sampleRate);
   }
   return stream;
 }
@@ -63,9 +72,9 @@ std::int64_t tailFrames(const Plan& plan) {
     case Tail::Kind::seconds:
       return framesIn(tail.seconds, plan.material.sampleRate);
     default:
-      return plan.params.irLen - 1 + plan.params.blockLen - plan.skippedFrames +
-             plan.params.rearDelay +
-             (plan.routing.decodes() ? host::crossoverTail(plan.params.xoverCfs) : 0);
+      return plan.stream.shape().length() - 1 + plan.blockLen() - plan.skippedFrames +
+             plan.params().rearDelay +
+             (plan.routing.decodes() ? host::crossoverTail(plan.params().xoverCfs) : 0);
   }
 }
 
@@ -95,25 +104,22 @@ Plan makePlan(const Options& options, const audio::AudioInfo& material) {
   }
   PreparedResponse prepared = prepareResponse(options, material);
 
-  Plan plan;
-  plan.options = options;
-  plan.material = material;
-  plan.response = std::move(prepared.info);
-  plan.responses = std::move(prepared.responses);
-  plan.routing = prepared.routing;
-  plan.params = host::streamParams(
-      plan.responses,
-      streamOptions(options, plan.routing, plan.response, material.sampleRate));
-  const ParamStruct& params = plan.params;
-  plan.numPartitions = (params.irLen - 1) / params.blockLen + 1;
-  plan.rowProducts =
-      host::blockCost(host::geometryOf(params)).total() * plan.responses.numPairs();
-  plan.memory =
-      host::areaSizes(params, plan.routing.streamInputs(), plan.routing.streamOutputs())
-          .total();
+  const Routing routing = prepared.routing;
+  host::StreamPlan stream(
+      routing.streamInputs(), routing.streamOutputs(), prepared.responses.shape(),
+      streamOptions(options, routing, prepared.info, material.sampleRate));
+  Plan plan{.options = options,
+            .material = material,
+            .response = std::move(prepared.info),
+            .responses = std::move(prepared.responses),
+            .routing = routing,
+            .stream = std::move(stream),
+            .crossover = crossoverOf(options, routing),
+            .format = {}};
   plan.skippedFrames = options.align ? plan.latency() : 0;
   plan.tailFrames = tailFrames(plan);
   plan.format = outputFormat(plan);
+  if (plan.format.samples == audio::SampleFormat::float32) plan.scale = kFloatScale;
   if (!options.output.empty()) audio::checkAudioOutput(options.output, plan.format);
   if (!options.picture.empty()) {
     refuseToReplace(material.path, options.picture);

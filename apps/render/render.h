@@ -1,6 +1,7 @@
 // The rendering of a plan: material through the stream into the output file.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "apps/render/channels.h"
@@ -12,8 +13,13 @@ namespace ulmar::render {
 
 struct Rendering {
   double elapsed = 0.0;  // s, from the set-up of the stream to the last frame written
-  std::vector<ChannelLevel> levels;  // of each channel of the file; peaks are those
-                                     // before the clamp
+  double timesRealTime = 0.0;
+  std::vector<std::string> channels;  // names, empty where there is none
+  std::vector<ChannelLevel> levels;   // of each channel of the file; peaks are those
+                                      // before any limit
+  /// The gain that would have kept every sample within full scale, at most 1.
+  double gainWithoutClipping = 1.0;
+  bool limited = false;  // some samples were not written as they came out
 };
 
 /// Holds a buffer's length of the material at a time. material: at its start. The

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 #include <string_view>
 
 #include "apps/common/text.h"
 #include "apps/render/option_values.h"
-#include "ulmar/host/crossover_design.h"
+#include "ulmar/host/geometry.h"
 
 namespace ulmar::render {
 namespace {
@@ -17,9 +16,6 @@ using apps::countText;
 using apps::decibelText;
 using apps::fixed;
 using apps::secondsText;
-
-// The library's upper clamp.
-constexpr double kFullScale = 32767.0 / 32768.0;
 
 // One line: what it is about in a column of its own, then the sentence.
 std::string line(std::string_view label, const std::string& text) {
@@ -91,10 +87,9 @@ std::string decodingText(const Plan& plan) {
     text = mono ? "mono through W, X and Y of both sources"
                 : "left and right, each through its own W, X and Y";
   }
-  const double crossover = plan.options.crossover.value_or(host::kDefaultCrossover);
   return text +
          ", decoded for loudspeakers at 0, +-45 and +-130 degrees in two bands about " +
-         fixed(crossover, 0) + " Hz";
+         fixed(*plan.crossover, 0) + " Hz";
 }
 
 std::string feedsText(const Plan& plan) {
@@ -128,30 +123,32 @@ std::string routingText(const Plan& plan) {
 }
 
 std::string truncationText(const Plan& plan) {
-  const ParamStruct& params = plan.params;
-  const int numChunks = params.numSegments * params.chunksPerSegment;
-  const int numKept = std::max(numChunks, 32);
-  if (params.hfTruncate == 0) return "";
-  if (plan.numPartitions <= numKept) {
-    return ", upper band left whole, as the response is no longer than " +
-           std::to_string(numKept) + " blocks";
+  if (!plan.options.hfTruncate) return "";
+  const int kept = plan.stream.upperBandLen();
+  if (kept == plan.stream.shape().length()) {
+    return ", upper band left whole, as the response is too short to cut";
   }
-  return ", upper band cut after " +
-         secondsText(std::int64_t{numKept} * params.blockLen,
-                     plan.material.sampleRate) +
+  return ", upper band cut after " + secondsText(kept, plan.material.sampleRate) +
          (plan.response.predelay > 0 ? " of predelay and response" : "");
 }
 
+// "31 blocks of 128 frames, in 8 segments of 1 chunk".
+std::string geometryText(const host::Geometry& geometry) {
+  return countText(geometry.numBlocks(), "block") + " of " +
+         std::to_string(geometry.blockLen) + " frames, in " +
+         countText(geometry.numSegments, "segment") + " of " +
+         countText(geometry.chunksPerSegment, "chunk");
+}
+
 std::string engineText(const Plan& plan) {
-  const ParamStruct& params = plan.params;
-  std::ostringstream text;
-  text << countText(plan.numPartitions, "block") << " of " << params.blockLen
-       << " frames, in " << countText(params.numSegments, "segment") << " of "
-       << countText(params.chunksPerSegment, "chunk") << ", "
-       << countText(plan.rowProducts, "row product") << " per block"
-       << truncationText(plan) << ", "
-       << fixed(static_cast<double>(plan.memory) / (1 << 20), 1) << " MiB";
-  return text.str();
+  std::string text = geometryText(host::geometryOf(plan.params()));
+  if (const auto& tail = plan.stream.tail()) {
+    text += ", then " + geometryText(tail->geometry) + ", spread over " +
+            std::to_string(tail->numSlots) + " blocks of the first";
+  }
+  const std::int64_t memory = plan.stream.streamBytes() + plan.stream.setBytes();
+  return text + truncationText(plan) + ", " +
+         fixed(static_cast<double>(memory) / (1 << 20), 1) + " MiB";
 }
 
 std::string latencyText(const Plan& plan) {
@@ -172,9 +169,9 @@ std::string mixText(const Plan& plan) {
     text += ", predelay " + fixed(1000.0 * options.predelay, 1) + " ms (" +
             countText(plan.response.predelay, "frame") + ")";
   }
-  if (plan.params.rearDelay > 0) {
+  if (plan.params().rearDelay > 0) {
     text += ", surrounds " + fixed(1000.0 * options.rearDelay, 1) + " ms late (" +
-            countText(plan.params.rearDelay, "frame") + ")";
+            countText(plan.params().rearDelay, "frame") + ")";
   }
   if (options.crossfeed > 0.0) text += ", crossfeed " + fixed(options.crossfeed, 2);
   return text;
@@ -194,14 +191,12 @@ std::string outputText(const Plan& plan) {
 }
 
 // One value of each channel, under its name.
-std::string channelsText(const Plan& plan, const Rendering& rendering,
-                         double ChannelLevel::*value) {
-  const std::vector<std::string> names = audio::channelNames(plan.routing.output);
+std::string channelsText(const Rendering& rendering, double ChannelLevel::*value) {
   std::string text;
-  for (std::size_t j = 0; j < names.size(); ++j) {
+  for (std::size_t j = 0; j < rendering.channels.size(); ++j) {
     const double gain = rendering.levels[j].*value;
     if (j > 0) text += ", ";
-    if (!names[j].empty()) text += names[j] + " ";
+    if (!rendering.channels[j].empty()) text += rendering.channels[j] + " ";
     text += gain > 0.0 ? decibelText(gain) + "FS" : "silence";
   }
   return text;
@@ -210,11 +205,10 @@ std::string channelsText(const Plan& plan, const Rendering& rendering,
 std::string speedText(const Plan& plan, const Rendering& rendering) {
   // Of less than this, setting up is most of what was timed.
   constexpr double kLeastToCompare = 0.1;  // s
-  const double duration =
-      static_cast<double>(plan.outFrames()) / plan.format.sampleRate;
+  const double duration = plan.outSeconds();
   const std::string elapsed = " in " + secondsText(rendering.elapsed);
   if (duration < kLeastToCompare) return countText(plan.outFrames(), "frame") + elapsed;
-  const double speed = duration / rendering.elapsed;
+  const double speed = rendering.timesRealTime;
   return secondsText(duration) + elapsed + ", " + fixed(speed, speed < 10.0 ? 1 : 0) +
          " times real time";
 }
@@ -236,26 +230,22 @@ std::string adviceText(const Options& options, double change) {
 }
 
 std::string peakText(const Plan& plan, const Rendering& rendering) {
-  const std::string text = channelsText(plan, rendering, &ChannelLevel::peak);
-  const double gain = gainWithoutClipping(plan, rendering);
-  if (gain == 1.0) return text + ", nothing clipped";
+  const std::string text = channelsText(rendering, &ChannelLevel::peak);
+  const double gain = rendering.gainWithoutClipping;
+  if (gain == 1.0) return text + ", within full scale";
   // Rounded down, so that it is enough.
   const double decibels = std::floor(2000.0 * std::log10(gain)) / 100.0;
-  return text + ", clipped: the output is limited to full scale, also in float; " +
-         adviceText(plan.options, decibels);
+  const std::string advice = adviceText(plan.options, decibels);
+  if (!rendering.limited) {
+    return text + ", above full scale, which a float file keeps; " + advice;
+  }
+  return text + ", clipped: " +
+         (plan.scale == 1.0F ? "integer samples are limited to full scale; "
+                             : "even float is limited to 192.7 dBFS; ") +
+         advice;
 }
 
 }  // namespace
-
-double gainWithoutClipping(const Plan& plan, const Rendering& rendering) {
-  double peak = 0.0;
-  for (std::size_t j = 0; j < rendering.levels.size(); ++j) {
-    const bool copied = !plan.format.speakers.empty() &&
-                        plan.format.speakers[j] == audio::Speaker::lowFrequency;
-    if (!copied) peak = std::max(peak, rendering.levels[j].peak);
-  }
-  return peak > kFullScale ? kFullScale / peak : 1.0;
-}
 
 std::string describe(const Plan& plan) {
   return line("material", materialText(plan)) + line("response", responseText(plan)) +
@@ -266,7 +256,7 @@ std::string describe(const Plan& plan) {
 
 std::string describe(const Plan& plan, const Rendering& rendering) {
   return line("peak", peakText(plan, rendering)) +
-         line("level", channelsText(plan, rendering, &ChannelLevel::rms) + ", as RMS") +
+         line("level", channelsText(rendering, &ChannelLevel::rms) + ", as RMS") +
          line("rendered", speedText(plan, rendering));
 }
 

@@ -164,8 +164,7 @@ void refuseMismatch(const Routing& routing, const std::string& material,
   }
 }
 
-void refuseUseless(const Options& options, const Routing& routing,
-                   const std::string& material) {
+void refuseUseless(const Options& options, const Routing& routing) {
   const std::string output = wordFor(routing.output, kChannelLayoutWords);
   if (options.crossover && !routing.decodes()) {
     fail("cannot cross over at ", *options.crossover,
@@ -176,11 +175,6 @@ void refuseUseless(const Options& options, const Routing& routing,
     fail("cannot delay the surrounds by ", 1000.0 * options.rearDelay,
          " ms (--rear-delay): the output is ", output,
          ", and only 5.0 and 5.1 have any");
-  }
-  if (options.fold && !routing.folds()) {
-    fail("cannot fold ", material, " (--fold): it is ",
-         wordFor(routing.material, kChannelLayoutWords),
-         ", and only 5.0 and 5.1 can be folded");
   }
 }
 
@@ -222,7 +216,7 @@ Routing routingFor(const Options& options, const audio::AudioInfo& material,
   routing.output = outputLayout(options, routing.material, routing.response);
   refuseMismatch(routing, material.path,
                  response == nullptr ? "the room" : response->path);
-  refuseUseless(options, routing, material.path);
+  refuseUseless(options, routing);
   return routing;
 }
 

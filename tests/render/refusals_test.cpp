@@ -202,7 +202,6 @@ std::vector<Refusal> surroundRefusals() {
       {surround("dry.wav", "ir.wav", {"--crossover", "500"}), {"500 Hz", "--crossover", "stereo"}},
       {surround("dry.wav", "", {"--decode", "--crossover", "24000"}), {"24000 Hz", "23952"}},
       {surround("dry.wav", "", {"--rear-delay", "5"}), {"5 ms", "--rear-delay", "stereo"}},
-      {surround("dry.wav", "", {"--fold"}), {"dry.wav", "--fold", "stereo"}},
       {surround("dry.wav", "", {"--out-layout", "7.1"}), {"'7.1'", "mono, stereo, 5.0 or 5.1"}, 2},
       {surround("dry.wav", "", {"--rear-delay", "1001"}), {"'1001'", "0 to 1000 ms"}, 2},
       {surround("dry.wav", "", {"--crossover", "0"}), {"'0'", "1 to 384000 Hz"}, 2},
