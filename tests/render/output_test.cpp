@@ -10,6 +10,7 @@
 #include "tests/support/convolution.h"
 #include "tests/support/pictures.h"
 #include "tests/support/random.h"
+#include "ulmar/host/stream.h"
 
 namespace ulmar::render {
 namespace {
@@ -216,7 +217,10 @@ void expectFile(const Case& c, const std::string& path,
   double worst = 0.0;
   for (std::size_t k = 0; k < out.size(); ++k) {
     const double sample = expected[k % expected.size()][k / expected.size()];
-    worst = std::max(worst, std::abs(std::clamp(sample, -1.0, kUpperClamp) - out[k]));
+    // Integer samples are limited to full scale.
+    const double written =
+        c.step > 0.0 ? std::clamp(sample, -1.0, kUpperClamp) : sample;
+    worst = std::max(worst, std::abs(written - out[k]));
   }
   EXPECT_LT(worst, 1e-5 * highest + c.step / 2.0);
 }
@@ -343,6 +347,39 @@ TEST(Output, KnowsRoomsBySizeAndSeed) {
   EXPECT_LT(rendered("hall").size(), rendered("cathedral").size());
 }
 
+// A float file has the bits of the stream as a host hears it, down to what 1e-14 leaves
+// of a decaying response, whatever the scale that the renderer computes at.
+TEST(Output, HasTheBitsOfTheStream) {
+  constexpr int kFrames = 9000;
+  const ScratchDir folder;
+  std::vector<float> dry(kFrames);
+  for (std::size_t i = 0; i < 500; ++i) dry[i] = std::sin(0.1F * static_cast<float>(i));
+  std::vector<float> response(3000);
+  for (std::size_t i = 0; i < response.size(); ++i) {
+    response[i] = 0.1F * std::exp(-0.006F * static_cast<float>(i));
+  }
+  const audio::AudioFormat format{.channels = 1, .sampleRate = kRate};
+  audio::writeAudio(folder / "dry.wav", format, dry);
+  audio::writeAudio(folder / "ir.wav", format, response);
+  for (const std::string tail : {"off", "128"}) {
+    SCOPED_TRACE(tail);
+    figuresOf(folder,
+              "-i dry.wav --ir ir.wav -o wet.wav --block 64 --tail none --no-align "
+              "--dry -3 --wet -10 --tail-block " +
+                  tail);
+    const host::Responses responses{1, 1, true, {response}};
+    host::StreamOptions options;
+    options.blockLen = 64;
+    options.tail = tail == "off" ? host::kTailOff : 128;
+    options.dryGain = static_cast<float>(std::pow(10.0, -3.0 / 20.0));
+    options.wetGain = static_cast<float>(std::pow(10.0, -10.0 / 20.0));
+    host::Stream stream(host::StreamPlan(1, 1, responses.shape(), options), responses);
+    std::vector<float> expected = dry;
+    stream.processInterleaved(expected.data(), expected.data(), kFrames);
+    EXPECT_EQ(audio::readAudio(folder / "wet.wav"), expected);
+  }
+}
+
 // Down to a level that can be given, which then avoids it.
 TEST(Output, AdvisesAgainstClippingAsFarAsLevelsGo) {
   const ScratchDir folder;
@@ -357,7 +394,9 @@ TEST(Output, AdvisesAgainstClippingAsFarAsLevelsGo) {
     return text.find(words) != std::string::npos;
   };
   EXPECT_TRUE(says(report(1e9F, ""), "-180.01 dB on --wet would avoid it"));
-  EXPECT_TRUE(says(report(1e9F, "--wet -180.01"), "nothing clipped"));
+  EXPECT_TRUE(says(report(1e9F, "--wet -180.01"), "within full scale"));
+  EXPECT_TRUE(says(report(1e9F, ""), "which a float file keeps"));
+  EXPECT_TRUE(says(report(1e9F, "--format 16"), "limited to full scale"));
   const std::string tooLoud = report(1e11F, "");
   EXPECT_TRUE(says(tooLoud, "no level of --wet would avoid it")) << tooLoud;
   EXPECT_TRUE(says(tooLoud, "-200 dB")) << tooLoud;
