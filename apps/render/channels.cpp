@@ -15,9 +15,9 @@ constexpr std::size_t kLowFrequency = 5;  // of the library's channels
 
 // The library copies the low-frequency channel at once, so that it must wait here for
 // as long as the dry signal does there.
-Source::Source(const Plan& plan, audio::AudioReader& material)
-    : material_(material),
-      order_(audio::libraryOrder(plan.material.channels, plan.material.speakers)),
+Source::Source(const Plan& plan, audio::AudioReader& input)
+    : material_(input),
+      order_(audio::libraryOrder(plan.input.channels, plan.input.speakers)),
       delays_(order_.size()),
       interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()) {
   if (order_.size() > kLowFrequency) delays_[kLowFrequency] = plan.params().dryDelay;

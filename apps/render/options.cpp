@@ -32,7 +32,7 @@ void addValue(CLI::App& app, const std::string& names, const char* value,
 
 void addFileOptions(CLI::App& app, Options& options) {
   app.option_defaults()->group("Files");
-  app.add_option("-i,--input", options.material, "The dry audio: WAV, FLAC or AIFF")
+  app.add_option("-i,--input", options.input, "The dry audio: WAV, FLAC or AIFF")
       ->option_text("FILE");
   app.add_option("-o,--output", options.output,
                  "The result, by its extension .wav, .flac or .aiff")
@@ -124,7 +124,7 @@ void addMixOptions(CLI::App& app, Options& options) {
         options.crossfeed = parseNumber("--crossfeed", text, kCrossfeed);
       },
       "Send so much (0 to 1) of each side of stereo or\n"
-      "folded material into the other side's\n"
+      "folded input into the other side's\n"
       "reverberation");
   app.add_flag("--align,!--no-align", options.align,
                "On by default: the dry signal waits for the\n"
@@ -190,7 +190,7 @@ void addOutputOptions(CLI::App& app, Options& options) {
         options.outLayout = parseWord("--out-layout", text, kChannelLayoutWords);
       },
       "mono, stereo, 5.0 or 5.1 (default: as the\n"
-      "material and the response make it)");
+      "input and the response make it)");
   addValue(
       app, "--format", "HOW",
       [&](const std::string& text) {
@@ -204,7 +204,7 @@ void addOutputOptions(CLI::App& app, Options& options) {
       ->option_text("FILE");
   app.add_flag("--check", options.check,
                "Say everything that would be done, and do\n"
-               "nothing; the material's samples are not read");
+               "nothing; the input's samples are not read");
   app.add_flag("--json", options.json, "Print the figures as one JSON object instead");
 }
 
@@ -237,7 +237,7 @@ void checkResponseWords(const Options& options) {
 
 void checkTogether(const Options& options) {
   const auto refuse = [](const char* why) { throw UsageError(why); };
-  if (options.material.empty()) refuse("-i is missing, and must name the dry audio");
+  if (options.input.empty()) refuse("-i is missing, and must name the dry audio");
   if (options.output.empty() && !options.check) {
     refuse("-o is missing, and must name the file to write");
   }

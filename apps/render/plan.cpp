@@ -27,10 +27,10 @@ void refuseToReplace(const std::string& input, const std::string& output) {
        ", which would be replaced; give the output another name");
 }
 
-void refuseUseless(const Options& options, const audio::AudioInfo& material) {
-  if (options.crossfeed > 0.0 && material.channels < 2) {
-    fail("cannot feed ", material.path, " across (--crossfeed ", options.crossfeed,
-         "): it has ", material.channels, " channel, and 2 are needed");
+void refuseUseless(const Options& options, const audio::AudioInfo& input) {
+  if (options.crossfeed > 0.0 && input.channels < 2) {
+    fail("cannot feed ", input.path, " across (--crossfeed ", options.crossfeed,
+         "): it has ", input.channels, " channel, and 2 are needed");
   }
 }
 
@@ -61,7 +61,7 @@ host::StreamOptions streamOptions(const Options& options, const Routing& routing
   return stream;
 }
 
-// The wet signal ends a response's length less one frame after the material, a latency
+// The wet signal ends a response's length less one frame after the input, a latency
 // later where that is not taken off, and in the surrounds by their delay later. The
 // decoder's crossover rings on beyond that.
 std::int64_t tailFrames(const Plan& plan) {
@@ -70,7 +70,7 @@ std::int64_t tailFrames(const Plan& plan) {
     case Tail::Kind::none:
       return 0;
     case Tail::Kind::seconds:
-      return framesIn(tail.seconds, plan.material.sampleRate);
+      return framesIn(tail.seconds, plan.input.sampleRate);
     default:
       return plan.stream.shape().length() - 1 + plan.blockLen() - plan.skippedFrames +
              plan.params().rearDelay +
@@ -82,7 +82,7 @@ audio::AudioFormat outputFormat(const Plan& plan) {
   const Options& options = plan.options;
   audio::AudioFormat format;
   format.channels = audio::channelsOf(plan.routing.output);
-  format.sampleRate = plan.material.sampleRate;
+  format.sampleRate = plan.input.sampleRate;
   if (options.format) {
     format.samples = *options.format;
   } else if (!options.output.empty()) {
@@ -90,26 +90,26 @@ audio::AudioFormat outputFormat(const Plan& plan) {
   }
   format.frames = plan.outFrames();
   format.speakers = audio::fileSpeakers(plan.routing.output,
-                                        audio::surroundNameOf(plan.material.speakers));
+                                        audio::surroundNameOf(plan.input.speakers));
   return format;
 }
 
 }  // namespace
 
-Plan makePlan(const Options& options, const audio::AudioInfo& material) {
-  refuseUseless(options, material);
+Plan makePlan(const Options& options, const audio::AudioInfo& input) {
+  refuseUseless(options, input);
   if (!options.output.empty()) {
-    refuseToReplace(material.path, options.output);
+    refuseToReplace(input.path, options.output);
     if (!options.room) refuseToReplace(options.response, options.output);
   }
-  PreparedResponse prepared = prepareResponse(options, material);
+  PreparedResponse prepared = prepareResponse(options, input);
 
   const Routing routing = prepared.routing;
   host::StreamPlan stream(
       routing.streamInputs(), routing.streamOutputs(), prepared.responses.shape(),
-      streamOptions(options, routing, prepared.info, material.sampleRate));
+      streamOptions(options, routing, prepared.info, input.sampleRate));
   Plan plan{.options = options,
-            .material = material,
+            .input = input,
             .response = std::move(prepared.info),
             .responses = std::move(prepared.responses),
             .routing = routing,
@@ -122,7 +122,7 @@ Plan makePlan(const Options& options, const audio::AudioInfo& material) {
   if (plan.format.samples == audio::SampleFormat::float32) plan.scale = kFloatScale;
   if (!options.output.empty()) audio::checkAudioOutput(options.output, plan.format);
   if (!options.picture.empty()) {
-    refuseToReplace(material.path, options.picture);
+    refuseToReplace(input.path, options.picture);
     if (!options.room) refuseToReplace(options.response, options.picture);
     draw::checkPictureOutput(options.picture);
   }

@@ -48,12 +48,12 @@ host::Stream streamOf(const Plan& plan) {
 
 }  // namespace
 
-Rendering render(const Plan& plan, audio::AudioReader& material, Trace* trace) {
+Rendering render(const Plan& plan, audio::AudioReader& input, Trace* trace) {
   const auto start = std::chrono::steady_clock::now();
   host::Stream stream = streamOf(plan);
   audio::AudioWriter writer(plan.options.output, plan.format);
   Progress progress(plan.streamFrames(), plan.format.sampleRate);
-  Source source(plan, material);
+  Source source(plan, input);
   Sink sink(plan, writer);
 
   std::int64_t done = 0;
@@ -70,8 +70,8 @@ Rendering render(const Plan& plan, audio::AudioReader& material, Trace* trace) {
       const int numInputs = plan.routing.streamInputs();
       const int numOutputs = plan.routing.streamOutputs();
       const auto given = static_cast<int>(
-          std::clamp<std::int64_t>(plan.material.frames - done, 0, frames));
-      trace->material.add(source.undelayed(), numInputs, 0, given);
+          std::clamp<std::int64_t>(plan.input.frames - done, 0, frames));
+      trace->input.add(source.undelayed(), numInputs, 0, given);
       processTraced(stream, in, numInputs, sink.buffers(), numOutputs, frames, *trace);
       sink.undoScale(plan.scale, frames);
       trace->output.add(sink.buffers(), numOutputs, skipped, frames);

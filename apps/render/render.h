@@ -1,4 +1,4 @@
-// The rendering of a plan: material through the stream into the output file.
+// The rendering of a plan: input through the stream into the output file.
 #pragma once
 
 #include <string>
@@ -22,11 +22,10 @@ struct Rendering {
   bool limited = false;  // some samples were not written as they came out
 };
 
-/// Holds a buffer's length of the material at a time. material: at its start. The
+/// Holds a buffer's length of the input at a time. input: at its start. The
 /// output takes its name when it is complete; throws Error, and leaves nothing, if the
-/// material cannot be read to its end or the output cannot be written. trace: of this
+/// input cannot be read to its end or the output cannot be written. trace: of this
 /// plan's frames, or null if nobody asks for the blocks one by one.
-Rendering render(const Plan& plan, audio::AudioReader& material,
-                 Trace* trace = nullptr);
+Rendering render(const Plan& plan, audio::AudioReader& input, Trace* trace = nullptr);
 
 }  // namespace ulmar::render

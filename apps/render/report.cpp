@@ -25,11 +25,11 @@ std::string line(std::string_view label, const std::string& text) {
   return result + text + '\n';
 }
 
-std::string materialText(const Plan& plan) {
-  const audio::AudioInfo& material = plan.material;
-  return material.path + ": " + material.format + ", " +
-         wordFor(plan.routing.material, kChannelLayoutWords) + ", " +
-         audioText(material.channels, material.sampleRate, material.frames);
+std::string inputText(const Plan& plan) {
+  const audio::AudioInfo& input = plan.input;
+  return input.path + ": " + input.format + ", " +
+         wordFor(plan.routing.input, kChannelLayoutWords) + ", " +
+         audioText(input.channels, input.sampleRate, input.frames);
 }
 
 std::string responseText(const Plan& plan) {
@@ -45,8 +45,8 @@ std::string responseText(const Plan& plan) {
   if (info.fadeFrames > 0) {
     text += "; faded out over " + secondsText(info.fadeFrames, rate);
   }
-  if (rate != plan.material.sampleRate) {
-    text += "; resampled to " + std::to_string(plan.material.sampleRate) + " Hz";
+  if (rate != plan.input.sampleRate) {
+    text += "; resampled to " + std::to_string(plan.input.sampleRate) + " Hz";
   }
   switch (plan.options.normalization) {
     case Normalization::peak:
@@ -61,7 +61,7 @@ std::string responseText(const Plan& plan) {
 }
 
 std::string pairText(const Plan& plan) {
-  const bool mono = plan.routing.material == audio::ChannelLayout::mono;
+  const bool mono = plan.routing.input == audio::ChannelLayout::mono;
   switch (plan.routing.response) {
     case ResponseLayout::mono:
       return mono ? "mono through the response"
@@ -77,7 +77,7 @@ std::string pairText(const Plan& plan) {
 }
 
 std::string decodingText(const Plan& plan) {
-  const bool mono = plan.routing.material == audio::ChannelLayout::mono;
+  const bool mono = plan.routing.input == audio::ChannelLayout::mono;
   const bool oneSource = plan.response.channels <= 4;
   std::string text;
   if (oneSource) {
@@ -94,7 +94,7 @@ std::string decodingText(const Plan& plan) {
 
 std::string feedsText(const Plan& plan) {
   std::string text;
-  if (plan.routing.material == audio::ChannelLayout::mono) {
+  if (plan.routing.input == audio::ChannelLayout::mono) {
     text = "mono to five loudspeakers, each through its own response";
   } else if (plan.responses.perOutput) {
     text =
@@ -114,10 +114,10 @@ std::string routingText(const Plan& plan) {
   if (!routing.surround()) return pairText(plan);
   std::string text = routing.decodes() ? decodingText(plan) : feedsText(plan);
   if (routing.folds()) text = "folded to left and right; " + text;
-  if (routing.material == audio::ChannelLayout::fiveOne) {
+  if (routing.input == audio::ChannelLayout::fiveOne) {
     text += "; low-frequency channel copied untouched, in time with the dry signal";
   } else if (routing.addsLowFrequency()) {
-    text += "; low-frequency channel silent, as the material has none";
+    text += "; low-frequency channel silent, as the input has none";
   }
   return text;
 }
@@ -128,7 +128,7 @@ std::string truncationText(const Plan& plan) {
   if (kept == plan.stream.shape().length()) {
     return ", upper band left whole, as the response is too short to cut";
   }
-  return ", upper band cut after " + secondsText(kept, plan.material.sampleRate) +
+  return ", upper band cut after " + secondsText(kept, plan.input.sampleRate) +
          (plan.response.predelay > 0 ? " of predelay and response" : "");
 }
 
@@ -154,7 +154,7 @@ std::string engineText(const Plan& plan) {
 std::string latencyText(const Plan& plan) {
   const int latency = plan.latency();
   return std::to_string(latency) + " frames (" +
-         fixed(1000.0 * latency / plan.material.sampleRate, 1) + " ms), " +
+         fixed(1000.0 * latency / plan.input.sampleRate, 1) + " ms), " +
          (plan.response.ringing > 0 ? "a block and the resampled response's ringing, "
                                     : "") +
          (plan.options.align ? "taken off, wet and dry aligned"
@@ -248,7 +248,7 @@ std::string peakText(const Plan& plan, const Rendering& rendering) {
 }  // namespace
 
 std::string describe(const Plan& plan) {
-  return line("material", materialText(plan)) + line("response", responseText(plan)) +
+  return line("input", inputText(plan)) + line("response", responseText(plan)) +
          line("routing", routingText(plan)) + line("mix", mixText(plan)) +
          line("engine", engineText(plan)) + line("latency", latencyText(plan)) +
          line("output", outputText(plan));

@@ -9,14 +9,14 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json materialFigures(const Plan& plan) {
-  const audio::AudioInfo& material = plan.material;
-  return {{"path", material.path},
-          {"format", material.format},
-          {"layout", wordFor(plan.routing.material, kChannelLayoutWords)},
-          {"channels", material.channels},
-          {"sampleRate", material.sampleRate},
-          {"frames", material.frames}};
+Json inputFigures(const Plan& plan) {
+  const audio::AudioInfo& input = plan.input;
+  return {{"path", input.path},
+          {"format", input.format},
+          {"layout", wordFor(plan.routing.input, kChannelLayoutWords)},
+          {"channels", input.channels},
+          {"sampleRate", input.sampleRate},
+          {"frames", input.frames}};
 }
 
 Json responseFigures(const Plan& plan) {
@@ -106,9 +106,9 @@ Json renderingFigures(const Rendering& rendering) {
 }  // namespace
 
 std::string figures(const Plan& plan, const Rendering* rendering) {
-  Json json = {{"material", materialFigures(plan)}, {"response", responseFigures(plan)},
-               {"mix", mixFigures(plan)},           {"engine", engineFigures(plan)},
-               {"output", outputFigures(plan)},     {"rendering", nullptr}};
+  Json json = {{"input", inputFigures(plan)},   {"response", responseFigures(plan)},
+               {"mix", mixFigures(plan)},       {"engine", engineFigures(plan)},
+               {"output", outputFigures(plan)}, {"rendering", nullptr}};
   if (rendering != nullptr) json["rendering"] = renderingFigures(*rendering);
   // File names need not be UTF-8, which JSON must be.
   return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';

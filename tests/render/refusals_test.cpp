@@ -92,10 +92,10 @@ struct Refusal {
 
 // The arguments of a call that is right but for what the words say instead.
 std::vector<std::string> with(std::vector<std::string> options,
-                              const std::string& material = "dry.wav",
+                              const std::string& input = "dry.wav",
                               const std::string& response = "ir.wav",
                               const std::string& output = "wet.wav") {
-  std::vector<std::string> arguments = {"-i", material, "--ir", response, "-o", output};
+  std::vector<std::string> arguments = {"-i", input, "--ir", response, "-o", output};
   arguments.insert(arguments.end(), options.begin(), options.end());
   return arguments;
 }
@@ -167,11 +167,10 @@ std::vector<Refusal> refusals() {
   };
 }
 
-// A call that puts material into a response, or without one into a room.
-std::vector<std::string> surround(const std::string& material,
-                                  const std::string& response,
+// A call that puts input into a response, or without one into a room.
+std::vector<std::string> surround(const std::string& input, const std::string& response,
                                   std::vector<std::string> options) {
-  std::vector<std::string> arguments = with(std::move(options), material, response);
+  std::vector<std::string> arguments = with(std::move(options), input, response);
   if (response.empty())
     std::tie(arguments[2], arguments[3]) = std::pair("--room", "hall");
   return arguments;
