@@ -1,9 +1,8 @@
 #include "apps/render/plan.h"
 
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
+#include "apps/common/files.h"
 #include "apps/common/text.h"
 #include "apps/draw/picture.h"
 #include "ulmar/host/crossover_design.h"
@@ -14,18 +13,12 @@ namespace ulmar::render {
 namespace {
 
 using apps::framesIn;
+using apps::refuseToReplace;
 
 // Scaling by a power of two is exact as long as nothing becomes denormal: gains from
 // -200 dB on, and outputs down to 2^-94 of full scale, are normal numbers still. The
 // library's limit then lies at 2^32, 193 dB above full scale.
 constexpr float kFloatScale = 0x1p-32F;
-
-void refuseToReplace(const std::string& input, const std::string& output) {
-  std::error_code missing;  // then they differ, or reading the input says more
-  if (!std::filesystem::equivalent(input, output, missing) || missing) return;
-  fail("cannot write ", output, ": it is the input ", input,
-       ", which would be replaced; give the output another name");
-}
 
 void refuseUseless(const Options& options, const audio::AudioInfo& input) {
   if (options.crossfeed > 0.0 && input.channels < 2) {
@@ -99,8 +92,8 @@ audio::AudioFormat outputFormat(const Plan& plan) {
 Plan makePlan(const Options& options, const audio::AudioInfo& input) {
   refuseUseless(options, input);
   if (!options.output.empty()) {
-    refuseToReplace(input.path, options.output);
-    if (!options.room) refuseToReplace(options.response, options.output);
+    refuseToReplace(options.output, input.path);
+    if (!options.room) refuseToReplace(options.output, options.response);
   }
   PreparedResponse prepared = prepareResponse(options, input);
 
@@ -122,8 +115,8 @@ Plan makePlan(const Options& options, const audio::AudioInfo& input) {
   if (plan.format.samples == audio::SampleFormat::float32) plan.scale = kFloatScale;
   if (!options.output.empty()) audio::checkAudioOutput(options.output, plan.format);
   if (!options.picture.empty()) {
-    refuseToReplace(input.path, options.picture);
-    if (!options.room) refuseToReplace(options.response, options.picture);
+    refuseToReplace(options.picture, input.path);
+    if (!options.room) refuseToReplace(options.picture, options.response);
     draw::checkPictureOutput(options.picture);
   }
   return plan;
