@@ -25,12 +25,12 @@ std::pair<std::size_t, std::size_t> columnRange(std::size_t column,
 
 /// ln 10^6 over the time of 60 dB: a decay's power over the energy that is still to
 /// come. 0 if there is no decay.
-double decayRate(const acoustics::Channel& channel) {
-  const acoustics::Decay& decay = channel.broadband.decay;
+double decayRate(const Channel& channel) {
+  const acoustics::Decay& decay = channel.measures.broadband.decay;
   if (decay.reachesNoise && decay.tailEnergy > 0.0) {
     return decay.noisePower / decay.tailEnergy;
   }
-  const auto time = channel.reverberationTime();
+  const auto time = channel.measures.broadband.reverberationTime();
   if (time) return 6.0 * std::numbers::ln10 / *time;
   if (decay.edt) return 6.0 * std::numbers::ln10 / decay.edt->decayTime();
   return 0.0;
@@ -52,20 +52,19 @@ std::vector<draw::Extent> waveformExtents(acoustics::Samples samples, double sam
   return extents;
 }
 
-std::vector<draw::Point2> decayCurve(const acoustics::Channel& channel,
-                                     std::size_t numPoints) {
-  const std::vector<double>& curve = channel.broadband.decay.curve;
+std::vector<draw::Point2> decayCurve(const Channel& channel, std::size_t numPoints) {
+  const std::vector<double>& curve = channel.measures.broadband.decay.curve;
   std::vector<draw::Point2> points;
   const std::size_t stride = curve.size() / numPoints + 1;
   for (std::size_t i = 0; i < curve.size(); i += stride) {
-    points.push_back({channel.profile.timeOf(i), curve[i]});
+    points.push_back({channel.measures.profile.timeOf(i), curve[i]});
   }
   return points;
 }
 
-std::vector<draw::Point2> levelCurve(const acoustics::Channel& channel, double duration,
+std::vector<draw::Point2> levelCurve(const Channel& channel, double duration,
                                      std::size_t numPoints) {
-  const acoustics::EnergyProfile& profile = channel.profile;
+  const acoustics::EnergyProfile& profile = channel.measures.profile;
   const double whole =
       std::accumulate(profile.energy.begin(), profile.energy.end(), 0.0);
   const double rate = decayRate(channel);

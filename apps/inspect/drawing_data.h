@@ -13,12 +13,11 @@ std::vector<draw::Extent> waveformExtents(acoustics::Samples samples, double sam
                                           std::size_t numColumns);
 
 /// The decay curve over s from the onset, at most numPoints of it.
-std::vector<draw::Point2> decayCurve(const acoustics::Channel& channel,
-                                     std::size_t numPoints);
+std::vector<draw::Point2> decayCurve(const Channel& channel, std::size_t numPoints);
 
 /// The level of the response over time, averaged over a numPoints-th part of `duration`
 /// and shifted so that it lies on the decay curve where the decay is exponential.
-std::vector<draw::Point2> levelCurve(const acoustics::Channel& channel, double duration,
+std::vector<draw::Point2> levelCurve(const Channel& channel, double duration,
                                      std::size_t numPoints);
 
 /// Least and largest level, in dB, of the bins in each of numColumns parts of a

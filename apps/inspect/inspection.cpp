@@ -35,8 +35,8 @@ std::vector<ChannelPair> correlatePairs(const Inspection& inspection) {
     ChannelPair& pair = pairs.emplace_back();
     pair.first = first;
     pair.second = first + 1;
-    const auto& a = channels[pair.first].onset;
-    const auto& b = channels[pair.second].onset;
+    const auto& a = channels[pair.first].measures.onset;
+    const auto& b = channels[pair.second].measures.onset;
     if (!a || !b) continue;
     const auto between = [&](double from, double to) {
       return acoustics::correlate(inspection.file.samples[pair.first],
@@ -52,7 +52,7 @@ std::vector<ChannelPair> correlatePairs(const Inspection& inspection) {
 
 ChannelSpectrum measureSpectrum(const Inspection& inspection, std::size_t index) {
   const acoustics::Samples samples = inspection.file.samples[index];
-  const acoustics::Channel& channel = inspection.channels[index];
+  const Channel& channel = inspection.channels[index];
   const Suggestions& suggestions = *inspection.suggestions;
   const std::size_t end = suggestions.start + suggestions.length;
   const double rate = inspection.sampleRate();
@@ -60,8 +60,9 @@ ChannelSpectrum measureSpectrum(const Inspection& inspection, std::size_t index)
   spectrum.energy =
       acoustics::spectrumOf(acoustics::part(samples, suggestions.start, end), rate);
   spectrum.tilt = acoustics::spectralTilt(spectrum.energy);
-  spectrum.cepstrum = acoustics::analyseCepstrum(
-      acoustics::part(samples, *channel.onset, end), channel.peak, rate);
+  spectrum.cepstrum =
+      acoustics::analyseCepstrum(acoustics::part(samples, *channel.measures.onset, end),
+                                 channel.measures.peak, rate);
   return spectrum;
 }
 
@@ -77,12 +78,12 @@ Inspection inspect(const std::string& path) {
   }
   const auto& samples = inspection.file.samples;
   for (std::size_t i = 0; i < samples.size(); ++i) {
-    inspection.channels.push_back(acoustics::measureChannel(
-        nameOf(i, samples.size()), samples[i], info.sampleRate));
+    Channel& channel = inspection.channels.emplace_back();
+    channel.name = nameOf(i, samples.size());
+    channel.measures = acoustics::measureResponse(samples[i], info.sampleRate);
   }
-  inspection.spectra.resize(samples.size());
-  const auto sounds = [](const acoustics::Channel& channel) {
-    return channel.onset.has_value();
+  const auto sounds = [](const Channel& channel) {
+    return channel.measures.onset.has_value();
   };
   if (std::none_of(inspection.channels.begin(), inspection.channels.end(), sounds)) {
     return inspection;
@@ -90,7 +91,7 @@ Inspection inspect(const std::string& path) {
   inspection.suggestions = suggest(inspection.channels, info);
   for (std::size_t i = 0; i < samples.size(); ++i) {
     if (sounds(inspection.channels[i])) {
-      inspection.spectra[i] = measureSpectrum(inspection, i);
+      inspection.channels[i].spectrum = measureSpectrum(inspection, i);
     }
   }
   inspection.pairs = correlatePairs(inspection);

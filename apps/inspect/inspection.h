@@ -5,11 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "apps/inspect/channel.h"
 #include "apps/inspect/suggestions.h"
-#include "ulmar/acoustics/cepstrum.h"
-#include "ulmar/acoustics/channel.h"
 #include "ulmar/acoustics/correlation.h"
-#include "ulmar/acoustics/spectrum.h"
 #include "ulmar/audio/audio_file.h"
 
 namespace ulmar::inspect {
@@ -24,17 +22,9 @@ struct ChannelPair {
   std::optional<acoustics::Correlation> late;
 };
 
-/// The spectral side of a channel that is not silent, of the part that is suggested.
-struct ChannelSpectrum {
-  acoustics::EnergySpectrum energy;
-  std::optional<double> tilt;  // dB per octave
-  acoustics::CepstrumAnalysis cepstrum;
-};
-
 struct Inspection {
   audio::AudioFile file;
-  std::vector<acoustics::Channel> channels;
-  std::vector<std::optional<ChannelSpectrum>> spectra;  // of each channel
+  std::vector<Channel> channels;
   std::vector<ChannelPair> pairs;
   std::optional<Suggestions> suggestions;  // nothing if all is silent
 

@@ -12,7 +12,7 @@ using apps::fixed;
 using draw::Axis;
 using draw::Box;
 using draw::Plot;
-using Fit = std::optional<acoustics::LevelLine>;
+using Fit = std::optional<acoustics::DecayFit>;
 
 const Fit& lateFit(const acoustics::Decay& decay) {
   return decay.t30 ? decay.t30 : decay.t20;
@@ -24,9 +24,9 @@ double shownDuration(const Inspection& inspection) {
   double end = 0.0;
   double whole = 0.0;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    const acoustics::Channel& channel = inspection.channels[i];
-    end = std::max(end, channel.broadband.decay.end);
-    whole = std::max(whole, channel.profile.end());
+    const Channel& channel = inspection.channels[i];
+    end = std::max(end, channel.measures.broadband.decay.end);
+    whole = std::max(whole, channel.measures.profile.end());
   }
   return std::max(std::min(1.25 * end, whole), 1.0 / inspection.sampleRate());
 }
@@ -34,7 +34,7 @@ double shownDuration(const Inspection& inspection) {
 double lowestLevel(const Inspection& inspection) {
   double range = 0.0;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    range = std::max(range, inspection.channels[i].broadband.decay.range);
+    range = std::max(range, inspection.channels[i].measures.broadband.decay.range);
   }
   return -std::clamp(10.0 * std::ceil((range + 15.0) / 10.0), 60.0, 100.0);
 }
@@ -42,8 +42,8 @@ double lowestLevel(const Inspection& inspection) {
 /// Curves that fall to the right leave the legend its corner; others do not.
 bool anyDecay(const Inspection& inspection) {
   return std::any_of(inspection.channels.begin(), inspection.channels.end(),
-                     [](const acoustics::Channel& channel) {
-                       return channel.broadband.decay.range > 0.0;
+                     [](const Channel& channel) {
+                       return channel.measures.broadband.decay.range > 0.0;
                      });
 }
 
@@ -51,14 +51,14 @@ bool anyFit(const Inspection& inspection) {
   return std::any_of(
       inspection.channels.begin(),
       inspection.channels.begin() + static_cast<std::ptrdiff_t>(numCurves(inspection)),
-      [](const acoustics::Channel& channel) {
-        const acoustics::Decay& decay = channel.broadband.decay;
+      [](const Channel& channel) {
+        const acoustics::Decay& decay = channel.measures.broadband.decay;
         return lateFit(decay) || earlyFit(decay);
       });
 }
 
-std::string fitText(const acoustics::Channel& channel) {
-  const acoustics::Decay& decay = channel.broadband.decay;
+std::string fitText(const Channel& channel) {
+  const acoustics::Decay& decay = channel.measures.broadband.decay;
   std::string text = channel.name;
   if (const Fit& fit = lateFit(decay)) {
     text += (decay.t30 ? ", T30 " : ", T20 ") + fixed(fit->decayTime(), 2) + " s";
@@ -80,7 +80,7 @@ void drawFits(Plot& plot, const acoustics::Decay& decay, double lowest,
               apps::TimeUnit unit) {
   const auto draw = [&](const Fit& fit, double low, double width) {
     if (!fit) return;
-    const double end = (low - fit->levelAtZero) / fit->slope;
+    const double end = (low - fit->intercept) / fit->slope;
     plot.curve(inUnit(unit, {{0.0, fit->at(0.0)}, {end, low}}),
                {.color = draw::kInk, .width = width, .dashed = true});
   };
@@ -91,9 +91,9 @@ void drawFits(Plot& plot, const acoustics::Decay& decay, double lowest,
 /// Of the octave bands of the first channel that has any.
 std::vector<Axis::Tick> octaveTicks(const Inspection& inspection) {
   std::vector<Axis::Tick> ticks;
-  for (const acoustics::Channel& channel : inspection.channels) {
+  for (const Channel& channel : inspection.channels) {
     if (!ticks.empty()) break;
-    for (const acoustics::Band& band : channel.octaves) {
+    for (const acoustics::BandMeasures& band : channel.measures.octaves) {
       const bool thousands = band.centre >= 1000.0;
       ticks.push_back({band.centre, thousands ? fixed(band.centre / 1000.0, 0) + "k"
                                               : fixed(band.centre, 0)});
@@ -103,11 +103,11 @@ std::vector<Axis::Tick> octaveTicks(const Inspection& inspection) {
 }
 
 /// The decay times of the bands that have one, as a broken line with a mark in each.
-void drawBandTimes(Plot& plot, const acoustics::Channel& channel,
+void drawBandTimes(Plot& plot, const Channel& channel,
                    const Fit& (*fitOf)(const acoustics::Decay&),
                    const draw::Stroke& stroke) {
   std::vector<draw::Point2> points;
-  for (const acoustics::Band& band : channel.octaves) {
+  for (const acoustics::BandMeasures& band : channel.measures.octaves) {
     const Fit& fit = fitOf(band.decay);
     points.push_back({band.centre, fit ? fit->decayTime() : std::nan("")});
     if (fit) plot.disc(points.back(), stroke.dashed ? 3.0 : 4.5, stroke.color);
@@ -118,7 +118,8 @@ void drawBandTimes(Plot& plot, const acoustics::Channel& channel,
 double longestTime(const Inspection& inspection) {
   double longest = 0.0;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    for (const acoustics::Band& band : inspection.channels[i].octaves) {
+    for (const acoustics::BandMeasures& band :
+         inspection.channels[i].measures.octaves) {
       for (const Fit& fit : {lateFit(band.decay), earlyFit(band.decay)}) {
         if (fit) longest = std::max(longest, fit->decayTime());
       }
@@ -145,21 +146,21 @@ void drawDecays(draw::Picture& picture, const Inspection& inspection, const Box&
                          : withRoomForLegend(lowest, 3.0, numCurves(inspection), box)});
   const auto width = static_cast<std::size_t>(box.width);
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    const acoustics::Channel& channel = inspection.channels[i];
-    if (!channel.onset) continue;
+    const Channel& channel = inspection.channels[i];
+    if (!channel.measures.onset) continue;
     plot.curve(inUnit(unit, levelCurve(channel, duration, width / 2)),
                {.color = withAlpha(colorOf(i), 0.35)});
-    drawFits(plot, channel.broadband.decay, lowest, unit);
+    drawFits(plot, channel.measures.broadband.decay, lowest, unit);
   }
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    const acoustics::Channel& channel = inspection.channels[i];
-    if (!channel.onset) continue;
+    const Channel& channel = inspection.channels[i];
+    if (!channel.measures.onset) continue;
     plot.curve(inUnit(unit, decayCurve(channel, 4 * width)),
                {.color = colorOf(i), .width = 2.0});
     legend.push_back({fitText(channel), {.color = colorOf(i), .width = 2.0}});
   }
-  const acoustics::Decay& first = inspection.channels[0].broadband.decay;
+  const acoustics::Decay& first = inspection.channels[0].measures.broadband.decay;
   if (first.reachesNoise) {
     plot.horizontalLine(-first.range, {.color = draw::kSoftInk, .dashed = true},
                         "noise floor");
@@ -185,7 +186,7 @@ void drawDecayTimes(draw::Picture& picture, const Inspection& inspection,
   if (longest == 0.0) return plot.remark("No octave band has enough decay range.");
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    const acoustics::Channel& channel = inspection.channels[i];
+    const Channel& channel = inspection.channels[i];
     const draw::Stroke late = {.color = colorOf(i), .width = 2.0};
     drawBandTimes(plot, channel, lateFit, late);
     drawBandTimes(plot, channel, earlyFit,

@@ -18,7 +18,8 @@ constexpr double kLastQuefrency = 0.05;
 
 double loudestLevel(const Inspection& inspection) {
   double loudest = -300.0;
-  for (const auto& spectrum : inspection.spectra) {
+  for (const Channel& channel : inspection.channels) {
+    const auto& spectrum = channel.spectrum;
     if (!spectrum) continue;
     for (const acoustics::SpectrumPoint& point :
          acoustics::thirdOctaveLevels(spectrum->energy)) {
@@ -30,7 +31,8 @@ double loudestLevel(const Inspection& inspection) {
 
 double largestCepstrum(const Inspection& inspection) {
   double largest = 0.01;
-  for (const auto& spectrum : inspection.spectra) {
+  for (const Channel& channel : inspection.channels) {
+    const auto& spectrum = channel.spectrum;
     if (!spectrum) continue;
     for (const draw::Extent& extent :
          cepstrumExtents(spectrum->cepstrum, kFirstQuefrency, kLastQuefrency, 1000)) {
@@ -55,23 +57,23 @@ void drawSpectra(draw::Picture& picture, const Inspection& inspection, const Box
              .logarithmic = true},
             {.label = "Gain (dB)", .low = low, .high = high});
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    if (!inspection.spectra[i]) continue;
-    plot.band(spectrumExtents(inspection.spectra[i]->energy, kLowestFrequency, highest,
-                              static_cast<std::size_t>(box.width)),
+    if (!inspection.channels[i].spectrum) continue;
+    plot.band(spectrumExtents(inspection.channels[i].spectrum->energy, kLowestFrequency,
+                              highest, static_cast<std::size_t>(box.width)),
               withAlpha(colorOf(i), 0.25));
   }
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    if (!inspection.spectra[i]) continue;
+    if (!inspection.channels[i].spectrum) continue;
     std::vector<draw::Point2> points;
     for (const acoustics::SpectrumPoint& point :
-         acoustics::thirdOctaveLevels(inspection.spectra[i]->energy)) {
+         acoustics::thirdOctaveLevels(inspection.channels[i].spectrum->energy)) {
       points.push_back({point.frequency, point.level});
     }
     const draw::Stroke stroke = {.color = colorOf(i), .width = 2.0};
     plot.curve(points, stroke);
     std::string text = inspection.channels[i].name;
-    if (const auto& tilt = inspection.spectra[i]->tilt) {
+    if (const auto& tilt = inspection.channels[i].spectrum->tilt) {
       text += ", " + fixed(*tilt, 1) + " dB per octave";
     }
     legend.push_back({text, stroke});
@@ -89,8 +91,9 @@ void drawCepstra(draw::Picture& picture, const Inspection& inspection, const Box
              .high = withRoomForLegend(-largest, largest, numCurves(inspection), box)});
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    if (!inspection.spectra[i]) continue;
-    const acoustics::CepstrumAnalysis& cepstrum = inspection.spectra[i]->cepstrum;
+    if (!inspection.channels[i].spectrum) continue;
+    const acoustics::CepstrumAnalysis& cepstrum =
+        inspection.channels[i].spectrum->cepstrum;
     plot.band(cepstrumExtents(cepstrum, kFirstQuefrency, kLastQuefrency,
                               static_cast<std::size_t>(box.width)),
               withAlpha(colorOf(i), 0.8));

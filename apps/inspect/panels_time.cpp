@@ -60,9 +60,9 @@ void shadeTrimmed(Plot& plot, const Inspection& inspection, double unit) {
              kTrimmed);
 }
 
-std::string stripName(const acoustics::Channel& channel, int sampleRate) {
-  if (!channel.onset) return channel.name + ", silent";
-  const double onset = static_cast<double>(*channel.onset) / sampleRate;
+std::string stripName(const Channel& channel, int sampleRate) {
+  if (!channel.measures.onset) return channel.name + ", silent";
+  const double onset = static_cast<double>(*channel.measures.onset) / sampleRate;
   return channel.name + ", onset at " + apps::fixed(onset, 4) + " s";
 }
 
@@ -87,15 +87,15 @@ void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
   const std::size_t numStrips = numCurves(inspection);
   const double pitch = (box.height + kGap) / static_cast<double>(numStrips);
   double peak = 0.0;
-  for (const acoustics::Channel& channel : inspection.channels)
-    peak = std::max(peak, channel.peak);
+  for (const Channel& channel : inspection.channels)
+    peak = std::max(peak, channel.measures.peak);
   const double range = peak > 0.0 ? 1.1 * peak : 1.1;
   const TimeUnit unit = apps::unitFor(durationOf(inspection));
   const char* const title = showsTrim(inspection)
                                 ? "Waveform (shaded: left out by the suggested trim)"
                                 : "Waveform";
   for (std::size_t i = 0; i < numStrips; ++i) {
-    const acoustics::Channel& channel = inspection.channels[i];
+    const Channel& channel = inspection.channels[i];
     const bool first = i == 0;
     const bool last = i + 1 == numStrips;
     const Box strip = {box.left, box.top + static_cast<double>(i) * pitch, box.width,

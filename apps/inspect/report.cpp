@@ -29,28 +29,30 @@ std::string timeText(std::size_t frame, int sampleRate) {
   return fixed(static_cast<double>(frame) / sampleRate, 4) + " s";
 }
 
-std::string noiseText(const Inspection& inspection, const acoustics::Channel& channel) {
-  const acoustics::Decay& decay = channel.broadband.decay;
+std::string noiseText(const Inspection& inspection, const Channel& channel) {
+  const acoustics::Decay& decay = channel.measures.broadband.decay;
   if (decay.range == 0.0) return "no decay found";
   if (!decay.reachesNoise) return "not reached";
   const double amplitude = std::sqrt(decay.noisePower / inspection.sampleRate());
-  const double onset = static_cast<double>(*channel.onset) / inspection.sampleRate();
+  const double onset =
+      static_cast<double>(*channel.measures.onset) / inspection.sampleRate();
   return fullScaleText(amplitude) + " from " + fixed(onset + decay.end, 3) + " s";
 }
 
 std::string levelText(const Inspection& inspection) {
   const int rate = inspection.sampleRate();
   Rows rows = {{"", "peak", "at", "energy", "DC offset", "onset", "noise floor"}};
-  for (const acoustics::Channel& channel : inspection.channels) {
-    if (!channel.onset) {
+  for (const Channel& channel : inspection.channels) {
+    if (!channel.measures.onset) {
       rows.push_back({channel.name, "silent"});
       continue;
     }
-    rows.push_back({channel.name, fullScaleText(channel.peak),
-                    timeText(channel.peakFrame, rate),
-                    fixed(10.0 * std::log10(channel.energy), 1) + " dB",
-                    fullScaleText(std::abs(channel.mean)),
-                    timeText(*channel.onset, rate), noiseText(inspection, channel)});
+    rows.push_back({channel.name, fullScaleText(channel.measures.peak),
+                    timeText(channel.measures.peakFrame, rate),
+                    fixed(10.0 * std::log10(channel.measures.energy), 1) + " dB",
+                    fullScaleText(std::abs(channel.measures.dcOffset)),
+                    timeText(*channel.measures.onset, rate),
+                    noiseText(inspection, channel)});
   }
   return "Levels\n" + tableText(rows, 1);
 }
@@ -62,12 +64,12 @@ std::string bandName(double centre) {
 }
 
 void addFit(std::vector<std::string>& row,
-            const std::optional<acoustics::LevelLine>& fit) {
+            const std::optional<acoustics::DecayFit>& fit) {
   row.push_back(fit ? fixed(fit->decayTime(), 2) : kUnknown);
   row.push_back(fit ? fixed(fit->correlation, 4) : kUnknown);
 }
 
-void addBand(Rows& rows, const std::string& name, const acoustics::Band& band) {
+void addBand(Rows& rows, const std::string& name, const acoustics::BandMeasures& band) {
   auto& row = rows.emplace_back();
   row = {name, bandName(band.centre)};
   addFit(row, band.decay.edt);
@@ -78,7 +80,7 @@ void addBand(Rows& rows, const std::string& name, const acoustics::Band& band) {
   row.push_back(fixed(band.decay.range, 0));
 }
 
-bool isComplete(const acoustics::Band& band) {
+bool isComplete(const acoustics::BandMeasures& band) {
   return band.decay.edt && band.decay.t20 && band.decay.t30 && band.clarity.c50 &&
          band.clarity.c80;
 }
@@ -87,11 +89,11 @@ std::string decayText(const Inspection& inspection) {
   Rows rows = {{"", "", "EDT s", "r", "T20 s", "r", "T30 s", "r", "C50 dB", "C80 dB",
                 "range dB"}};
   bool complete = true;
-  for (const acoustics::Channel& channel : inspection.channels) {
-    if (!channel.onset) continue;
-    addBand(rows, channel.name, channel.broadband);
-    complete = complete && isComplete(channel.broadband);
-    for (const acoustics::Band& band : channel.octaves) {
+  for (const Channel& channel : inspection.channels) {
+    if (!channel.measures.onset) continue;
+    addBand(rows, channel.name, channel.measures.broadband);
+    complete = complete && isComplete(channel.measures.broadband);
+    for (const acoustics::BandMeasures& band : channel.measures.octaves) {
       addBand(rows, "", band);
       complete = complete && isComplete(band);
     }
@@ -109,14 +111,15 @@ std::string decayText(const Inspection& inspection) {
   return text;
 }
 
-std::string summaryText(const acoustics::Channel& channel) {
+std::string summaryText(const Channel& channel) {
   std::string text;
-  const auto middle = acoustics::midReverberationTime(channel);
+  const auto middle = channel.measures.midReverberationTime();
   text += middle ? "reverberation time " + fixed(*middle, 2) + " s (500 Hz and 1 kHz)"
                  : "no reverberation time at 500 Hz and 1 kHz";
-  if (channel.d50) text += ", definition " + fixed(100.0 * *channel.d50, 0) + " %";
-  if (channel.centreTime) {
-    text += ", centre time " + fixed(1000.0 * *channel.centreTime, 0) + " ms";
+  if (channel.measures.d50)
+    text += ", definition " + fixed(100.0 * *channel.measures.d50, 0) + " %";
+  if (channel.measures.centreTime) {
+    text += ", centre time " + fixed(1000.0 * *channel.measures.centreTime, 0) + " ms";
   }
   return text;
 }
@@ -228,9 +231,9 @@ std::string describe(const Inspection& inspection) {
   text += "\nSummary\n";
   Rows rows;
   for (std::size_t i = 0; i < inspection.channels.size(); ++i) {
-    if (!inspection.spectra[i]) continue;
+    if (!inspection.channels[i].spectrum) continue;
     rows.push_back({inspection.channels[i].name, summaryText(inspection.channels[i])});
-    rows.push_back({"", spectrumText(*inspection.spectra[i])});
+    rows.push_back({"", spectrumText(*inspection.channels[i].spectrum)});
   }
   text += tableText(rows, 2);
   for (const ChannelPair& pair : inspection.pairs) {

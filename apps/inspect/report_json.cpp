@@ -20,12 +20,12 @@ Json fileFigures(const audio::AudioInfo& info) {
           {"seconds", static_cast<double>(info.frames) / info.sampleRate}};
 }
 
-Json fitFigures(const std::optional<acoustics::LevelLine>& fit) {
+Json fitFigures(const std::optional<acoustics::DecayFit>& fit) {
   if (!fit) return nullptr;
   return {{"seconds", fit->decayTime()}, {"correlation", fit->correlation}};
 }
 
-Json bandFigures(const acoustics::Band& band) {
+Json bandFigures(const acoustics::BandMeasures& band) {
   return {{"centre", band.centre > 0.0 ? Json(band.centre) : Json()},
           {"edt", fitFigures(band.decay.edt)},
           {"t20", fitFigures(band.decay.t20)},
@@ -35,10 +35,10 @@ Json bandFigures(const acoustics::Band& band) {
           {"range", band.decay.range}};
 }
 
-Json noiseFigures(const acoustics::Channel& channel, int sampleRate) {
-  const acoustics::Decay& decay = channel.broadband.decay;
+Json noiseFigures(const Channel& channel, int sampleRate) {
+  const acoustics::Decay& decay = channel.measures.broadband.decay;
   if (!decay.reachesNoise) return nullptr;
-  const double onset = static_cast<double>(*channel.onset) / sampleRate;
+  const double onset = static_cast<double>(*channel.measures.onset) / sampleRate;
   return {{"level", 10.0 * std::log10(decay.noisePower / sampleRate)},
           {"fromSeconds", onset + decay.end}};
 }
@@ -51,24 +51,26 @@ Json echoFigures(const std::optional<acoustics::Echo>& echo) {
           {"combSpacing", echo->combSpacing()}};
 }
 
-Json channelFigures(const acoustics::Channel& channel,
-                    const std::optional<ChannelSpectrum>& spectrum, int sampleRate) {
-  Json json = {{"name", channel.name},           {"peak", channel.peak},
-               {"peakFrame", channel.peakFrame}, {"energy", channel.energy},
-               {"dcOffset", channel.mean},       {"silent", !channel.onset}};
-  if (!channel.onset) return json;
-  json["onsetFrame"] = *channel.onset;
-  json["onsetSeconds"] = static_cast<double>(*channel.onset) / sampleRate;
+Json channelFigures(const Channel& channel, int sampleRate) {
+  Json json = {{"name", channel.name},
+               {"peak", channel.measures.peak},
+               {"peakFrame", channel.measures.peakFrame},
+               {"energy", channel.measures.energy},
+               {"dcOffset", channel.measures.dcOffset},
+               {"silent", !channel.measures.onset}};
+  if (!channel.measures.onset) return json;
+  json["onsetFrame"] = *channel.measures.onset;
+  json["onsetSeconds"] = static_cast<double>(*channel.measures.onset) / sampleRate;
   json["noiseFloor"] = noiseFigures(channel, sampleRate);
-  json["reverberationTime"] = orNull(acoustics::midReverberationTime(channel));
-  json["definition"] = orNull(channel.d50);
-  json["centreTime"] = orNull(channel.centreTime);
-  json["broadband"] = bandFigures(channel.broadband);
+  json["reverberationTime"] = orNull(channel.measures.midReverberationTime());
+  json["definition"] = orNull(channel.measures.d50);
+  json["centreTime"] = orNull(channel.measures.centreTime);
+  json["broadband"] = bandFigures(channel.measures.broadband);
   json["octaves"] = Json::array();
-  for (const acoustics::Band& band : channel.octaves)
+  for (const acoustics::BandMeasures& band : channel.measures.octaves)
     json["octaves"].push_back(bandFigures(band));
-  json["tilt"] = orNull(spectrum->tilt);
-  json["echo"] = echoFigures(spectrum->cepstrum.echo);
+  json["tilt"] = orNull(channel.spectrum->tilt);
+  json["echo"] = echoFigures(channel.spectrum->cepstrum.echo);
   return json;
 }
 
@@ -119,8 +121,8 @@ std::string figures(const Inspection& inspection) {
                {"pairs", Json::array()},
                {"suggestions", nullptr}};
   for (std::size_t i = 0; i < inspection.channels.size(); ++i) {
-    json["channels"].push_back(channelFigures(
-        inspection.channels[i], inspection.spectra[i], inspection.sampleRate()));
+    json["channels"].push_back(
+        channelFigures(inspection.channels[i], inspection.sampleRate()));
   }
   for (const ChannelPair& pair : inspection.pairs) {
     json["pairs"].push_back(pairFigures(inspection, pair));

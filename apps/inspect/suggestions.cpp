@@ -19,22 +19,21 @@ constexpr int kNumLoudspeakers = 5;
 // filter.
 constexpr double kLeadIn = 0.001;  // s
 
-void suggestPart(Suggestions& suggestions,
-                 const std::vector<acoustics::Channel>& channels, std::size_t numFrames,
-                 double sampleRate) {
+void suggestPart(Suggestions& suggestions, const std::vector<Channel>& channels,
+                 std::size_t numFrames, double sampleRate) {
   constexpr double kMaxFade = 0.25;  // s
   std::size_t start = numFrames;
   std::size_t end = 0;
   std::size_t soundEnd = 0;
-  for (const acoustics::Channel& channel : channels) {
-    if (!channel.onset) continue;
+  for (const Channel& channel : channels) {
+    if (!channel.measures.onset) continue;
     const auto after = [&](double seconds) {
-      return *channel.onset +
+      return *channel.measures.onset +
              static_cast<std::size_t>(std::llround(seconds * sampleRate));
     };
-    start = std::min(start, *channel.onset);
-    end = std::max(end, after(channel.broadband.decay.end));
-    soundEnd = std::max(soundEnd, after(channel.profile.end()));
+    start = std::min(start, *channel.measures.onset);
+    end = std::max(end, after(channel.measures.broadband.decay.end));
+    soundEnd = std::max(soundEnd, after(channel.measures.profile.end()));
   }
   end = std::clamp(end, start + 1, numFrames);
   start -= std::min(start, static_cast<std::size_t>(kLeadIn * sampleRate));
@@ -103,7 +102,7 @@ BlockChoice choiceOf(int blockLen, int irLen, const host::Responses& arrangement
 
 }  // namespace
 
-Suggestions suggest(const std::vector<acoustics::Channel>& channels,
+Suggestions suggest(const std::vector<Channel>& channels,
                     const audio::AudioInfo& info) {
   constexpr int kShortest = 64;
   constexpr int kLongestShown = 2048;

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "ulmar/acoustics/channel.h"
+#include "apps/inspect/channel.h"
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/host/geometry.h"
 
@@ -39,7 +39,6 @@ struct Suggestions {
 };
 
 /// channels: of the file, measured; not all silent.
-Suggestions suggest(const std::vector<acoustics::Channel>& channels,
-                    const audio::AudioInfo& info);
+Suggestions suggest(const std::vector<Channel>& channels, const audio::AudioInfo& info);
 
 }  // namespace ulmar::inspect

@@ -9,16 +9,17 @@
 namespace ulmar::acoustics {
 namespace {
 
-constexpr double kLength = 1.0;  // s
-constexpr double kEarliest = 0.0005;
-constexpr double kLatest = 0.05;
-// In units of the standard deviation around it, of which the greatest of a few thousand
-// values reaches four by chance.
-constexpr double kStandsOut = 8.0;
+constexpr double kLength = 1.0;       // s of the response
+constexpr double kEarliest = 0.0005;  // s, delay of an echo
+constexpr double kLatest = 0.05;      // s
+// An echo's line has at least so many times the standard deviation of the cepstrum
+// around it. Of a few thousand values of noise the largest reaches four times.
+constexpr double kLeastProminence = 8.0;
 
-/// The response at a peak of 1, as the logarithm's floor requires, without an edge at
-/// its end, which would make an echo of its own. What is too short to be faded out
-/// behind the echoes keeps its end.
+/// The start of the response, scaled to a peak of 1 for the floor of the cepstrum's
+/// logarithm, and faded out: the edge where it is cut off would look like an echo. The
+/// fade takes the last quarter and must not touch the echoes, so a response of less
+/// than four times the latest delay keeps its end.
 std::vector<float> prepared(Samples samples, double peak, std::size_t length,
                             double sampleRate) {
   const Samples first = part(samples, 0, length);
@@ -36,9 +37,9 @@ std::vector<float> prepared(Samples samples, double peak, std::size_t length,
   return signal;
 }
 
-/// The standard deviation of what is around a quefrency, by the median of magnitudes,
-/// which single lines do not move. Of a half and twice the quefrency.
-double spreadAround(std::span<const float> values, std::size_t at) {
+/// The standard deviation of the cepstrum from half to twice a quefrency, in samples,
+/// estimated by the median of the magnitudes, which single lines hardly change.
+double deviationAround(std::span<const float> values, std::size_t at) {
   std::vector<float> magnitudes;
   for (std::size_t i = at / 2 + 1; i < std::min(2 * at, values.size()); ++i) {
     magnitudes.push_back(std::abs(values[i]));
@@ -46,11 +47,11 @@ double spreadAround(std::span<const float> values, std::size_t at) {
   const auto middle =
       magnitudes.begin() + static_cast<std::ptrdiff_t>(magnitudes.size() / 2);
   std::nth_element(magnitudes.begin(), middle, magnitudes.end());
-  constexpr double kMedianOfNormal = 0.6745;
+  constexpr double kMedianOfNormal = 0.6745;  // magnitudes, at a deviation of 1
   return double{*middle} / kMedianOfNormal;
 }
 
-/// The largest magnitude that stands out.
+/// The prominent line of the largest magnitude.
 std::optional<Echo> strongestEcho(const CepstrumAnalysis& cepstrum, double sampleRate) {
   const auto first = static_cast<std::size_t>(std::ceil(kEarliest * sampleRate));
   const std::size_t end = std::min(static_cast<std::size_t>(kLatest * sampleRate) + 1,
@@ -59,7 +60,7 @@ std::optional<Echo> strongestEcho(const CepstrumAnalysis& cepstrum, double sampl
   for (std::size_t i = std::max<std::size_t>(first, 2); i < end; ++i)
     order.push_back(i);
   const auto magnitude = [&](std::size_t i) { return std::abs(cepstrum.values[i]); };
-  // Beyond the largest hundred there is nothing but what is around them.
+  // A line that is not among the largest hundred does not stand out.
   constexpr std::size_t kCandidates = 100;
   const auto candidatesEnd =
       order.begin() + static_cast<std::ptrdiff_t>(std::min(kCandidates, order.size()));
@@ -67,12 +68,12 @@ std::optional<Echo> strongestEcho(const CepstrumAnalysis& cepstrum, double sampl
       order.begin(), candidatesEnd, order.end(),
       [&](std::size_t a, std::size_t b) { return magnitude(a) > magnitude(b); });
   for (auto at = order.begin(); at != candidatesEnd; ++at) {
-    // Below what a quarter of a per cent of the direct sound would cause, nothing is an
-    // echo.
-    constexpr double kLeast = 0.5 * 0.0025;
-    const double spread =
-        std::max(spreadAround(cepstrum.values, *at), kLeast / kStandsOut);
-    if (magnitude(*at) < kStandsOut * spread) continue;
+    // An echo has at least a quarter of a per cent of the direct sound, so that
+    // rounding errors are none in a response that has nothing else.
+    constexpr double kLeastEcho = 0.5 * 0.0025;
+    const double deviation =
+        std::max(deviationAround(cepstrum.values, *at), kLeastEcho / kLeastProminence);
+    if (magnitude(*at) < kLeastProminence * deviation) continue;
     return Echo{static_cast<double>(*at) * cepstrum.step, double{cepstrum.values[*at]}};
   }
   return std::nullopt;

@@ -1,5 +1,7 @@
-// Early echoes in the real cepstrum: an echo makes a comb of the spectrum, and a comb
-// is one line in the spectrum of its logarithm (Bogert, Healy and Tukey, 1963).
+// Early echoes in the real cepstrum. An echo ripples the magnitude spectrum like a comb
+// filter, and the spectrum of the logarithm of that, the cepstrum, has a line at the
+// echo's delay (Bogert, Healy and Tukey, "The quefrency alanysis of time series for
+// echoes", 1963).
 #pragma once
 
 #include <optional>
@@ -9,25 +11,27 @@
 
 namespace ulmar::acoustics {
 
-/// An echo that stands out of the cepstrum around it.
+/// An echo, as a line of the cepstrum that stands out from its surroundings.
 struct Echo {
   double delay = 0.0;  // s
-  double value = 0.0;  // of the cepstrum
-  /// Linear, below 0 for an echo turned over: an echo of gain g stands in the cepstrum
-  /// with g / 2, as long as it is the only one.
+  double value = 0.0;  // of the cepstrum at the delay
+  /// Linear, below 0 for an inverted echo. A single echo of gain g gives a line of
+  /// g / 2; further echoes make this an estimate.
   double gain() const { return 2.0 * value; }
-  /// Distance of the comb's teeth, in Hz.
+  /// Hz between two maxima of the spectrum.
   double combSpacing() const { return 1.0 / delay; }
 };
 
 struct CepstrumAnalysis {
-  double step = 0.0;          // s
+  double step = 0.0;          // s, a sample
   std::vector<float> values;  // at quefrencies of 0, step, ..., up to 50 ms and more
   std::optional<Echo> echo;   // the strongest between 0.5 and 50 ms, if one stands out
 };
 
-/// Of the first second after the onset, faded out at its end. samples: from the
-/// onset on; peak: their largest magnitude, above 0.
+/// Of the first second of a response, or somewhat more: as much as fits a transform
+/// whose length is a power of two. The last quarter of that is faded out, unless it
+/// lasts less than 200 ms. samples: from the onset on; peak: their largest magnitude,
+/// above 0; sampleRate: in Hz.
 CepstrumAnalysis analyseCepstrum(Samples samples, double peak, double sampleRate);
 
 }  // namespace ulmar::acoustics

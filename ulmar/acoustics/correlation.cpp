@@ -1,5 +1,6 @@
 #include "ulmar/acoustics/correlation.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "ulmar/acoustics/energy.h"
@@ -7,15 +8,15 @@
 namespace ulmar::acoustics {
 namespace {
 
-/// Sum of a[i] b[i + lag] over what both have.
+/// Sum of a[i] b[i + lag] over all i for which both have a sample.
 double product(Samples a, Samples b, std::ptrdiff_t lag) {
   const auto shift = static_cast<std::size_t>(std::abs(lag));
-  if (shift >= a.size()) return 0.0;
   const Samples early = lag >= 0 ? a : b;
-  const Samples late = part(lag >= 0 ? b : a, shift, a.size());
+  const Samples late = lag >= 0 ? part(b, shift, b.size()) : part(a, shift, a.size());
   double sum = 0.0;
-  for (std::size_t i = 0; i < late.size(); ++i)
+  for (std::size_t i = 0; i < std::min(early.size(), late.size()); ++i) {
     sum += double{early[i]} * double{late[i]};
+  }
   return sum;
 }
 
@@ -24,8 +25,7 @@ double product(Samples a, Samples b, std::ptrdiff_t lag) {
 std::optional<Correlation> correlate(Samples first, Samples second, std::size_t onset,
                                      double from, double to, double sampleRate) {
   constexpr double kMaxLag = 0.001;  // s
-  // The largest of a hundred values of independent noise has a lag, too, but by chance.
-  constexpr double kLeastAlike = 0.3;
+  constexpr double kLeastForLag = 0.3;
   const auto frames = [&](double time) {
     return static_cast<std::size_t>(std::llround(time * sampleRate));
   };
@@ -41,7 +41,7 @@ std::optional<Correlation> correlate(Samples first, Samples second, std::size_t 
       best = {value, static_cast<double>(lag) / sampleRate};
     }
   }
-  if (std::abs(best.value) < kLeastAlike) best.lag.reset();
+  if (std::abs(best.value) < kLeastForLag) best.lag.reset();
   return best;
 }
 

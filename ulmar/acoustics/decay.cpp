@@ -5,19 +5,19 @@
 #include <numbers>
 #include <numeric>
 
-#include "ulmar/acoustics/knee.h"
+#include "ulmar/acoustics/cross_point.h"
 
 namespace ulmar::acoustics {
 namespace {
 
-// A knee beyond this part of the response is where the noise was looked for, not where
-// it begins.
-constexpr double kLatestKnee = 0.9;
+// The search takes the last tenth of a response for noise. A cross-point in there says
+// that there was none: the decay goes on up to the end.
+constexpr double kLatestCrossPoint = 0.9;  // of the response
 constexpr std::size_t kMinPoints = 4;
-constexpr double kLeastCorrelation = -0.9;
+constexpr double kWorstCorrelation = -0.9;
 
-double powerAt(const LevelLine& line, double time) {
-  return std::pow(10.0, line.at(time) / 10.0);
+double powerAt(const LineFit& levels, double time) {
+  return std::pow(10.0, levels.at(time) / 10.0);
 }
 
 /// Mean power of the last hundredth of the response.
@@ -29,27 +29,29 @@ double powerAtEnd(const EnergyProfile& profile) {
   return energy / (static_cast<double>(count) * profile.step);
 }
 
-/// Energy of a decay that goes on for ever, from a power on.
-double energyBehind(double power, const LevelLine& line) {
-  return power / (-line.slope * std::numbers::ln10 / 10.0);
+/// The integral of an exponential decay from the time of a power on. levels: in dB
+/// over s.
+double energyAfter(double power, const LineFit& levels) {
+  return power / (-levels.slope * std::numbers::ln10 / 10.0);
 }
 
 void setEnd(Decay& decay, const EnergyProfile& profile) {
   decay.end = profile.end();
-  const std::optional<Knee> knee = findKnee(profile);
-  if (!knee) return;
-  const double latest = profile.start + kLatestKnee * (profile.end() - profile.start);
-  decay.reachesNoise = knee->time < latest;
-  double power = powerAt(knee->late, profile.end());
+  const std::optional<CrossPoint> cross = findCrossPoint(profile);
+  if (!cross) return;
+  const double latest =
+      profile.start + kLatestCrossPoint * (profile.end() - profile.start);
+  decay.reachesNoise = cross->time < latest;
+  double power = powerAt(cross->late, profile.end());
   if (decay.reachesNoise) {
-    decay.end = knee->time;
-    decay.noisePower = knee->noisePower;
-    power = knee->noisePower;
+    decay.end = cross->time;
+    decay.noisePower = cross->noisePower;
+    power = cross->noisePower;
   } else {
-    // A response that was faded out has less to come than its decay promised.
+    // The end of a response that was faded out lies below the line of its decay.
     power = std::min(power, powerAtEnd(profile));
   }
-  decay.tailEnergy = energyBehind(power, knee->late);
+  decay.tailEnergy = energyAfter(power, cross->late);
 }
 
 void integrate(Decay& decay, const EnergyProfile& profile) {
@@ -60,7 +62,7 @@ void integrate(Decay& decay, const EnergyProfile& profile) {
   double sum = decay.tailEnergy;
   decay.curve.resize(numSteps);
   for (std::size_t i = numSteps; i-- > 0;) {
-    // Where the ringing of a filter begins there is no noise yet.
+    // Before time 0 there is the ringing of a band's filter alone, without noise.
     sum += profile.timeOf(i) < 0.0 ? profile.energy[i] : profile.energy[i] - noise;
     decay.curve[i] = sum;
   }
@@ -73,21 +75,22 @@ void integrate(Decay& decay, const EnergyProfile& profile) {
   }
 }
 
-/// The fit to what the curve has between two levels, in dB below its start.
-std::optional<LevelLine> fitBetween(const Decay& decay, const EnergyProfile& profile,
-                                    double high, double low, double neededRange) {
+/// The fit to the curve between two levels, in dB against its start.
+std::optional<DecayFit> fitBetween(const Decay& decay, const EnergyProfile& profile,
+                                   double high, double low, double neededRange) {
   if (decay.range < neededRange) return std::nullopt;
-  std::vector<LevelPoint> points;
+  std::vector<PointXY> points;
   for (std::size_t i = 0; i < decay.curve.size(); ++i) {
     if (decay.curve[i] < low) break;
     if (decay.curve[i] <= high) points.push_back({profile.timeOf(i), decay.curve[i]});
   }
   if (points.size() < kMinPoints) return std::nullopt;
-  const LevelLine line = fitLine(points);
-  // What hardly follows a line, or a line that does not fall in the time there is, is
-  // no decay, such as the plateau between two clicks.
+  const DecayFit line = {fitLine(points)};
+  // No decay is a curve that hardly follows the line, nor a line so flat that it would
+  // not fall through the range within the response, as on the plateau between two
+  // clicks.
   const double duration = profile.end() - profile.start;
-  if (line.correlation > kLeastCorrelation || -line.slope * duration < high - low) {
+  if (line.correlation > kWorstCorrelation || -line.slope * duration < high - low) {
     return std::nullopt;
   }
   return line;
@@ -96,7 +99,8 @@ std::optional<LevelLine> fitBetween(const Decay& decay, const EnergyProfile& pro
 }  // namespace
 
 Decay measureDecay(const EnergyProfile& profile) {
-  // The curve starts to fall when the sound arrives, which in a band is somewhat early.
+  // EDT is fitted from 0 dB on. Up to the arrival of the sound, which in a band the
+  // ringing of the filter precedes, the curve stays at 0 dB, and none of that counts.
   constexpr double kArrival = -0.1;  // dB
   Decay decay;
   setEnd(decay, profile);

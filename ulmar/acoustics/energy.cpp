@@ -7,8 +7,8 @@
 namespace ulmar::acoustics {
 namespace {
 
-// Often enough that a filter's state does not underflow in between.
-constexpr std::size_t kSettleMask = 0x3FF;
+// So often that a state passes the subnormal numbers in a few frames at most.
+constexpr std::size_t kFlushMask = 0x3FF;
 
 std::size_t ringingFrames(const OctaveFilter& filter, double sampleRate) {
   return static_cast<std::size_t>(std::ceil(filter.ringing() * sampleRate));
@@ -39,7 +39,7 @@ EnergyProfile bandProfileOf(Samples samples, double sampleRate, std::size_t step
     const double x = frame < earlyFrames ? 0.0 : double{samples[frame - earlyFrames]};
     const double y = filter(x);
     profile.energy[frame / stepFrames] += y * y;
-    if ((frame & kSettleMask) == 0) filter.settle();
+    if ((frame & kFlushMask) == 0) filter.flushTinyStates();
   }
   return profile;
 }
@@ -57,7 +57,7 @@ double bandEnergyOf(Samples samples, double sampleRate, double centre) {
   for (std::size_t frame = 0; frame < numFrames; ++frame) {
     const double y = filter(frame < samples.size() ? double{samples[frame]} : 0.0);
     energy += y * y;
-    if ((frame & kSettleMask) == 0) filter.settle();
+    if ((frame & kFlushMask) == 0) filter.flushTinyStates();
   }
   return energy;
 }

@@ -1,4 +1,5 @@
-// The energy of a response, over time and by octave bands.
+// The energy of a response over time, of all frequencies or of an octave band. Energies
+// are sums of squared samples.
 #pragma once
 
 #include <vector>
@@ -7,12 +8,11 @@
 
 namespace ulmar::acoustics {
 
-/// energy[i] is the sum of squares from start + i step on, for a step. Times in seconds
-/// from the first sample that was given.
+/// Times are in s and count from the first sample that was given.
 struct EnergyProfile {
-  double start = 0.0;  // not above 0
+  double start = 0.0;  // 0, or below 0 of a band, see bandProfileOf()
   double step = 0.0;
-  std::vector<double> energy;
+  std::vector<double> energy;  // [i] from timeOf(i) to timeOf(i + 1)
 
   double timeOf(std::size_t index) const {
     return start + static_cast<double>(index) * step;
@@ -20,20 +20,21 @@ struct EnergyProfile {
   double end() const { return timeOf(energy.size()); }
 };
 
-/// Of all frequencies. stepFrames: frames per step.
+/// Of all frequencies. sampleRate: in Hz; stepFrames: frames per step, at least 1.
 EnergyProfile profileOf(Samples samples, double sampleRate, std::size_t stepFrames);
 
-/// Of one octave band. The filter runs backwards in time, so that its own ringing lies
-/// before the sound that caused it, where the profile begins early for its sake, and
-/// does not lengthen a decay (Jacobsen and Rindel, J. Sound Vib. 117(1), 1987).
+/// Of the octave band at `centre` Hz. The filter runs backwards in time, so that its
+/// own ringing precedes the sound and does not lengthen a decay (Jacobsen and Rindel,
+/// J. Sound Vib. 117(1), 1987). The profile starts early enough to hold that ringing.
 EnergyProfile bandProfileOf(Samples samples, double sampleRate, std::size_t stepFrames,
                             double centre);
 
+/// Of all frequencies.
 double energyOf(Samples samples);
 
-/// Of one octave band, with the filter's ringing. Parts of a response are cut first and
-/// filtered afterwards, so that the filter's delay moves nothing from one into the
-/// other (ISO 3382-1, annex A).
+/// Of the octave band at `centre` Hz, with the filter's ringing after the last sample.
+/// To compare parts of a response, cut it first: filtered whole, the filter's delay
+/// would move energy from one part into the next (ISO 3382-1, annex A).
 double bandEnergyOf(Samples samples, double sampleRate, double centre);
 
 }  // namespace ulmar::acoustics

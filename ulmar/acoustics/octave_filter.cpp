@@ -16,9 +16,10 @@ OctaveFilter::OctaveFilter(double centre, double sampleRate) {
   const double middle = std::sqrt(low * high);
   const Complex atCentre = std::polar(1.0, 2.0 * std::atan(middle));
 
-  // Each pole p of the low-pass prototype, that on the real axis and the upper one of
-  // the pair, becomes two: the roots of s^2 - p bandwidth s + middle^2. Taken with its
-  // conjugate, each root makes a section.
+  // Each pole p of the low-pass prototype becomes two of the band-pass, the roots of
+  // s^2 - p bandwidth s + middle^2. Of the prototype's three poles the one on the real
+  // axis gives a conjugate pair, and the other two give two such pairs. Each pair makes
+  // a section.
   const Complex upper = std::polar(1.0, 2.0 * std::numbers::pi / 3.0);
   const auto roots = [&](Complex pole) {
     const Complex half = 0.5 * bandwidth * pole;
@@ -37,18 +38,19 @@ OctaveFilter::OctaveFilter(double centre, double sampleRate) {
     section.gain = 1.0 / std::abs(gain);
   }
 
-  // The slowest of the six poles decays with half the prototype's unit rate, times half
-  // the bandwidth.
+  // The slowest of the six poles: in the low-pass prototype of cut-off 1 its real part
+  // is -1/2, and the transform to a band-pass multiplies that by half the bandwidth. A
+  // half more than its 60 dB makes room for the other poles.
   const double rate = 0.25 * 2.0 * std::numbers::pi * centre *
                       (std::numbers::sqrt2 - 1.0 / std::numbers::sqrt2);
   ringing_ = 3.0 * std::numbers::ln10 / rate * 1.5;
 }
 
-void OctaveFilter::settle() {
-  constexpr double kInaudible = 1e-100;
+void OctaveFilter::flushTinyStates() {
+  constexpr double kTiny = 1e-100;
   for (Section& section : sections_) {
-    if (std::abs(section.s1) < kInaudible) section.s1 = 0.0;
-    if (std::abs(section.s2) < kInaudible) section.s2 = 0.0;
+    if (std::abs(section.s1) < kTiny) section.s1 = 0.0;
+    if (std::abs(section.s2) < kTiny) section.s2 = 0.0;
   }
 }
 

@@ -1,5 +1,5 @@
-// Octave bands: Butterworth band-pass filters of sixth order, which meet class 1 of IEC
-// 61260-1. ISO 3382-1 asks for octave bands from 125 Hz to 4 kHz at least.
+// The octave band-pass filter: a Butterworth filter of sixth order, which meets class 1
+// of IEC 61260-1, designed by the bilinear transform.
 #pragma once
 
 #include <array>
@@ -8,26 +8,27 @@ namespace ulmar::acoustics {
 
 class OctaveFilter {
  public:
-  /// Whether the band's upper edge, sqrt(2) centre, keeps its distance from half the
+  /// Whether the band's upper edge, sqrt(2) centre, lies 5 % or more below half the
   /// sample rate. Both in Hz.
   static bool fits(double centre, double sampleRate) {
     return 1.4142135623730951 * centre <= 0.475 * sampleRate;
   }
 
-  /// By the bilinear transform of the poles, both edges in their places; gain 1 at the
-  /// centre.
+  /// Gain 1 at the centre, and -3 dB at both edges, centre / sqrt(2) and centre
+  /// sqrt(2). centre, sampleRate: in Hz, as fits() allows.
   OctaveFilter(double centre, double sampleRate);
 
+  /// The next output sample.
   double operator()(double x) {
     for (Section& section : sections_) x = section(x);
     return x;
   }
 
-  /// Forgets what is too small to be heard of again, as numbers below the range of
-  /// normal ones slow the processor down. To be called every now and then.
-  void settle();
+  /// Sets states below 1e-100 to 0, before they become subnormal numbers, on which the
+  /// processor is slow. To be called every thousand samples or so.
+  void flushTinyStates();
 
-  /// Seconds in which the response to an impulse falls by 60 dB and more.
+  /// s, in which the response to an impulse falls by 60 dB or more.
   double ringing() const { return ringing_; }
 
  private:

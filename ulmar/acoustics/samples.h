@@ -1,4 +1,4 @@
-// One channel of a response, or a part of it.
+// One channel of an impulse response, or a part of it. Full scale is 1.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,8 @@ namespace ulmar::acoustics {
 
 using Samples = std::span<const float>;
 
-/// What [from, to) has of the samples.
+/// The samples from index `from` to `to`, without the one at `to`; indices beyond the
+/// end mean the end.
 inline Samples part(Samples samples, std::size_t from, std::size_t to) {
   to = std::min(to, samples.size());
   from = std::min(from, to);

@@ -36,7 +36,7 @@ SpectralAnalyzer::SpectralAnalyzer(int size) : size_(size) {
   UpdateFFTTables(bitRev_.data(), twiddles_.data(), size);
 }
 
-void SpectralAnalyzer::take(std::span<const float> samples) {
+void SpectralAnalyzer::load(std::span<const float> samples) {
   if (samples.size() > samples_.size()) {
     fail("a signal has ", samples.size(), " samples, and the transform takes ", size_);
   }
@@ -45,14 +45,14 @@ void SpectralAnalyzer::take(std::span<const float> samples) {
 }
 
 std::span<const float> SpectralAnalyzer::power(std::span<const float> samples) {
-  take(samples);
+  load(samples);
   pwrfft(1.0F, samples_.data(), result_.data(), work_.data(), bitRev_.data(),
          twiddles_.data(), log2Size_);
   return {result_.data(), result_.size() / 2 + 1};
 }
 
 std::span<const float> SpectralAnalyzer::cepstrum(std::span<const float> samples) {
-  take(samples);
+  load(samples);
   spectrum_.resize(samples_.size());
   work_.resize(samples_.size());
   float level = 0.0F;

@@ -1,5 +1,5 @@
-// The library's spectral analysis toolkit with the tables and work areas that it takes,
-// and its window curves.
+// libulmar's spectral analysis together with the tables and work areas that it takes,
+// and its windows.
 #pragma once
 
 #include <span>
@@ -10,29 +10,30 @@
 
 namespace ulmar::acoustics {
 
-/// Power spectra and cepstra of one size, in single precision. Results stand until the
-/// next call.
+/// Power spectra and cepstra of one size, in single precision. A result is valid until
+/// the next call.
 class SpectralAnalyzer {
  public:
   static constexpr int kMinSize = 8;
   static constexpr int kMaxSize = 1 << 24;
 
-  /// size: of the transforms, in samples. Throws Error unless it is a power of two
-  /// within the limits.
+  /// size: of the transforms, in samples. Throws Error unless it is a power of two from
+  /// kMinSize to kMaxSize.
   explicit SpectralAnalyzer(int size);
 
   int size() const { return size_; }
 
-  /// |X[k]|^2 for k = 0 ... size/2, that is at k / size of the sample rate, unscaled.
-  /// samples: size at most; zeros follow.
+  /// |X[k]|^2 for k = 0 ... size/2, at k / size of the sample rate, without any
+  /// scaling. samples: padded with zeros to the size. Throws Error if there are more.
   std::span<const float> power(std::span<const float> samples);
 
-  /// Real cepstrum at quefrencies of 0 ... size/2 samples. Logarithms are natural and
-  /// have a floor of ln 1e-6: bring samples to a peak near 1. samples as in power().
+  /// Real cepstrum at quefrencies of 0 ... size/2 samples, of the natural logarithm of
+  /// the magnitude. Magnitudes below 1e-6 count as 1e-6, so samples should have a peak
+  /// near 1. samples: as in power().
   std::span<const float> cepstrum(std::span<const float> samples);
 
  private:
-  void take(std::span<const float> samples);
+  void load(std::span<const float> samples);
 
   int size_;
   HostLong log2Size_;
@@ -44,7 +45,8 @@ class SpectralAnalyzer {
   std::vector<cmplx> work_;
 };
 
-/// A whole Hann window: `size` values at the midpoints of as many steps, even.
+/// A Hann window of `size` values, which is even. It is sampled at the middles of its
+/// steps, so that it is symmetric and no value is 0.
 std::vector<float> hannWindow(int size);
 
 /// The falling half of a Hann window, `size` values from near 1 to near 0.

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "ulmar/acoustics/knee.h"
+#include "ulmar/acoustics/line_fit.h"
 #include "ulmar/acoustics/spectral_analyzer.h"
 
 namespace ulmar::acoustics {
@@ -18,7 +18,7 @@ double decibels(double power) {
   return 10.0 * std::log10(std::max(power, kSilentPower));
 }
 
-/// Sums of the power below each bin, for means over any range.
+/// Cumulative sums of a spectrum, for means over any range of frequencies.
 class RunningPower {
  public:
   explicit RunningPower(const EnergySpectrum& spectrum) : binWidth_(spectrum.binWidth) {
@@ -27,9 +27,9 @@ class RunningPower {
     for (const double power : spectrum.power) sums_.push_back(sums_.back() + power);
   }
 
-  /// Mean power from one frequency to another; bins lie at multiples of their width and
-  /// reach half of it to both sides. Between bins that are further apart than that the
-  /// power goes over from one to the other.
+  /// Mean power between two frequencies in Hz. A bin reaches half its width to both
+  /// sides of its own frequency. A range narrower than a bin is widened to one, which
+  /// interpolates between two bins linearly.
   double mean(double low, double high) const {
     const double middle = 0.5 * (low + high) / binWidth_;
     const double half = std::max(0.5 * (high - low) / binWidth_, 0.5);
@@ -52,7 +52,7 @@ class RunningPower {
   std::vector<double> sums_;
 };
 
-/// Mean power spectra of what falls into each column of a spectrogram.
+/// The mean power spectrum of each column of a spectrogram.
 class ColumnPower {
  public:
   ColumnPower(int windowLen, std::size_t numFrames, std::size_t numColumns)
@@ -62,8 +62,8 @@ class ColumnPower {
         numFrames_(numFrames),
         numColumns_(numColumns) {}
 
-  /// Adds a column's mean power to `power`: of windows side by side, or of the one
-  /// around a column that is shorter.
+  /// Adds the column's mean power to `power`. Windows stand side by side in the column;
+  /// one that is shorter than a window has a single window around its middle.
   void add(Samples samples, std::size_t column, std::vector<double>& power) {
     const std::size_t first = column * numFrames_ / numColumns_;
     const std::size_t end =
@@ -83,7 +83,7 @@ class ColumnPower {
   std::span<const float> powerAround(Samples samples, std::size_t centre) {
     const std::size_t half = window_.size() / 2;
     for (std::size_t i = 0; i < window_.size(); ++i) {
-      const std::size_t frame = centre + i;  // half a window late
+      const std::size_t frame = centre + i;  // plus half a window, to stay above 0
       const bool inside = frame >= half && frame - half < samples.size();
       block_[i] = inside ? samples[frame - half] * window_[i] : 0.0F;
     }
@@ -139,11 +139,11 @@ std::vector<SpectrumPoint> thirdOctaveLevels(const EnergySpectrum& spectrum) {
 std::optional<double> spectralTilt(const EnergySpectrum& spectrum) {
   constexpr double kLowest = 125.0 / std::numbers::sqrt2;
   constexpr double kHighest = 8000.0 * std::numbers::sqrt2;
-  // Next to half the sample rate there is the filter of a converter.
+  // Just below half the sample rate the filters of converters take the level down.
   constexpr double kUsablePart = 0.9;
   const double nyquist =
       spectrum.binWidth * static_cast<double>(spectrum.power.size() - 1);
-  std::vector<LevelPoint> points;
+  std::vector<PointXY> points;  // dB over octaves
   for (const SpectrumPoint& point : thirdOctaveLevels(spectrum)) {
     if (point.frequency < kLowest || point.frequency > kHighest ||
         point.frequency > kUsablePart * nyquist) {
@@ -151,7 +151,7 @@ std::optional<double> spectralTilt(const EnergySpectrum& spectrum) {
     }
     points.push_back({std::log2(point.frequency), point.level});
   }
-  if (points.size() < 2 || points.back().time - points.front().time < 1.0) {
+  if (points.size() < 2 || points.back().x - points.front().x < 1.0) {
     return std::nullopt;
   }
   return fitLine(points).slope;

@@ -9,37 +9,41 @@
 
 namespace ulmar::acoustics {
 
-/// Energy spectrum: power[k] is |X|^2 at k binWidth Hz, up to half the sample rate. Of
-/// a response beyond 2^18 frames, the sum over parts of that length, which smooths it.
+/// |X|^2 of a response's Fourier transform X, up to half the sample rate.
 struct EnergySpectrum {
-  double binWidth = 0.0;  // Hz
-  std::vector<double> power;
+  double binWidth = 0.0;      // Hz
+  std::vector<double> power;  // [k] at k binWidth
 };
 
+/// sampleRate: in Hz. A response of more than 2^18 frames is cut into parts of that
+/// length, whose spectra are added, which smooths the result.
 EnergySpectrum spectrumOf(Samples samples, double sampleRate);
 
 struct SpectrumPoint {
   double frequency;  // Hz
-  double level;      // dB of |X|^2, 0 dB for a unit impulse
+  double level;      // dB, 0 dB for a unit impulse
 };
 
-/// The mean |X|^2 over a third of an octave around each of the frequencies, 24 per
-/// octave from 20 Hz on.
+/// The mean |X|^2 over the third of an octave around each of 24 frequencies per octave,
+/// from 20 Hz up to half the sample rate.
 std::vector<SpectrumPoint> thirdOctaveLevels(const EnergySpectrum& spectrum);
 
-/// The slope of those levels over the octave bands from 125 Hz to 8 kHz, as far as the
-/// sample rate allows, in dB per octave. White is 0, pink -3. Nothing below an octave.
+/// The slope of the third-octave levels in dB per octave, by linear regression over the
+/// octave bands from 125 Hz to 8 kHz up to 0.45 times the sample rate: 0 for white and
+/// -3 for pink noise. Nothing if that leaves less than an octave.
 std::optional<double> spectralTilt(const EnergySpectrum& spectrum);
 
-/// Mean power over all channels: [column][band], dB against the loudest place. Columns
-/// divide the time, bands the frequencies from lowest to highest evenly on a
-/// logarithmic scale.
+/// Power over time and frequency, of all channels together.
 struct Spectrogram {
   double duration = 0.0;  // s
   double lowest = 0.0;    // Hz
   double highest = 0.0;   // Hz
+  /// [column][band] in dB, 0 dB where the power is greatest. The columns divide the
+  /// duration evenly, the bands the range from lowest to highest evenly in octaves.
   std::vector<std::vector<float>> columns;
 };
+
+/// By Hann windows of about 30 ms. channels: of numFrames each; sampleRate: in Hz.
 
 Spectrogram spectrogramOf(const Planar& channels, double sampleRate,
                           std::size_t numFrames, std::size_t numColumns,

@@ -1,38 +1,47 @@
-#include "ulmar/acoustics/channel.h"
+#include "ulmar/acoustics/response_measures.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "ulmar/acoustics/octave_centres.h"
 #include "ulmar/acoustics/octave_filter.h"
+#include "ulmar/host/error.h"
 
 namespace ulmar::acoustics {
 namespace {
 
-// A decay is looked at in so many steps at most: single frames up to 5 s at 48 kHz.
-constexpr std::size_t kMaxSteps = 1 << 18;
+constexpr std::size_t kMaxSteps = 1 << 18;  // of a frame each up to 5 s at 48 kHz
+constexpr double kOnsetRatio = 0.1;         // of the peak, 20 dB below it
 
-// The direct sound has arrived where a response rises to 20 dB below its maximum (ISO
-// 3382-1, on the start of the impulse response).
-constexpr double kOnsetRatio = 0.1;
+void checkResponse(Samples samples, double sampleRate) {
+  if (samples.empty()) fail("the response has no samples, and must have one or more");
+  if (!(sampleRate > 0.0)) {
+    fail("the sample rate is ", sampleRate, " Hz, and must be above 0");
+  }
+  const auto bad = std::find_if(samples.begin(), samples.end(),
+                                [](float sample) { return !std::isfinite(sample); });
+  if (bad == samples.end()) return;
+  fail("sample ", bad - samples.begin(), " of the response is ", *bad,
+       ", and must be finite");
+}
 
-void measureLevels(Channel& channel, Samples samples) {
+void measureLevels(ResponseMeasures& measures, Samples samples) {
   double sum = 0.0;
   for (std::size_t frame = 0; frame < samples.size(); ++frame) {
     const double magnitude = std::abs(double{samples[frame]});
     sum += double{samples[frame]};
-    if (magnitude > channel.peak) {
-      channel.peak = magnitude;
-      channel.peakFrame = frame;
+    if (magnitude > measures.peak) {
+      measures.peak = magnitude;
+      measures.peakFrame = frame;
     }
   }
-  channel.energy = energyOf(samples);
-  channel.mean = sum / static_cast<double>(samples.size());
-  if (channel.peak == 0.0) return;
+  measures.energy = energyOf(samples);
+  measures.dcOffset = sum / static_cast<double>(samples.size());
+  if (measures.peak == 0.0) return;
   const auto onset = std::find_if(samples.begin(), samples.end(), [&](float sample) {
-    return std::abs(double{sample}) >= kOnsetRatio * channel.peak;
+    return std::abs(double{sample}) >= kOnsetRatio * measures.peak;
   });
-  channel.onset = static_cast<std::size_t>(onset - samples.begin());
+  measures.onset = static_cast<std::size_t>(onset - samples.begin());
 }
 
 Samples withoutSilentEnd(Samples samples) {
@@ -41,14 +50,15 @@ Samples withoutSilentEnd(Samples samples) {
   return samples;
 }
 
-/// The energy of a part of a response, in one band or in all.
+/// Sum of squares in the octave band at a centre in Hz, 0 for all frequencies.
 double energyIn(double centre, Samples samples, double sampleRate) {
   return centre > 0.0 ? bandEnergyOf(samples, sampleRate, centre) : energyOf(samples);
 }
 
-/// Early to late energy at `limit` seconds, noise left out and the tail behind the
-/// noise put in as in the decay.
-std::optional<double> clarityAt(double limit, const Band& band, Samples samples,
+/// Early to late energy in dB with the limit between them at `limit` s. As in the
+/// decay, the late part ends where the noise begins, and the energy that the decay has
+/// behind that is added.
+std::optional<double> clarityAt(double limit, const BandMeasures& band, Samples samples,
                                 double sampleRate) {
   if (band.decay.range < kRangeForEdt) return std::nullopt;
   const auto split = static_cast<std::size_t>(std::llround(limit * sampleRate));
@@ -64,11 +74,11 @@ std::optional<double> clarityAt(double limit, const Band& band, Samples samples,
   return 10.0 * std::log10(early / late);
 }
 
-Band measureBand(double centre, const EnergyProfile& profile, Samples samples,
-                 double sampleRate) {
+BandMeasures measureBand(double centre, const EnergyProfile& profile, Samples samples,
+                         double sampleRate) {
   constexpr double kSpeechLimit = 0.05;  // s
   constexpr double kMusicLimit = 0.08;   // s
-  Band band;
+  BandMeasures band;
   band.centre = centre;
   band.decay = measureDecay(profile);
   band.clarity.c50 = clarityAt(kSpeechLimit, band, samples, sampleRate);
@@ -89,24 +99,20 @@ std::optional<double> centreTimeOf(const EnergyProfile& profile, const Decay& de
   return moment / energy;
 }
 
-std::optional<double> reverberationTimeOf(const Decay& decay) {
+}  // namespace
+
+std::optional<double> BandMeasures::reverberationTime() const {
   if (decay.t30) return decay.t30->decayTime();
   if (decay.t20) return decay.t20->decayTime();
   return std::nullopt;
 }
 
-}  // namespace
-
-std::optional<double> Channel::reverberationTime() const {
-  return reverberationTimeOf(broadband.decay);
-}
-
-std::optional<double> midReverberationTime(const Channel& channel) {
+std::optional<double> ResponseMeasures::midReverberationTime() const {
   double sum = 0.0;
   int count = 0;
-  for (const Band& band : channel.octaves) {
+  for (const BandMeasures& band : octaves) {
     if (band.centre != 500.0 && band.centre != 1000.0) continue;
-    if (const auto time = reverberationTimeOf(band.decay)) {
+    if (const auto time = band.reverberationTime()) {
       sum += *time;
       ++count;
     }
@@ -115,29 +121,29 @@ std::optional<double> midReverberationTime(const Channel& channel) {
   return sum / count;
 }
 
-Channel measureChannel(const std::string& name, Samples samples, double sampleRate) {
-  Channel channel;
-  channel.name = name;
-  measureLevels(channel, samples);
-  if (!channel.onset) return channel;
+ResponseMeasures measureResponse(Samples samples, double sampleRate) {
+  checkResponse(samples, sampleRate);
+  ResponseMeasures measures;
+  measureLevels(measures, samples);
+  if (!measures.onset) return measures;
   const Samples response =
-      withoutSilentEnd(part(samples, *channel.onset, samples.size()));
+      withoutSilentEnd(part(samples, *measures.onset, samples.size()));
   const std::size_t stepFrames = (response.size() - 1) / kMaxSteps + 1;
-  channel.profile = profileOf(response, sampleRate, stepFrames);
-  channel.broadband = measureBand(0.0, channel.profile, response, sampleRate);
-  channel.centreTime = centreTimeOf(channel.profile, channel.broadband.decay);
-  if (channel.broadband.clarity.c50) {
-    const double ratio = std::pow(10.0, *channel.broadband.clarity.c50 / 10.0);
-    channel.d50 = ratio / (1.0 + ratio);
+  measures.profile = profileOf(response, sampleRate, stepFrames);
+  measures.broadband = measureBand(0.0, measures.profile, response, sampleRate);
+  measures.centreTime = centreTimeOf(measures.profile, measures.broadband.decay);
+  if (measures.broadband.clarity.c50) {
+    const double ratio = std::pow(10.0, *measures.broadband.clarity.c50 / 10.0);
+    measures.d50 = ratio / (1.0 + ratio);
   }
   for (const double centre : kOctaveCentres) {
     if (!OctaveFilter::fits(centre, sampleRate)) continue;
-    channel.octaves.push_back(
+    measures.octaves.push_back(
         measureBand(centre, bandProfileOf(response, sampleRate, stepFrames, centre),
                     response, sampleRate));
-    channel.octaves.back().decay.curve = {};
+    measures.octaves.back().decay.curve = {};
   }
-  return channel;
+  return measures;
 }
 
 }  // namespace ulmar::acoustics

@@ -1,0 +1,124 @@
+// Octave bands: the filter against the formula of a Butterworth band-pass, and the
+// measures of each band by itself.
+#include <array>
+#include <complex>
+
+#include "tests/acoustics/signals.h"
+#include "ulmar/acoustics/octave_centres.h"
+#include "ulmar/acoustics/octave_filter.h"
+#include "ulmar/acoustics/response_measures.h"
+
+namespace ulmar::acoustics {
+namespace {
+
+// |H|^2 = 1 / (1 + q^6) with q = (w^2 - w1 w2) / (w (w2 - w1)), frequencies warped by
+// the bilinear transform.
+double butterworth(double frequency, double centre, double rate) {
+  const auto warped = [&](double f) { return std::tan(std::numbers::pi * f / rate); };
+  const double low = warped(centre / std::numbers::sqrt2);
+  const double high = warped(centre * std::numbers::sqrt2);
+  const double w = warped(frequency);
+  return 1.0 / (1.0 + std::pow((w * w - low * high) / (w * (high - low)), 6.0));
+}
+
+TEST(OctaveFilter, HasItsEdgesHalfAnOctaveFromItsCentre) {
+  for (const double rate : kRates) {
+    for (const double centre : {125.0, 1000.0, 8000.0}) {
+      OctaveFilter filter(centre, rate);
+      std::vector<double> response;
+      for (std::size_t n = 0; n < framesIn(filter.ringing(), rate); ++n) {
+        response.push_back(filter(n == 0 ? 1.0 : 0.0));
+      }
+      for (const double octaves : {-2.0, -1.0, -0.5, -0.25, 0.0, 0.25, 0.5, 1.0}) {
+        const double frequency = centre * std::pow(2.0, octaves);
+        if (frequency >= 0.5 * rate) continue;
+        std::complex<double> gain = 0.0;
+        for (std::size_t n = 0; n < response.size(); ++n) {
+          gain += std::polar(response[n], -2.0 * std::numbers::pi * frequency / rate *
+                                              static_cast<double>(n));
+        }
+        EXPECT_NEAR(std::norm(gain), butterworth(frequency, centre, rate), 0.002)
+            << frequency << " in " << centre << " at " << rate;
+      }
+    }
+  }
+}
+
+// A click has the noise bandwidth of the filter, which is that of a Butterworth filter
+// of third order, (pi / 6) / sin(pi / 6) of the distance of the edges. Run backwards,
+// the filter puts all of it before the click.
+TEST(BandEnergy, OfAClickIsTheBandwidth) {
+  for (const double rate : kRates) {
+    for (const double centre : {125.0, 500.0}) {
+      const double bandwidth = centre / std::numbers::sqrt2 * std::numbers::pi / 3.0;
+      Signal click(1000);
+      click[0] = 1.0F;
+      expectAbout(bandEnergyOf(click, rate, centre), 2.0 * bandwidth / rate, 0.003);
+      const EnergyProfile profile = bandProfileOf(click, rate, 10, centre);
+      double before = 0.0;
+      double after = 0.0;
+      for (std::size_t i = 0; i < profile.energy.size(); ++i) {
+        (profile.timeOf(i) < 0.5 * profile.step ? before : after) += profile.energy[i];
+      }
+      expectAbout(before, 2.0 * bandwidth / rate, 0.003);
+      EXPECT_EQ(after, 0.0);
+    }
+  }
+}
+
+TEST(Bands, AreMeasuredEachByItself) {
+  constexpr std::array kT60 = {1.6, 1.5, 1.4, 1.2, 1.1, 1.0, 0.9};
+  for (const double rate : kRates) {
+    Signal signal(framesIn(2.0, rate));
+    for (std::size_t i = 0; i < kT60.size(); ++i) {
+      addTone(signal, kOctaveCentres[i], kT60[i], rate);
+    }
+    const ResponseMeasures measures = measureResponse(signal, rate);
+    ASSERT_EQ(measures.octaves.size(), kT60.size());
+    for (std::size_t i = 0; i < kT60.size(); ++i) {
+      SCOPED_TRACE(testing::Message() << kOctaveCentres[i] << " Hz at " << rate);
+      const BandMeasures& band = measures.octaves[i];
+      EXPECT_EQ(band.centre, kOctaveCentres[i]);
+      for (const auto& fit : {band.decay.edt, band.decay.t20, band.decay.t30}) {
+        ASSERT_TRUE(fit);
+        expectAbout(fit->decayTime(), kT60[i], 0.015);
+      }
+      const double k = decayRate(kT60[i]);
+      EXPECT_NEAR(band.clarity.c50.value(), decibels(std::expm1(0.05 * k)), 0.3);
+      EXPECT_NEAR(band.clarity.c80.value(), decibels(std::expm1(0.08 * k)), 0.3);
+    }
+    // ISO 3382-1's single number is that of 500 Hz and 1 kHz.
+    expectAbout(measures.midReverberationTime(), (kT60[2] + kT60[3]) / 2, 0.01);
+  }
+}
+
+// A filter that ran forwards would ring for longer than this.
+TEST(Bands, HaveShortDecaysToo) {
+  for (const double centre : {125.0, 1000.0}) {
+    const double t60 = 12.0 / centre;
+    Signal signal(48000);
+    addTone(signal, centre, t60, 48000.0);
+    for (const BandMeasures& band : measureResponse(signal, 48000.0).octaves) {
+      if (band.centre == centre) expectAbout(band.reverberationTime(), t60, 0.05);
+    }
+  }
+}
+
+TEST(Bands, AreThoseThatTheSampleRateHasRoomFor) {
+  for (const auto& [rate, count] :
+       {std::pair{8000.0, 5U}, {16000.0, 6U}, {22050.0, 6U}, {32000.0, 7U}}) {
+    const ResponseMeasures measures = measureResponse(noise(2000, 1), rate);
+    EXPECT_EQ(measures.octaves.size(), count) << rate;
+  }
+}
+
+// At 1 kHz the tone ends in a range that has no decay time.
+TEST(MidReverberationTime, NeedsBothBands) {
+  Signal signal(48000);
+  addTone(signal, 500.0, 0.5, 48000.0);
+  addTone(signal, 1000.0, 4.0, 48000.0);
+  EXPECT_FALSE(measureResponse(signal, 48000.0).midReverberationTime());
+}
+
+}  // namespace
+}  // namespace ulmar::acoustics

@@ -1,0 +1,27 @@
+// Lundeby's cross-point: where the decay of a response meets its noise floor (Lundeby,
+// Vigran, Bietz and Vorländer, "Uncertainties of measurements in room acoustics",
+// Acustica 81(4), 1995).
+#pragma once
+
+#include <optional>
+
+#include "ulmar/acoustics/energy.h"
+#include "ulmar/acoustics/line_fit.h"
+
+namespace ulmar::acoustics {
+
+struct CrossPoint {
+  double time = 0.0;  // s, on the profile's time axis
+  /// The late decay: x is the time in s, y the level in dB of energy per second.
+  LineFit late;
+  double noisePower = 0.0;  // mean energy per second of the noise floor
+};
+
+/// By Lundeby's iteration, which starts with the mean power of the last tenth of the
+/// profile as the noise. In a response without a noise floor that tenth still belongs
+/// to the decay, and the cross-point lies within it: the caller tells the two cases
+/// apart. Nothing if the profile has fewer than five steps, ends in silence, or nothing
+/// that lies 8 dB above its noise falls.
+std::optional<CrossPoint> findCrossPoint(const EnergyProfile& profile);
+
+}  // namespace ulmar::acoustics
