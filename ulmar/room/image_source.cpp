@@ -11,7 +11,7 @@ namespace {
 
 constexpr double kHalfTurn = std::numbers::pi;
 
-struct Image {
+struct ImageSource {
   int bounces = 0;
   double delay = 0.0;  // s
   double gain = 0.0;   // without the walls
@@ -24,14 +24,14 @@ double imageCoordinate(int i, double length, double source) {
 }
 
 // All images that arrive before the mix ends, those with the most bounces first.
-std::vector<Image> imagesOf(const RoomSpec& room, const Point& source,
-                            const Microphone& mic, const RoomTiming& timing) {
+std::vector<ImageSource> imagesOf(const RoomSpec& room, const Point& source,
+                                  const Microphone& mic, const RoomTiming& timing) {
   const double reach = kSpeedOfSound * timing.mixEnd;
   const auto most = [&](double length) { return static_cast<int>(reach / length) + 1; };
   const int mostX = most(room.size.x);
   const int mostY = most(room.size.y);
   const int mostZ = most(room.size.z);
-  std::vector<Image> images;
+  std::vector<ImageSource> images;
   for (int x = -mostX; x <= mostX; ++x) {
     for (int y = -mostY; y <= mostY; ++y) {
       for (int z = -mostZ; z <= mostZ; ++z) {
@@ -47,7 +47,7 @@ std::vector<Image> imagesOf(const RoomSpec& room, const Point& source,
       }
     }
   }
-  std::ranges::stable_sort(images, std::greater<>(), &Image::bounces);
+  std::ranges::stable_sort(images, std::greater<>(), &ImageSource::bounces);
   return images;
 }
 
@@ -113,7 +113,7 @@ void reflect(const Wall& wall, std::vector<double>& signal) {
 void addEarlyReflections(const RoomSpec& room, const Point& source,
                          const Microphone& mic, const RoomTiming& timing,
                          std::vector<double>& response) {
-  const std::vector<Image> images = imagesOf(room, source, mic, timing);
+  const std::vector<ImageSource> images = imagesOf(room, source, mic, timing);
   const Wall wall = wallOf(room, timing.sampleRate);
   std::vector<double> early(response.size());
   int bounces = images.empty() ? 0 : images.front().bounces;
