@@ -11,9 +11,6 @@
 namespace ulmar::render {
 namespace {
 
-// The library's upper limit.
-constexpr double kFullScale = 32767.0 / 32768.0;
-
 // As written, but with the library's meters, which show what was limited.
 std::vector<ChannelLevel> levelsOf(const Plan& plan, const host::Stream& stream,
                                    const Sink& sink) {
@@ -88,8 +85,8 @@ Rendering render(const Plan& plan, audio::AudioReader& input, Trace* trace) {
   rendering.channels = audio::channelNames(plan.routing.output);
   rendering.levels = levelsOf(plan, stream, sink);
   const double peak = peakOf(plan, rendering.levels);
-  rendering.gainWithoutClipping = peak > kFullScale ? kFullScale / peak : 1.0;
-  rendering.limited = peak * double{plan.scale} > kFullScale;
+  rendering.gainWithoutClipping = peak > kMaxSample ? kMaxSample / peak : 1.0;
+  rendering.limited = peak * double{plan.scale} > kMaxSample;
   writer.commit();
   return rendering;
 }

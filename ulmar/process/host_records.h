@@ -129,6 +129,11 @@ namespace ulmar {
 /// The buffer kind that is processed: single-precision samples.
 inline constexpr std::int32_t kFormatFloat = 1;
 
+/// What output samples are limited to; the upper limit is 32767/32768, exact in single
+/// precision.
+inline constexpr float kMinSample = -1.0F;
+inline constexpr float kMaxSample = 0.999969482421875F;
+
 /// The library's tables have room for five channels; sets for three by five pairs.
 inline constexpr int kMaxChannels = 5;
 

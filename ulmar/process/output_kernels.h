@@ -3,11 +3,9 @@
 
 #include <cstddef>
 
-namespace ulmar {
+#include "ulmar/process/host_records.h"
 
-/// The largest sample written, 32767/32768, exact in single precision.
-inline constexpr float kMaxSample = 0.999969482421875F;
-inline constexpr float kMinSample = -1.0F;
+namespace ulmar {
 
 /// Stores mix[i], clamped to kMinSample ... kMaxSample, at sample[i * step] for
 /// i = 0 ... run - 1 in this order; a NaN becomes kMinSample. Returns the larger of
