@@ -60,12 +60,15 @@ std::int64_t refuseUnlessAudioCanBeThere(int fd, const std::string& path) {
   return status.st_size;
 }
 
+template <class Number>
+void refuseImpossibleRate(Number sampleRate, const std::string& path) {
+  if (sampleRate >= kMinFileRate && sampleRate <= kMaxFileRate) return;  // not NaN
+  fail("cannot read ", path, ": its sample rate is ", sampleRate,
+       " Hz, and the limits are ", kMinFileRate, " and ", kMaxFileRate, " Hz");
+}
+
 void refuseImpossibleHeader(const AudioHeader& header, const std::string& path) {
-  if (header.sampleRate &&
-      !(*header.sampleRate >= kMinFileRate && *header.sampleRate <= kMaxFileRate)) {
-    fail("cannot read ", path, ": its sample rate is ", *header.sampleRate,
-         " Hz, and the limits are ", kMinFileRate, " and ", kMaxFileRate, " Hz");
-  }
+  if (header.sampleRate) refuseImpossibleRate(*header.sampleRate, path);
   if (header.length == AudioHeader::Length::stated &&
       header.statedBytes > header.presentBytes) {
     fail("cannot read ", path, ": the file is truncated, its header promises ",
@@ -142,10 +145,7 @@ struct AudioReader::Impl {
   }
 
   void refuseImpossibleInfo() const {
-    if (info.sampleRate < kMinFileRate || info.sampleRate > kMaxFileRate) {
-      fail("cannot read ", info.path, ": its sample rate is ", info.sampleRate,
-           " Hz, and the limits are ", kMinFileRate, " and ", kMaxFileRate, " Hz");
-    }
+    refuseImpossibleRate(info.sampleRate, info.path);
     if (info.channels < 1 || info.channels > kMaxFileChannels) {
       fail("cannot read ", info.path, ": it has ", info.channels,
            " channels, and the limits are 1 and ", kMaxFileChannels);
