@@ -1,5 +1,7 @@
 #include "apps/common/text.h"
 
+#include <array>
+#include <charconv>
 #include <cmath>
 #include <iomanip>
 #include <locale>
@@ -18,6 +20,12 @@ std::string fixed(double value, int decimals) {
   const std::string digits = text.str();
   const bool isZero = digits.find_first_not_of("-0.") == std::string::npos;
   return isZero && digits[0] == '-' ? digits.substr(1) : digits;
+}
+
+std::string shortest(double value) {
+  std::array<char, 32> digits{};
+  const auto end = std::to_chars(digits.begin(), digits.end(), value).ptr;
+  return {digits.begin(), end};
 }
 
 TimeUnit unitFor(double seconds) {
@@ -40,9 +48,17 @@ std::string secondsText(std::int64_t frames, int sampleRate) {
   return secondsText(static_cast<double>(frames) / sampleRate);
 }
 
+std::string millisecondsText(double seconds, int decimals) {
+  return fixed(1000.0 * seconds, decimals) + " ms";
+}
+
+double decibelsOfGain(double gain) { return 20.0 * std::log10(gain); }
+
+double decibelsOfPower(double power) { return 10.0 * std::log10(power); }
+
 std::string decibelText(double gain) {
   if (gain == 0.0) return "off";
-  return fixed(20.0 * std::log10(gain), 1) + " dB";
+  return fixed(decibelsOfGain(gain), 1) + " dB";
 }
 
 std::string countText(std::int64_t count, const std::string& noun) {

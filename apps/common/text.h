@@ -12,6 +12,9 @@ std::int64_t framesIn(double seconds, int sampleRate);
 /// Fixed decimals, with a point in every locale, and no minus before a zero.
 std::string fixed(double value, int decimals);
 
+/// The shortest digits that mean the value: "0.25", "384000".
+std::string shortest(double value);
+
 /// Milliseconds where seconds would be small numbers.
 struct TimeUnit {
   const char* name;
@@ -22,6 +25,13 @@ TimeUnit unitFor(double seconds);
 /// "0.012 s", "4.32 s" or "1:02:03 h".
 std::string secondsText(std::int64_t frames, int sampleRate);
 std::string secondsText(double seconds);
+
+/// "12.5 ms".
+std::string millisecondsText(double seconds, int decimals = 1);
+
+/// Of a linear gain or amplitude, and of a power; minus infinity for 0.
+double decibelsOfGain(double gain);
+double decibelsOfPower(double power);
 
 /// "-3.1 dB" of a linear gain, or "off" for 0.
 std::string decibelText(double gain);

@@ -3,11 +3,11 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
-#include <sstream>
 #include <string_view>
 #include <system_error>
 
 #include "apps/common/program.h"
+#include "apps/common/text.h"
 
 namespace ulmar::render {
 namespace {
@@ -20,11 +20,7 @@ constexpr Range kTailSeconds = {0.0, 3600.0, " s"};
 }
 
 std::string limits(const Range& range) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text.precision(17);
-  text << range.low << " to " << range.high << range.unit;
-  return text.str();
+  return apps::shortest(range.low) + " to " + apps::shortest(range.high) + range.unit;
 }
 
 // Whether the whole text is a number of that type.
@@ -36,13 +32,23 @@ bool readWholly(std::string_view text, Number& number) {
   return error == std::errc() && stop == end;
 }
 
+// Whether it is a number within the range, which NaN never is.
+bool readWithin(const Range& range, std::string_view text, double& number) {
+  return readWholly(text, number) && number >= range.low && number <= range.high;
+}
+
+bool readPowerOfTwo(const Range& range, std::string_view text, int& number) {
+  return readWholly(text, number) && number > 0 &&
+         std::has_single_bit(static_cast<unsigned>(number)) && number >= range.low &&
+         number <= range.high;
+}
+
 }  // namespace
 
 double parseNumber(const std::string& option, const std::string& text,
                    const Range& range) {
   double number = 0.0;
-  // NaN is in no range.
-  if (!readWholly(text, number) || !(number >= range.low && number <= range.high)) {
+  if (!readWithin(range, text, number)) {
     refuse(option, text, "a number from " + limits(range));
   }
   return number;
@@ -60,18 +66,17 @@ std::int64_t parseWhole(const std::string& option, const std::string& text,
 
 int parsePowerOfTwo(const std::string& option, const std::string& text,
                     const Range& range) {
-  unsigned number = 0;
-  if (!readWholly(text, number) || !std::has_single_bit(number) || number < range.low ||
-      number > range.high) {
+  int number = 0;
+  if (!readPowerOfTwo(range, text, number)) {
     refuse(option, text, "a power of two from " + limits(range));
   }
-  return static_cast<int>(number);
+  return number;
 }
 
 double parseGain(const std::string& option, const std::string& text) {
   if (text == "off" || text == "-inf") return 0.0;
   double level = 0.0;
-  if (!readWholly(text, level) || !(level >= kLevel.low && level <= kLevel.high)) {
+  if (!readWithin(kLevel, text, level)) {
     refuse(option, text, "a level from " + limits(kLevel) + ", or 'off'");
   }
   return std::pow(10.0, level / 20.0);
@@ -81,8 +86,7 @@ Tail parseTail(const std::string& option, const std::string& text) {
   if (text == "full") return {Tail::Kind::full, 0.0};
   if (text == "none") return {Tail::Kind::none, 0.0};
   double seconds = 0.0;
-  if (!readWholly(text, seconds) ||
-      !(seconds >= kTailSeconds.low && seconds <= kTailSeconds.high)) {
+  if (!readWithin(kTailSeconds, text, seconds)) {
     refuse(option, text, "'full', 'none' or a time from " + limits(kTailSeconds));
   }
   return {Tail::Kind::seconds, seconds};
@@ -92,12 +96,11 @@ int parseTailBlock(const std::string& option, const std::string& text,
                    const Range& range) {
   if (text == "auto") return host::kTailAuto;
   if (text == "off") return host::kTailOff;
-  unsigned number = 0;
-  if (!readWholly(text, number) || !std::has_single_bit(number) || number < range.low ||
-      number > range.high) {
+  int number = 0;
+  if (!readPowerOfTwo(range, text, number)) {
     refuse(option, text, "'auto', 'off' or a power of two from " + limits(range));
   }
-  return static_cast<int>(number);
+  return number;
 }
 
 void refuseWord(const std::string& option, const std::string& text,

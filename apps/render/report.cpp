@@ -15,6 +15,7 @@ using apps::audioText;
 using apps::countText;
 using apps::decibelText;
 using apps::fixed;
+using apps::millisecondsText;
 using apps::secondsText;
 
 // One line: what it is about in a column of its own, then the sentence.
@@ -154,7 +155,8 @@ std::string engineText(const Plan& plan) {
 std::string latencyText(const Plan& plan) {
   const int latency = plan.latency();
   return std::to_string(latency) + " frames (" +
-         fixed(1000.0 * latency / plan.input.sampleRate, 1) + " ms), " +
+         millisecondsText(static_cast<double>(latency) / plan.input.sampleRate) +
+         "), " +
          (plan.response.ringing > 0 ? "a block and the resampled response's ringing, "
                                     : "") +
          (plan.options.align ? "taken off, wet and dry aligned"
@@ -166,11 +168,11 @@ std::string mixText(const Plan& plan) {
   std::string text =
       "wet " + decibelText(options.wetGain) + ", dry " + decibelText(options.dryGain);
   if (plan.response.predelay > 0) {
-    text += ", predelay " + fixed(1000.0 * options.predelay, 1) + " ms (" +
+    text += ", predelay " + millisecondsText(options.predelay) + " (" +
             countText(plan.response.predelay, "frame") + ")";
   }
   if (plan.params().rearDelay > 0) {
-    text += ", surrounds " + fixed(1000.0 * options.rearDelay, 1) + " ms late (" +
+    text += ", surrounds " + millisecondsText(options.rearDelay) + " late (" +
             countText(plan.params().rearDelay, "frame") + ")";
   }
   if (options.crossfeed > 0.0) text += ", crossfeed " + fixed(options.crossfeed, 2);
@@ -216,7 +218,7 @@ std::string speedText(const Plan& plan, const Rendering& rendering) {
 // What change of level would have avoided clipping, in dB.
 std::string adviceText(const Options& options, double change) {
   const auto takes = [change](double gain) {
-    return gain == 0.0 || 20.0 * std::log10(gain) + change >= kLevel.low;
+    return gain == 0.0 || apps::decibelsOfGain(gain) + change >= kLevel.low;
   };
   // The gains that a signal passes.
   const std::string names = options.dryGain == 0.0   ? "--wet"
@@ -234,7 +236,7 @@ std::string peakText(const Plan& plan, const Rendering& rendering) {
   const double gain = rendering.gainWithoutClipping;
   if (gain == 1.0) return text + ", within full scale";
   // Rounded down, so that it is enough.
-  const double decibels = std::floor(2000.0 * std::log10(gain)) / 100.0;
+  const double decibels = std::floor(100.0 * apps::decibelsOfGain(gain)) / 100.0;
   const std::string advice = adviceText(plan.options, decibels);
   if (!rendering.limited) {
     return text + ", above full scale, which a float file keeps; " + advice;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <numbers>
 #include <utility>
 
 #include "apps/common/text.h"
@@ -12,11 +11,11 @@
 #include "ulmar/host/error.h"
 #include "ulmar/host/geometry.h"
 #include "ulmar/host/planar.h"
+#include "ulmar/host/raised_cosine.h"
 
 namespace ulmar::render {
 namespace {
 
-using apps::fixed;
 using apps::framesIn;
 
 // Keeps the part that is used, and fades its end out by half a period of a raised
@@ -36,8 +35,8 @@ void trim(const Options& options, Planar& signal, ResponseInfo& info) {
   }
   if (info.usedFrames < 1) {
     fail("cannot use ", *options.responseLength, " s of ", info.name,
-         " (--ir-length): one frame, the least, lasts ", fixed(1000.0 / rate, 4),
-         " ms");
+         " (--ir-length): one frame, the least, lasts ",
+         apps::millisecondsText(1.0 / rate, 4));
   }
   info.fadeFrames = framesIn(options.responseFade, rate);
   if (info.fadeFrames > info.usedFrames) {
@@ -51,10 +50,10 @@ void trim(const Options& options, Planar& signal, ResponseInfo& info) {
                   channel.begin() + static_cast<std::ptrdiff_t>(info.startFrame));
     channel.resize(static_cast<std::size_t>(info.usedFrames));
     for (std::int64_t k = 0; k < info.fadeFrames; ++k) {
-      const double phase = std::numbers::pi * (static_cast<double>(k) + 0.5) /
-                           static_cast<double>(info.fadeFrames);
+      const double part =
+          (static_cast<double>(k) + 0.5) / static_cast<double>(info.fadeFrames);
       float& sample = channel[static_cast<std::size_t>(fadeStart + k)];
-      sample = static_cast<float>(sample * (0.5 + 0.5 * std::cos(phase)));
+      sample = static_cast<float>(sample * raisedCosine(part));
     }
   }
 }

@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "ulmar/host/portable_precision.h"
+#include "ulmar/host/raised_cosine.h"
 
 namespace ulmar::room {
 namespace {
@@ -61,7 +62,7 @@ void addPulse(double pos, double gain, std::vector<double>& response) {
     if (frame < 0 || frame >= static_cast<std::ptrdiff_t>(response.size())) continue;
     const double t = k - fraction;
     const double sinc = t == 0.0 ? 1.0 : std::sin(kHalfTurn * t) / (kHalfTurn * t);
-    const double window = 0.5 + 0.5 * std::cos(kHalfTurn * t / kHalfLen);
+    const double window = raisedCosine(t / kHalfLen);
     response[static_cast<std::size_t>(frame)] +=
         withPortablePrecision(gain * sinc * window);
   }

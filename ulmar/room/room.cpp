@@ -6,6 +6,7 @@
 
 #include "ulmar/host/error.h"
 #include "ulmar/host/portable_precision.h"
+#include "ulmar/host/raised_cosine.h"
 #include "ulmar/room/biquad.h"
 #include "ulmar/room/diffuse_tail.h"
 #include "ulmar/room/image_source.h"
@@ -131,10 +132,9 @@ void finish(std::vector<double>& response, double sampleRate) {
   for (double& x : response) x = highPass(x);
   const std::size_t fadeFrames = response.size() / 10;
   for (std::size_t n = 0; n < fadeFrames; ++n) {
-    const double phase =
-        std::numbers::pi * static_cast<double>(n) / static_cast<double>(fadeFrames);
+    const double toGo = static_cast<double>(n) / static_cast<double>(fadeFrames);
     response[response.size() - 1 - n] *=
-        withPortablePrecision(0.5 - 0.5 * std::cos(phase));
+        withPortablePrecision(raisedCosine(1.0 - toGo));
   }
 }
 
