@@ -8,7 +8,8 @@
 namespace ulmar::apps {
 
 void refuseToReplace(const std::string& output, const std::string& read) {
-  std::error_code missing;  // then they differ, or reading says more
+  // Where either cannot be examined they differ, or reading it gives the reason.
+  std::error_code missing;
   if (!std::filesystem::equivalent(read, output, missing) || missing) return;
   fail("cannot write ", output, ": it is ", read,
        ", which is an input and would be replaced; give it another name");

@@ -13,10 +13,10 @@ constexpr std::size_t kLowFrequency = 5;  // of the library's channels
 
 }  // namespace
 
-// The library copies the low-frequency channel at once, so that it must wait here for
-// as long as the dry signal does there.
+// The library copies the low-frequency channel without delay. It is delayed here by as
+// much as the library delays the dry signal.
 Source::Source(const Plan& plan, audio::AudioReader& input)
-    : material_(input),
+    : input_(input),
       order_(audio::libraryOrder(plan.input.channels, plan.input.speakers)),
       delays_(order_.size()),
       interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()) {
@@ -31,7 +31,7 @@ Source::Source(const Plan& plan, audio::AudioReader& input)
 }
 
 const float* const* Source::next(int frames) {
-  const int given = material_.read(interleaved_.data(), frames);
+  const int given = input_.read(interleaved_.data(), frames);
   const std::size_t numChannels = channels_.size();
   for (std::size_t k = 0; k < numChannels; ++k) {
     auto& channel = channels_[k];

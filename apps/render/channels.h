@@ -28,7 +28,7 @@ class Source {
   const float* const* undelayed() const { return undelayed_.data(); }
 
  private:
-  audio::AudioReader& material_;
+  audio::AudioReader& input_;
   std::vector<int> order_;   // the file's channel of each of the stream's
   std::vector<int> delays_;  // of each, in frames
   std::vector<float> interleaved_;

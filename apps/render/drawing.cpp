@@ -56,7 +56,7 @@ void drawWaveform(Picture& picture, const Box& box, const std::string& title,
   plot.frame();
 }
 
-/// A few levels are marked, as there may be no line to see.
+/// Few levels are marked with discs as well: a single one makes no line.
 void drawLevel(Plot& plot, const std::vector<draw::Point2>& levels, double lowest,
                const draw::Stroke& stroke) {
   constexpr std::size_t kFew = 64;

@@ -20,9 +20,14 @@ A response has 1 channel (every channel of the input through the same response),
 2 (left, right) or 4 (true stereo: left to left, left to right, right to left, right
 to right); input has 1 or 2. A response at another sample rate is resampled to
 the input's. Float files keep what is louder than full scale; integer samples are
-limited to it. A failed or interrupted run writes nothing and leaves an existing file as it was, but where
+limited to it, and the report names the peak and the level that avoids it. A failed
+or interrupted run writes nothing and leaves an existing file as it was; but where
 only the picture or the printed report fails, the finished result stays, and the
 message says so.
+
+In the report, a partition is a piece of the response as long as a block. The
+spectrum of a block is divided into segments, and these into chunks: in every block
+one of each is worked ahead for later blocks, so that all blocks cost the same.
 
 In 5.0 and 5.1 the loudspeakers stand at 0 degrees (centre), +-45 (left, right) and
 +-130 (surrounds). Files have them in the order left, right, centre, low-frequency,

@@ -65,7 +65,7 @@ struct Options {
   int tailBlock = host::kTailAuto;  // of a second engine; see host::StreamOptions
 
   Tail tail;
-  std::optional<audio::ChannelLayout> outLayout;  // what input and response make
+  std::optional<audio::ChannelLayout> outLayout;  // by input and response if not given
   std::optional<audio::SampleFormat> format;      // the container's finest if not given
   bool check = false;
   bool json = false;

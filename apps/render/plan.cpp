@@ -15,9 +15,11 @@ namespace {
 using apps::framesIn;
 using apps::refuseToReplace;
 
-// Scaling by a power of two is exact as long as nothing becomes denormal: gains from
-// -200 dB on, and outputs down to 2^-94 of full scale, are normal numbers still. The
-// library's limit then lies at 2^32, 193 dB above full scale.
+// What float files are rendered at. A power of two changes only the exponents of the
+// scaled gains, of every product and sum and of their rounding, so that dividing by it
+// gives the same bits, as long as no number becomes denormal: gains of -200 dB and
+// outputs of 2^-94 are normal at this scale. The library's limit lies at 2^32 then,
+// 192.7 dB above full scale.
 constexpr float kFloatScale = 0x1p-32F;
 
 void refuseUseless(const Options& options, const audio::AudioInfo& input) {

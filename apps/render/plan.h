@@ -25,8 +25,8 @@ struct Plan {
   audio::AudioFormat format;        // of the output
   std::int64_t tailFrames = 0;      // beyond the input
   std::int64_t skippedFrames = 0;   // at the start of the stream, not written
-  /// The stream computes at this power of two below 1, of which the file knows nothing:
-  /// a float file keeps what the library would limit to full scale.
+  /// A power of two. Float files are rendered at this scale and written without it, so
+  /// that they keep what the library would limit to full scale.
   float scale = 1.0F;
 
   /// The stream's parameters, with gains as the file has them.

@@ -11,7 +11,8 @@
 namespace ulmar::render {
 namespace {
 
-// As written, but with the library's meters, which show what was limited.
+// The levels as written, but the peaks of the library's meters, which measure before
+// the limit.
 std::vector<ChannelLevel> levelsOf(const Plan& plan, const host::Stream& stream,
                                    const Sink& sink) {
   std::vector<ChannelLevel> levels = sink.levels();

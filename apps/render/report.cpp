@@ -133,9 +133,9 @@ std::string truncationText(const Plan& plan) {
          (plan.response.predelay > 0 ? " of predelay and response" : "");
 }
 
-// "31 blocks of 128 frames, in 8 segments of 1 chunk".
+// "31 partitions of 128 frames, in 8 segments of 1 chunk".
 std::string geometryText(const host::Geometry& geometry) {
-  return countText(geometry.numBlocks(), "block") + " of " +
+  return countText(geometry.numBlocks(), "partition") + " of " +
          std::to_string(geometry.blockLen) + " frames, in " +
          countText(geometry.numSegments, "segment") + " of " +
          countText(geometry.chunksPerSegment, "chunk");

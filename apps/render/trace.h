@@ -1,4 +1,4 @@
-// What a rendering's picture is drawn from, taken down while it runs.
+// What the picture of a rendering is drawn from, recorded while it runs.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,8 @@
 
 namespace ulmar::render {
 
-/// The waveform and the power of some channels together, in so many parts of the time.
+/// The lowest and the highest sample and the mean power of all channels of a signal
+/// together, in at most 1100 equal parts of its time.
 class Envelope {
  public:
   Envelope(std::int64_t numFrames, int sampleRate);

@@ -39,8 +39,10 @@ class Bytes {
   ssize_t given_;
 };
 
-// Lengths that stand for "not known": the largest of 64, 32 and 31 bits, and 0x7F000000
-// in AIFF, rounded down to whole frames, as tools that write to a pipe leave them.
+// Programs that write to a pipe leave a placeholder for the length, which they cannot
+// know in time: the largest number of 64, 32 or 31 bits, or 0x7F000000 in AIFF, where
+// the 8 bytes before the samples may count too. Any may be rounded down to whole
+// frames.
 bool isPlaceholder(std::uint64_t len) {
   return len > std::numeric_limits<std::int64_t>::max() ||
          (len >= 0xFFFF'0000 && len <= 0xFFFF'FFFF) ||
@@ -57,7 +59,9 @@ double extendedNumber(const Bytes<18>& comm) {
   return std::ldexp(mantissa, exponent - kExponentBias - kMantissaBits);
 }
 
-// A length of zero is meant when the container's own length agrees with the file's.
+// A length of zero can mean an empty chunk, or a writer that never went back to fill
+// the length in. The container's length decides, which stands at the start of the file:
+// if it covers the whole file, the header was completed and the chunk is empty.
 void noteAudioChunk(AudioHeader& header, std::int64_t start, std::int64_t fileBytes,
                     std::uint64_t len, std::uint64_t containerLen) {
   header.lengthPos = start - 4;
@@ -85,8 +89,8 @@ AudioHeader readChunks(int fd, std::int64_t fileBytes, ByteOrder order) {
     const std::string_view id = chunk.text(0, 4);
     const std::uint64_t len = chunk.number(4, 4, order);
     const std::int64_t start = pos + 8;
-    if (id ==
-        "ds64") {  // the lengths of RF64, which has all ones in their usual places
+    // In RF64 the lengths have 64 bits and a chunk of their own.
+    if (id == "ds64") {
       const Bytes<16> lens(fd, start);
       containerLen = lens.number(0, 8, order);
       longLen = lens.number(8, 8, order);

@@ -41,8 +41,8 @@ void refuseUnlessRegular(const struct stat& status, const std::string& path) {
     fail("cannot read ", path, ": it is not a regular file");
 }
 
-// Asks what the path leads to before it opens it: opening a pipe would wait for its
-// other end. Returns -1 with errno set if there is nothing to open.
+// Examines the file before it is opened, as opening a pipe waits for a writer. Returns
+// -1 with errno set if it cannot be opened.
 int openRegularFile(const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) == 0) refuseUnlessRegular(status, path);

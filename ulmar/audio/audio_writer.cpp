@@ -23,7 +23,7 @@ struct Container {
   int maxSampleRate;  // Hz
 };
 
-// FLAC: 3 bits of channel count; the rate is what its encoder takes.
+// FLAC counts channels in 3 bits; its encoder takes rates up to 655350 Hz.
 constexpr std::array<Container, 6> kContainers = {{
     {".wav", SF_FORMAT_WAV, kMaxFileChannels, kMaxFileRate},
     {".wave", SF_FORMAT_WAV, kMaxFileChannels, kMaxFileRate},
@@ -83,7 +83,8 @@ void refuseImpossibleFormat(const std::string& path, const Container& container,
   }
 }
 
-// What a length of 32 bits can say; 64 KiB of it are left for all but the audio.
+// The frames that fit into a file whose lengths have 32 bits, with 64 KiB kept for
+// everything but the audio.
 std::int64_t maxShortFrames(const AudioFormat& format) {
   constexpr std::int64_t kMaxShortBytes = 0xFFFF'0000;
   return kMaxShortBytes /
@@ -96,7 +97,7 @@ bool needsRf64(const Container& container, const AudioFormat& format) {
 }
 
 std::int64_t maxFramesOf(const Container& container, const AudioFormat& format) {
-  // FLAC counts frames in 36 bits; RF64 ends far beyond any disk.
+  // FLAC counts frames in 36 bits. RF64, which could hold more, has the same limit.
   constexpr std::int64_t kMaxLongFrames = (std::int64_t{1} << 36) - 1;
   const bool isLong =
       container.sfFormat == SF_FORMAT_FLAC || needsRf64(container, format);
@@ -110,8 +111,8 @@ void refuseTooLong(const std::string& path, std::int64_t frames,
        " frames, and the limit of its format is ", maxFrames);
 }
 
-// WAV tells channels at the side from channels at the rear; FLAC and AIFF have surround
-// channels.
+// Only WAV distinguishes side from rear loudspeakers. FLAC and AIFF know one pair of
+// surrounds, which libsndfile names rear.
 std::vector<Speaker> speakersFor(const Container& container,
                                  std::vector<Speaker> speakers) {
   if (container.sfFormat != SF_FORMAT_WAV) {
@@ -121,8 +122,8 @@ std::vector<Speaker> speakersFor(const Container& container,
   return speakers;
 }
 
-// Full scale of 2^31 for libsndfile's integer calls, which keep the upper 16 or 24
-// bits.
+// Rounds to 16 or 24 bits and scales full scale to 2^31, as libsndfile's integer calls
+// keep the upper bits.
 class Quantiser {
  public:
   explicit Quantiser(int bits)
@@ -176,7 +177,8 @@ struct AudioWriter::Impl {
     sfInfo.format = sfFormat | subtypeOf(format.samples);
     file.reset(sf_open_fd(temp->fd(), SFM_WRITE, &sfInfo, SF_FALSE));
     if (!file) fail("cannot write ", path, ": ", sf_strerror(nullptr));
-    // The chunk of peak values would hold the time of writing.
+    // The chunk of peak values holds the time of writing, and two files of the same
+    // samples would differ.
     sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     stateSpeakers();
   }
@@ -237,7 +239,8 @@ struct AudioWriter::Impl {
     temp->commit();
   }
 
-  // What a reader will find: closing fills in the header, which can fail unnoticed.
+  // As a reader finds them: closing fills in the header, and does not tell if that
+  // fails.
   std::int64_t framesInFile() const {
     SF_INFO sfInfo = {};
     lseek(temp->fd(), 0, SEEK_SET);

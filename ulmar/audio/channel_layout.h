@@ -22,24 +22,25 @@ int channelsOf(ChannelLayout layout);
 /// Nothing if that is none of the four.
 std::optional<ChannelLayout> layoutOf(const AudioInfo& info);
 
-/// For a file of 1, 2, 5 or 6 channels, which of them is each of the library's: left,
-/// right; or left, centre, right, left surround, right surround and low frequency. A
-/// file that has stated no speakers has the order of fileSpeakers.
+/// For each of the library's channels, which channel of the file it is. The library has
+/// left, right; or left, centre, right, left surround, right surround, low frequency.
+/// channels: of the file, 1, 2, 5 or 6. A file that states no speakers has the order of
+/// fileSpeakers().
 std::vector<int> libraryOrder(int channels, const std::vector<Speaker>& stated);
 
-/// Two names of the surround channels, both in use.
+/// Files name the surround channels in one of two ways.
 enum class SurroundName { rear, side };
 
-/// The one in use, rear if there is none.
+/// Rear unless a side speaker is among them.
 SurroundName surroundNameOf(const std::vector<Speaker>& speakers);
 
 /// The standard order of a layout's channels in files: front left, front right, front
-/// centre, low frequency, left surround, right surround. Empty for mono and stereo,
-/// which go without saying.
+/// centre, low frequency, left surround, right surround. Empty for mono and stereo, of
+/// which files state nothing.
 std::vector<Speaker> fileSpeakers(ChannelLayout layout, SurroundName surrounds);
 
-/// Names for people in the order of fileSpeakers: "left", "low-frequency". That of mono
-/// is empty.
+/// Names for people in the order of fileSpeakers(): "left", "low-frequency". A mono
+/// channel needs none and has an empty one.
 std::vector<std::string> channelNames(ChannelLayout layout);
 
 }  // namespace ulmar::audio

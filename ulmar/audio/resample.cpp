@@ -30,9 +30,9 @@ SoxrHandle openResampler(double fromRate, double toRate) {
   return handle;
 }
 
-// Feeds the signal, then silence until outFrames are there: a resampler that is told of
-// the end instead drops what still rings, which is all there is of a response of few
-// frames.
+// Feeds the signal, then silence until outFrames are there. Ending the stream instead
+// would drop what the filter still holds: for a response shorter than the filter, most
+// of the output.
 std::vector<float> resampleChannel(const std::vector<float>& signal, double fromRate,
                                    double toRate, std::size_t outFrames) {
   static const std::array<float, 1024> kSilence{};

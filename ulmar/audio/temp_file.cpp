@@ -58,8 +58,8 @@ class SignalsHeld {
 
 std::string systemMessage(int error) { return std::generic_category().message(error); }
 
-// What a name leads to through symbolic links, be it there or not; of links in a
-// circle, one of them.
+// The path that symbolic links lead to, whether or not there is a file; for links in a
+// circle, one of the links.
 std::string withLinksResolved(std::string path) {
   constexpr int kMaxLinks = 40;  // as many as the kernel follows
   for (int i = 0; i < kMaxLinks; ++i) {
@@ -125,7 +125,7 @@ void TempFile::createBeside(const std::string& target) {
   const std::string stem = target.substr(0, nameStart) +
                            target.substr(nameStart, kMaxStemLen) + ".part-" +
                            std::to_string(getpid()) + "-";
-  // Nobody may read what will replace a file that they may not read.
+  // From the start no more permissions than the file that it will replace.
   const mode_t mode = permissionsOf(target).value_or(0666);
   const SignalsHeld held;
   for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
@@ -142,8 +142,8 @@ void TempFile::createBeside(const std::string& target) {
 }
 
 void TempFile::commit() {
-  // The file was created with these or fewer. Where the file system has none, that is
-  // all there is.
+  // The umask may have taken some away. File systems without permissions refuse, and
+  // nothing is lost by it.
   if (const auto permissions = permissionsOf(target_)) fchmod(fd_, *permissions);
   // Some file systems cannot synchronise and say EINVAL; there is nothing more to be
   // done.

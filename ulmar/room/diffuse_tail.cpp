@@ -10,7 +10,7 @@ namespace {
 // the distributions of the standard library.
 class WhiteNoise {
  public:
-  // Scrambled, as neighbouring seeds would otherwise give shifted copies of one
+  // Scrambled, as seeds one step apart would otherwise give shifted copies of one
   // sequence.
   explicit WhiteNoise(std::uint64_t seed) : state_(scramble(seed)) {}
 
@@ -38,7 +38,7 @@ double upperEdge(std::size_t band) {
   return kOctaveCentres[band] * std::numbers::sqrt2;
 }
 
-// The bands whose lower edge the sample rate carries.
+// The bands whose lower edge lies below 0.45 of the sample rate.
 std::size_t numBandsAt(double sampleRate) {
   std::size_t numBands = 1;
   while (numBands < kOctaveCentres.size() &&

@@ -124,8 +124,8 @@ std::size_t framesOf(const RoomSpec& room, const RoomTiming& timing) {
   return static_cast<std::size_t>(std::ceil(seconds * timing.sampleRate));
 }
 
-// Images all have the same sign, and their sum an offset that no real room has: what
-// lies below the audible range goes. The end is faded out over its last tenth.
+// All image sources have the same sign, so that their sum has a DC offset that no real
+// room has: a high-pass filter at 20 Hz removes it. The last tenth is faded out.
 void finish(std::vector<double>& response, double sampleRate) {
   constexpr double kLowest = 20.0;  // Hz
   Biquad highPass(PassBand::high, kLowest, 1.0 / std::numbers::sqrt2, sampleRate);
