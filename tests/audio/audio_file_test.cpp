@@ -142,6 +142,23 @@ TEST(AudioFile, LengthsThatAWriterLeftOpenRunToTheEnd) {
     }
   }
 
+  std::string bigData;
+  for (unsigned i = 0; i < 200; ++i) bigData += big(i, 2);
+  const std::string aiff = dir / "open.aiff";
+  for (const std::uint32_t audioLen : {0x7F000008U, 0x7F000000U, 0x7FFFFFFFU,
+                                       0x80000000U, 0xFFFFFFFFU, 0xFFFFFFFCU, 0U}) {
+    SCOPED_TRACE(testing::Message() << std::hex << audioLen);
+    writeBytes(
+        aiff,
+        AiffHeader{.numFrames = audioLen / 4, .audioLen = audioLen, .formLen = audioLen}
+            .with(bigData));
+    const std::vector<float> samples = readAudio(aiff);
+    ASSERT_EQ(samples.size(), 200U);
+    for (std::size_t i = 0; i < 200; ++i) {
+      ASSERT_EQ(samples[i], static_cast<float>(i) / 32768.0F);
+    }
+  }
+
   // FLAC's number of frames: 36 bits from the lower half of byte 21; zero stands for
   // unknown.
   const std::string flac = dir / "open.flac";
@@ -241,20 +258,58 @@ TEST(AudioFile, TruncationIsFoundInEveryContainer) {
   }
 }
 
-TEST(AudioFile, SamplesThatAreNoNumbersAreRefusedWithTheirPlace) {
+// A chunk of odd length is followed by a byte that its length does not count. A reader
+// that forgets it finds no chunk behind, and so no truncation.
+TEST(AudioFile, ChunksOfAnyLengthAreStepped) {
   const ScratchDir dir;
+  const std::string data(400, '\1');
+  for (std::size_t len = 0; len < 6; ++len) {
+    SCOPED_TRACE(len);
+    const std::string content(len + len % 2, '\0');
+    const std::string wav = WavHeader{.dataLen = 400,
+                                      .riffLen = 1000,
+                                      .before = "note" + little(len, 4) + content}
+                                .with(data);
+    const std::string aiff = AiffHeader{.numFrames = 100,
+                                        .audioLen = 408,
+                                        .formLen = 1000,
+                                        .before = "ANNO" + big(len, 4) + content}
+                                 .with(data);
+    for (const auto& [name, bytes] :
+         {std::pair("a.wav", wav), std::pair("a.aiff", aiff)}) {
+      const std::string path = dir / name;
+      writeBytes(path, bytes);
+      EXPECT_EQ(readAudio(path), std::vector<float>(200, 257.0F / 32768.0F));
+      writeBytes(path, bytes.substr(0, bytes.size() - 4));
+      expectUnreadable(path, {"the file is truncated"});
+    }
+  }
+}
+
+// In every place of more than one buffer of readAudio().
+TEST(AudioFile, SamplesThatAreNoNumbersAreRefusedWithTheirPlace) {
   struct Case {
     float value;
     const char* text;
   };
+  constexpr int kSamples = 2 * 80;
+  const ScratchDir dir;
+  const std::string path = dir / "bad.wav";
+  writeAudio(path, {.channels = 2, .sampleRate = 48000}, noise(kSamples));
+  const std::string good = bytesOf(path);
   for (const auto& [value, text] :
        {Case{std::numeric_limits<float>::quiet_NaN(), "nan"},
         Case{std::numeric_limits<float>::infinity(), "inf"},
         Case{-std::numeric_limits<float>::infinity(), "-inf"}}) {
-    std::vector<float> samples = noise(3000);
-    samples[2 * 1234 + 1] = value;
-    writeAudio(dir / "bad.wav", {.channels = 2, .sampleRate = 48000}, samples);
-    expectUnreadable(dir / "bad.wav", {"channel 2 has the value ", text, "frame 1234"});
+    for (std::size_t i = 0; i < kSamples; ++i) {
+      std::string bytes = good;
+      std::memcpy(bytes.data() + good.size() - sizeof(float) * (kSamples - i), &value,
+                  sizeof value);
+      writeBytes(path, bytes);
+      expectUnreadable(
+          path, {"channel " + std::to_string(i % 2 + 1) + " has the value " + text +
+                 " at frame " + std::to_string(i / 2) + ","});
+    }
   }
 }
 

@@ -19,19 +19,41 @@ inline std::string little(std::uint64_t value, int numBytes) {
   return bytes;
 }
 
+/// The same, the highest first.
+inline std::string big(std::uint64_t value, int numBytes) {
+  const std::string bytes = little(value, numBytes);
+  return {bytes.rbegin(), bytes.rend()};
+}
+
 /// A 16-bit WAV file whose header may say what is not so.
 struct WavHeader {
   unsigned channels = 2;
   std::uint32_t rate = 48000;
   std::uint32_t dataLen = 0;
   std::uint32_t riffLen = 0;
+  std::string before = {};  // chunks ahead of the format's
 
   std::string with(std::string_view data) const {
     const unsigned frameBytes = 2 * channels;
-    return "RIFF" + little(riffLen, 4) + "WAVEfmt " + little(16, 4) + little(1, 2) +
-           little(channels, 2) + little(rate, 4) +
+    return "RIFF" + little(riffLen, 4) + "WAVE" + before + "fmt " + little(16, 4) +
+           little(1, 2) + little(channels, 2) + little(rate, 4) +
            little(std::uint64_t{rate} * frameBytes, 4) + little(frameBytes, 2) +
            little(16, 2) + "data" + little(dataLen, 4) + std::string(data);
+  }
+};
+
+/// A 16-bit AIFF file of two channels at 48 kHz whose header may say what is not so.
+struct AiffHeader {
+  std::uint32_t numFrames = 0;
+  std::uint32_t audioLen = 0;  // with the 8 bytes between the length and the samples
+  std::uint32_t formLen = 0;
+  std::string before = {};  // chunks ahead of the format's
+
+  std::string with(std::string_view data) const {
+    const std::string rate = big(0x400E, 2) + big(0xBB80, 2) + std::string(6, '\0');
+    return "FORM" + big(formLen, 4) + "AIFF" + before + "COMM" + big(18, 4) +
+           big(2, 2) + big(numFrames, 4) + big(16, 2) + rate + "SSND" +
+           big(audioLen, 4) + std::string(8, '\0') + std::string(data);
   }
 };
 
