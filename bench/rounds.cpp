@@ -48,6 +48,11 @@ double drained(Convolver& convolver, int numBlocks, double overhead) {
   return cpuSeconds() - start - overhead;
 }
 
+int wholePeriods(const Convolver& convolver, int leastBlocks) {
+  const int period = convolver.period();
+  return (leastBlocks + period - 1) / period * period;
+}
+
 }  // namespace
 
 double median(std::vector<double> values) {
@@ -56,13 +61,15 @@ double median(std::vector<double> values) {
   return *middle;
 }
 
-Timing::Timing(std::span<Convolver* const> contenders, int period, int numRounds)
+Timing::Timing(std::span<Convolver* const> contenders, int numRounds)
     : seconds_(contenders.size()) {
+  constexpr int kLeastBlocks = 32;
   const double overhead = drainCost();
   for (int round = 0; round < numRounds; ++round) {
     for (std::size_t c = 0; c < contenders.size(); ++c) {
-      for (int block = 0; block < period; ++block) contenders[c]->run();
-      seconds_[c].push_back(drained(*contenders[c], period, overhead) / period);
+      const int numBlocks = wholePeriods(*contenders[c], kLeastBlocks);
+      for (int block = 0; block < numBlocks; ++block) contenders[c]->run();
+      seconds_[c].push_back(drained(*contenders[c], numBlocks, overhead) / numBlocks);
     }
   }
 }
@@ -77,16 +84,20 @@ double Timing::ratio(std::size_t contender, std::size_t to) const {
   return median(std::move(ratios));
 }
 
-std::vector<double> successiveBlocks(Convolver& convolver, int period) {
+std::vector<std::vector<double>> successiveBlocks(
+    std::span<Convolver* const> contenders, int leastBlocks) {
   constexpr int kNumRounds = 9;
   const double overhead = drainCost();
-  std::vector<std::vector<double>> seconds(static_cast<std::size_t>(period));
-  for (int round = 0; round < kNumRounds; ++round) {
-    for (auto& block : seconds) block.push_back(drained(convolver, 1, overhead));
+  std::vector<std::vector<double>> medians;
+  for (Convolver* const convolver : contenders) {
+    std::vector<std::vector<double>> seconds(
+        static_cast<std::size_t>(wholePeriods(*convolver, leastBlocks)));
+    for (int round = 0; round < kNumRounds; ++round) {
+      for (auto& block : seconds) block.push_back(drained(*convolver, 1, overhead));
+    }
+    auto& ofThis = medians.emplace_back();
+    for (auto& block : seconds) ofThis.push_back(median(std::move(block)));
   }
-  std::vector<double> medians;
-  medians.reserve(seconds.size());
-  for (auto& block : seconds) medians.push_back(median(std::move(block)));
   return medians;
 }
 

@@ -16,8 +16,8 @@ double median(std::vector<double> values);
 /// left to do.
 class Timing {
  public:
-  /// period: a number of blocks after which the cost of every contender repeats.
-  Timing(std::span<Convolver* const> contenders, int period, int numRounds);
+  /// Every contender runs through whole periods of its own.
+  Timing(std::span<Convolver* const> contenders, int numRounds);
 
   double mean(std::size_t contender) const;
   /// The median of the ratios of the means.
@@ -28,8 +28,10 @@ class Timing {
   std::vector<std::vector<double>> seconds_;
 };
 
-/// Of each successive block of a period, the processor time that it sets off, threads
-/// included: the median over some rounds.
-std::vector<double> successiveBlocks(Convolver& convolver, int period);
+/// Of each contender, the processor time that each successive block of its period sets
+/// off, threads included: medians over some rounds. At least `leastBlocks` of them, in
+/// whole periods.
+std::vector<std::vector<double>> successiveBlocks(
+    std::span<Convolver* const> contenders, int leastBlocks = 1);
 
 }  // namespace ulmar::bench
