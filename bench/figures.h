@@ -12,6 +12,9 @@ void print(const std::string& name, double value);
 /// options.
 void measureKernels(int argc, char** argv);
 
+/// The stages of an engine's block beside the cost model of plans.
+void measureStages();
+
 /// Streams beside their peers: over the workloads named, as Workload::name(), or over
 /// the whole table and from one length of response to another if none is.
 void measureBlocks(const std::set<std::string>& only);
@@ -19,7 +22,7 @@ void measureBlocks(const std::set<std::string>& only);
 /// The cost over the response's length, and of successive blocks, for the pictures.
 void measureCurves();
 
-/// UlmarProc beside its engine alone, and streams per core.
+/// UlmarProc beside its engine alone; streams per core, and what they hold of memory.
 void measureStreams();
 
 }  // namespace ulmar::bench

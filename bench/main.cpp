@@ -58,6 +58,7 @@ int main(int argc, char** argv) {
   try {
     stayOnOneProcessor();
     if (asksFor(argc, argv, "kernels")) measureKernels(argc, argv);
+    if (asksFor(argc, argv, "stages")) measureStages();
     if (asksFor(argc, argv, "blocks")) measureBlocks(workloads(argc, argv));
     if (asksFor(argc, argv, "curves")) measureCurves();
     if (asksFor(argc, argv, "streams")) measureStreams();

@@ -1,6 +1,7 @@
 #include "bench/ulmar.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "ulmar/base/align.h"
@@ -87,8 +88,13 @@ void PlanarStream::feed(int input, std::span<const float> block) {
 }
 
 void PlanarStream::fetch(int output, std::span<float> block) const {
-  std::ranges::transform(out_[static_cast<std::size_t>(output)], block.begin(),
-                         [](float sample) { return sample / kWetGain; });
+  // Speaker feeds come out in another order, and the centre 3 dB down.
+  constexpr std::size_t kSpeakers[] = {0, 2, 3, 4, 1};
+  const auto at = static_cast<std::size_t>(output);
+  const bool speakers = out_.size() == 5;
+  const float gain = speakers && output == 4 ? kWetGain * std::sqrt(0.5F) : kWetGain;
+  std::ranges::transform(out_[speakers ? kSpeakers[at] : at], block.begin(),
+                         [&](float sample) { return sample / gain; });
 }
 
 void PlanarStream::run() {
