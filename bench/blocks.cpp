@@ -31,7 +31,7 @@ Evenness evenness(const std::vector<double>& blocks) {
 // Blocks after which counters and ring positions of all engines have met in every
 // combination, as far as a run of kMostBoundaries goes.
 int allPhases(const host::StreamPlan& plan) {
-  constexpr std::int64_t kMostBoundaries = 20000;
+  constexpr std::int64_t kMostBoundaries = 8192;
   const auto combinations = [](const ParamStruct& params) {
     const ConvRTState state = host::engineState(params);
     return std::lcm(std::int64_t{state.numChunks}, std::int64_t{state.ringLen});
@@ -86,7 +86,7 @@ void measure(const Workload& workload) {
   if (isEngineWorkload(workload)) contenders.addEngines();
 
   const std::string name = "block/" + workload.name() + "/";
-  const host::StreamPlan& plan = contenders.plan();
+  const host::StreamPlan& plan = contenders.plan("ulmar");
   print(name + "tail", plan.tail() ? plan.tail()->geometry.blockLen : 0);
 
   const Timing timing(contenders.all(), kNumRounds);
@@ -94,6 +94,9 @@ void measure(const Workload& workload) {
     printRatios(name, contenders, timing, suffix);
     printInstructions(name + "instructions" + suffix,
                       contenders.at(std::string("ulmar") + suffix), plan);
+    printInstructions(name + "one-instructions" + suffix,
+                      contenders.at(std::string("one") + suffix),
+                      contenders.plan("one"));
   }
   print(name + "zita-default/us", 1e6 * timing.mean(contenders.index("zita-default")));
   if (contenders.has("engine")) {

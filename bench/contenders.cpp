@@ -18,16 +18,16 @@ Contenders::Contenders(const Workload& workload, bool withAvx)
       withAvx_(withAvx && bestIsa() > Isa::avx),
       responses_(noiseResponses(workload)) {
   const host::ResponseShape shape = responses_.shape();
-  plan_ = std::make_unique<host::StreamPlan>(planFor(workload, shape, host::kTailAuto));
-  addStream("ulmar", *plan_);
-  if (plan_->tail()) {
+  const host::StreamPlan chosen = planFor(workload, shape, host::kTailAuto);
+  addStream("ulmar", chosen);
+  if (chosen.tail()) {
     addStream("one", planFor(workload, shape, host::kTailOff));
   } else {
     alias("one", "ulmar");
   }
   if (const auto best = bestTailPlan(workload, shape)) {
-    if (plan_->tail() &&
-        plan_->tail()->geometry.blockLen == best->tail()->geometry.blockLen) {
+    if (chosen.tail() &&
+        chosen.tail()->geometry.blockLen == best->tail()->geometry.blockLen) {
       alias("two", "ulmar");
     } else {
       addStream("two", *best);
@@ -71,6 +71,7 @@ Convolver& Contenders::add(const std::string& name,
 }
 
 void Contenders::addStream(const std::string& name, const host::StreamPlan& plan) {
+  plans_.emplace(name, plan);
   Convolver& stream = add(name, std::make_unique<PlanarStream>(plan, responses_));
   if (withAvx_) {
     add(name + "-avx", std::make_unique<WithBody>(stream, Isa::avx));
@@ -81,6 +82,7 @@ void Contenders::addStream(const std::string& name, const host::StreamPlan& plan
 
 void Contenders::alias(const std::string& name, const std::string& other) {
   indices_[name] = index(other);
+  if (plans_.contains(other)) plans_.emplace(name, plan(other));
   if (has(other + "-avx")) indices_[name + "-avx"] = index(other + "-avx");
 }
 

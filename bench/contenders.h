@@ -32,7 +32,10 @@ class Contenders {
   std::size_t index(const std::string& name) const { return indices_.at(name); }
   Convolver& at(const std::string& name) const { return *all_[index(name)]; }
   const std::vector<Convolver*>& all() const { return all_; }
-  const host::StreamPlan& plan() const { return *plan_; }
+  /// Of "ulmar", "one" or "two".
+  const host::StreamPlan& plan(const std::string& name) const {
+    return plans_.at(name);
+  }
 
  private:
   Convolver& add(const std::string& name, std::unique_ptr<Convolver> convolver);
@@ -42,7 +45,7 @@ class Contenders {
   Workload workload_;
   bool withAvx_;
   host::Responses responses_;
-  std::unique_ptr<const host::StreamPlan> plan_;
+  std::map<std::string, host::StreamPlan> plans_;
   std::vector<std::unique_ptr<Convolver>> owned_;
   std::vector<Convolver*> all_;
   std::map<std::string, std::size_t> indices_;
