@@ -42,7 +42,7 @@ class Convolver {
   /// Convolves the block that was fed. All that is timed.
   virtual void run() = 0;
 
-  /// Blocks after which the cost repeats.
+  /// Blocks after which the cost repeats, and all memory has been passed.
   virtual int period() const = 0;
   /// Blocks by which the output lags: what fetch() gives is of so many blocks before.
   virtual int lag() const { return 0; }

@@ -39,11 +39,15 @@ double drainCost() {
   return least;
 }
 
+void run(Convolver& convolver, int numBlocks) {
+  for (int block = 0; block < numBlocks; ++block) convolver.run();
+}
+
 // Seconds that `numBlocks` blocks take with all that they set off.
 double drained(Convolver& convolver, int numBlocks, double overhead) {
   drain();
   const double start = cpuSeconds();
-  for (int block = 0; block < numBlocks; ++block) convolver.run();
+  run(convolver, numBlocks);
   drain();
   return cpuSeconds() - start - overhead;
 }
@@ -51,6 +55,19 @@ double drained(Convolver& convolver, int numBlocks, double overhead) {
 int wholePeriods(const Convolver& convolver, int leastBlocks) {
   const int period = convolver.period();
   return (leastBlocks + period - 1) / period * period;
+}
+
+// Blocks in whole periods that take long enough for what they begin with, cold caches
+// and a clock that has to rise, not to count.
+int stretch(Convolver& convolver) {
+  constexpr double kLeastSeconds = 5e-3;
+  int numBlocks = wholePeriods(convolver, 16);
+  for (;;) {
+    const double start = cpuSeconds();
+    run(convolver, numBlocks);
+    if (cpuSeconds() - start >= kLeastSeconds) return numBlocks;
+    numBlocks *= 2;
+  }
 }
 
 }  // namespace
@@ -63,13 +80,15 @@ double median(std::vector<double> values) {
 
 Timing::Timing(std::span<Convolver* const> contenders, int numRounds)
     : seconds_(contenders.size()) {
-  constexpr int kLeastBlocks = 32;
   const double overhead = drainCost();
+  std::vector<int> numBlocks;
+  for (Convolver* const convolver : contenders)
+    numBlocks.push_back(stretch(*convolver));
   for (int round = 0; round < numRounds; ++round) {
     for (std::size_t c = 0; c < contenders.size(); ++c) {
-      const int numBlocks = wholePeriods(*contenders[c], kLeastBlocks);
-      for (int block = 0; block < numBlocks; ++block) contenders[c]->run();
-      seconds_[c].push_back(drained(*contenders[c], numBlocks, overhead) / numBlocks);
+      run(*contenders[c], numBlocks[c]);
+      seconds_[c].push_back(drained(*contenders[c], numBlocks[c], overhead) /
+                            numBlocks[c]);
     }
   }
 }

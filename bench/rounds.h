@@ -16,7 +16,8 @@ double median(std::vector<double> values);
 /// left to do.
 class Timing {
  public:
-  /// Every contender runs through whole periods of its own.
+  /// Every contender runs through whole periods of its own, some milliseconds in each
+  /// round and as long before that.
   Timing(std::span<Convolver* const> contenders, int numRounds);
 
   double mean(std::size_t contender) const;

@@ -15,12 +15,14 @@ namespace {
 // noise stays below full scale.
 constexpr float kWetGain = 0x1p-14F;
 
-// The counters of the head's engine, and the boundaries from one tail block to the
-// next.
+// The blocks in which head and tail have passed all rows of their partition sets.
 int periodOf(const host::StreamPlan& plan) {
   const ParamStruct& params = plan.params();
-  return std::max(params.numSegments * params.chunksPerSegment,
-                  plan.tail() ? plan.tail()->numSlots : 1);
+  const int headPeriod = params.numSegments * params.chunksPerSegment;
+  if (!plan.tail()) return headPeriod;
+  const host::Geometry& geometry = plan.tail()->geometry;
+  return std::max(headPeriod, plan.tail()->numSlots * geometry.numSegments *
+                                  geometry.chunksPerSegment);
 }
 
 }  // namespace
