@@ -108,10 +108,13 @@ void measure(const Workload& workload) {
     }
   }
 
-  const auto blocks = successiveBlocks(
-      std::vector{&contenders.at("ulmar"), &contenders.at("zita-default")});
-  const Evenness own = evenness(blocks[0]);
-  const Evenness zita = evenness(blocks[1]);
+  constexpr int kLeastSuccessive = 32;
+  const int numSlots = plan.tail() ? plan.tail()->numSlots : 1;
+  Convolver& peer = contenders.at("zita-default");
+  const Evenness own = evenness(
+      successiveBlocks(contenders.at("ulmar"), std::max(numSlots, kLeastSuccessive)));
+  const Evenness zita =
+      evenness(successiveBlocks(peer, std::max(peer.period(), kLeastSuccessive)));
   print(name + "worst", own.worst / own.mean);
   print(name + "zita-default/worst", zita.worst / zita.mean);
   print(name + "worst-over-zita-default", own.worst / zita.worst);
@@ -168,13 +171,11 @@ void measureCurves() {
             1e6 * timing.mean(contenders.index(name)));
     }
     if (seconds != 2.0) continue;
-    std::vector<Convolver*> shown;
-    for (const char* const name : kNames) shown.push_back(&contenders.at(name));
-    const auto blocks = successiveBlocks(shown, shown.back()->period());
-    for (std::size_t c = 0; c < shown.size(); ++c) {
-      for (std::size_t block = 0; block < blocks[c].size(); ++block) {
-        print("successive/" + std::to_string(block) + "/" + kNames[c],
-              1e6 * blocks[c][block]);
+    const int numBlocks = contenders.at("zita-default").period();
+    for (const char* const name : kNames) {
+      const auto blocks = successiveBlocks(contenders.at(name), numBlocks);
+      for (std::size_t block = 0; block < blocks.size(); ++block) {
+        print("successive/" + std::to_string(block) + "/" + name, 1e6 * blocks[block]);
       }
     }
   }

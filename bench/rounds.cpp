@@ -103,20 +103,16 @@ double Timing::ratio(std::size_t contender, std::size_t to) const {
   return median(std::move(ratios));
 }
 
-std::vector<std::vector<double>> successiveBlocks(
-    std::span<Convolver* const> contenders, int leastBlocks) {
-  constexpr int kNumRounds = 9;
+std::vector<double> successiveBlocks(Convolver& convolver, int numBlocks) {
+  constexpr int kNumRounds = 7;
   const double overhead = drainCost();
-  std::vector<std::vector<double>> medians;
-  for (Convolver* const convolver : contenders) {
-    std::vector<std::vector<double>> seconds(
-        static_cast<std::size_t>(wholePeriods(*convolver, leastBlocks)));
-    for (int round = 0; round < kNumRounds; ++round) {
-      for (auto& block : seconds) block.push_back(drained(*convolver, 1, overhead));
-    }
-    auto& ofThis = medians.emplace_back();
-    for (auto& block : seconds) ofThis.push_back(median(std::move(block)));
+  std::vector<std::vector<double>> seconds(static_cast<std::size_t>(numBlocks));
+  for (int round = 0; round < kNumRounds; ++round) {
+    for (auto& block : seconds) block.push_back(drained(convolver, 1, overhead));
   }
+  std::vector<double> medians;
+  medians.reserve(seconds.size());
+  for (auto& block : seconds) medians.push_back(median(std::move(block)));
   return medians;
 }
 

@@ -29,10 +29,8 @@ class Timing {
   std::vector<std::vector<double>> seconds_;
 };
 
-/// Of each contender, the processor time that each successive block of its period sets
-/// off, threads included: medians over some rounds. At least `leastBlocks` of them, in
-/// whole periods.
-std::vector<std::vector<double>> successiveBlocks(
-    std::span<Convolver* const> contenders, int leastBlocks = 1);
+/// The processor time that each of `numBlocks` successive blocks sets off, threads
+/// included: medians over some rounds, so blocks that far apart should be alike.
+std::vector<double> successiveBlocks(Convolver& convolver, int numBlocks);
 
 }  // namespace ulmar::bench
