@@ -6,6 +6,7 @@
 #include "bench/figures.h"
 #include "bench/instructions.h"
 #include "bench/rounds.h"
+#include "ulmar/process/engine_state.h"
 
 namespace ulmar::bench {
 namespace {
@@ -33,7 +34,7 @@ Evenness evenness(const std::vector<double>& blocks) {
 int allPhases(const host::StreamPlan& plan) {
   constexpr std::int64_t kMostBoundaries = 8192;
   const auto combinations = [](const ParamStruct& params) {
-    const ConvRTState state = host::engineState(params);
+    const ConvRTState state = engineStateOf(params);
     return std::lcm(std::int64_t{state.numChunks}, std::int64_t{state.ringLen});
   };
   std::int64_t count = combinations(plan.params());

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "bench/check.h"
+#include "ulmar/process/engine_state.h"
 
 namespace ulmar::bench {
 namespace {
@@ -56,7 +57,7 @@ void Contenders::addEngines() {
       add("engine-hf", std::make_unique<Engine>(truncated, responses_));
   Convolver& plainHf =
       add("plain-hf",
-          makePlain(workload_, responses_, host::engineState(truncated).hfKeepBlocks));
+          makePlain(workload_, responses_, engineStateOf(truncated).hfKeepBlocks));
   checkOutputs(workload_, responses_, std::vector{&engine},
                std::vector{&plainHf, &engineHf});
 }

@@ -73,7 +73,7 @@ class TimedEngine {
   TimedEngine(const Geometry& geometry, int numInputs, int numOutputs)
       : params_(paramsOf(geometry, numInputs, numOutputs)),
         areas_({host::areaSizes(params_, numInputs, numOutputs)}),
-        state_(host::engineState(params_)) {
+        state_(engineStateOf(params_)) {
     attachAreas(areas_.table(), state_);
     dUpdateFFTTables(asRecords<HostLong>(areas_[Area::fftBitRev]),
                      asRecords<dcmplx>(areas_[Area::fftTwiddles]),
