@@ -39,6 +39,8 @@ struct Plan {
   double outSeconds() const {
     return static_cast<double>(outFrames()) / format.sampleRate;
   }
+  /// Of the stream and its partition sets.
+  std::int64_t memoryBytes() const { return stream.streamBytes() + stream.setBytes(); }
   /// Frames that the stream processes: the input, then silence.
   std::int64_t streamFrames() const { return skippedFrames + outFrames(); }
 };

@@ -147,9 +147,8 @@ std::string engineText(const Plan& plan) {
     text += ", then " + geometryText(tail->geometry) + ", spread over " +
             std::to_string(tail->numSlots) + " blocks of the first";
   }
-  const std::int64_t memory = plan.stream.streamBytes() + plan.stream.setBytes();
   return text + truncationText(plan) + ", " +
-         fixed(static_cast<double>(memory) / (1 << 20), 1) + " MiB";
+         fixed(static_cast<double>(plan.memoryBytes()) / (1 << 20), 1) + " MiB";
 }
 
 std::string latencyText(const Plan& plan) {
@@ -242,8 +241,10 @@ std::string peakText(const Plan& plan, const Rendering& rendering) {
     return text + ", above full scale, which a float file keeps; " + advice;
   }
   return text + ", clipped: " +
-         (plan.scale == 1.0F ? "integer samples are limited to full scale; "
-                             : "even float is limited to 192.7 dBFS; ") +
+         (plan.scale == 1.0F
+              ? std::string("integer samples are limited to full scale; ")
+              : "float is limited to " + decibelText(kMaxSample / plan.scale) +
+                    "FS; ") +
          advice;
 }
 

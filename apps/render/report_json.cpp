@@ -67,7 +67,7 @@ Json engineFigures(const Plan& plan) {
                {"meanWork", stream.work().mean},
                {"worstWork", stream.work().worst},
                {"latencyFrames", plan.latency()},
-               {"memoryBytes", stream.streamBytes() + stream.setBytes()}});
+               {"memoryBytes", plan.memoryBytes()}});
   if (plan.crossover) json["crossover"] = *plan.crossover;
   if (const auto& tail = stream.tail()) {
     json["tail"] = geometryFigures(tail->geometry);
