@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Measures both builds beside the limits of the machine and beside their peers, and writes
-# docs/performance.md and its picture. Installs what is missing. Takes some ten minutes.
+# docs/performance.md and its picture. Installs what is missing. Takes some twenty minutes.
 set -euo pipefail
 cd "$(dirname "$0")"
 . cmake/setup.sh
@@ -11,7 +11,8 @@ installFor x86_64-bench i386-bench
 for preset in x86_64-bench i386-bench; do
   build "$preset" ulmar_bench
   say "Measuring ${preset%-bench}"
-  "build/$preset/ulmar_bench" >"build/$preset/figures.tsv" 2>"build/$preset/progress.log" ||
+  "build/$preset/ulmar_bench" >"build/$preset/figures.tsv" \
+    2> >(tee "build/$preset/progress.log" >&2) ||
     fail "the benchmarks stopped; build/$preset/progress.log says where."
 done
 

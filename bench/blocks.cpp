@@ -2,140 +2,181 @@
 #include <iostream>
 #include <numeric>
 
-#include "bench/check.h"
+#include "bench/contenders.h"
 #include "bench/figures.h"
 #include "bench/instructions.h"
 #include "bench/rounds.h"
-#include "bench/ulmar.h"
+#include "ulmar/process/engine_state.h"
 
 namespace ulmar::bench {
 namespace {
 
-constexpr int kNumRounds = 25;
+constexpr int kNumRounds = 15;
 
-// All that convolve one workload, in the order of kNames.
-constexpr const char* kNames[] = {"ulmar",        "ulmar-hf",     "plain",
-                                  "zita-uniform", "zita-default", "plain-hf"};
-enum : std::size_t {
-  own,
-  ownTruncated,
-  plain,
-  zitaUniform,
-  zitaDefault,
-  plainTruncated
-};
-
-struct Contenders {
-  explicit Contenders(const Workload& workload)
-      : responses(noiseResponses(workload)),
-        whole(paramsFor(workload, responses, false), responses),
-        truncated(paramsFor(workload, responses, true), responses) {
-    peers.push_back(makePlain(workload, responses));
-    peers.push_back(makeZita(workload, responses, workload.blockLen));
-    peers.push_back(makeZita(workload, responses, kZitaMaxPart));
-    peers.push_back(makePlain(workload, responses, truncated.geometry().hfKeepBlocks));
-    all = {&whole, &truncated};
-    for (const auto& peer : peers) all.push_back(peer.get());
-  }
-
-  host::Responses responses;
-  Engine whole;
-  Engine truncated;
-  std::vector<std::unique_ptr<Convolver>> peers;
-  std::vector<Convolver*> all;
-};
-
-// Blocks after which every contender's cost repeats.
-int periodOf(const Workload& workload, const Contenders& contenders) {
-  return std::max({contenders.whole.geometry().numChunks,
-                   contenders.truncated.geometry().numChunks,
-                   kZitaMaxPart / workload.blockLen});
+// The workload of the goals for one engine alone and for a truncated upper band.
+bool isEngineWorkload(const Workload& workload) {
+  return workload.name() == "2x2/2/512";
 }
 
-// The instructions of the worst phase over the mean, and those of the worst block:
-// through all combinations of phase and ring position.
-void printInstructions(const std::string& name, Engine& engine) {
+struct Evenness {
+  double mean;
+  double worst;
+};
+
+Evenness evenness(const std::vector<double>& blocks) {
+  return {std::accumulate(blocks.begin(), blocks.end(), 0.0) /
+              static_cast<double>(blocks.size()),
+          std::ranges::max(blocks)};
+}
+
+// Blocks after which counters and ring positions of all engines have met in every
+// combination, as far as a run of kMostBoundaries goes.
+int allPhases(const host::StreamPlan& plan) {
+  constexpr std::int64_t kMostBoundaries = 8192;
+  const auto combinations = [](const ParamStruct& params) {
+    const ConvRTState state = engineStateOf(params);
+    return std::lcm(std::int64_t{state.numChunks}, std::int64_t{state.ringLen});
+  };
+  std::int64_t count = combinations(plan.params());
+  if (const auto& tail = plan.tail()) {
+    count = std::lcm(count, tail->numSlots * combinations(tail->params));
+  }
+  return static_cast<int>(std::min(count, kMostBoundaries));
+}
+
+// The instructions of the worst boundary over their mean.
+void printInstructions(const std::string& name, Convolver& stream,
+                       const host::StreamPlan& plan) {
   const InstructionCounter counter;
   if (!counter.available()) return;
-  const int numPhases = engine.geometry().numChunks;
-  const int numRuns = std::lcm(numPhases, engine.geometry().ringLen) / numPhases;
-  std::vector<std::int64_t> phases(static_cast<std::size_t>(numPhases));
-  std::int64_t worst = 0;
+  std::vector<double> counts;
+  const int numBlocks = allPhases(plan);
   std::int64_t last = counter.read();
-  for (int run = 0; run < numRuns; ++run) {
-    for (std::int64_t& phase : phases) {
-      engine.run();
-      const std::int64_t now = counter.read();
-      phase += now - last;
-      worst = std::max(worst, now - last);
-      last = now;
-    }
+  for (int block = 0; block < numBlocks; ++block) {
+    stream.run();
+    const std::int64_t now = counter.read();
+    counts.push_back(static_cast<double>(now - last));
+    last = now;
   }
-  const auto total = static_cast<double>(
-      std::accumulate(phases.begin(), phases.end(), std::int64_t{0}));
-  const auto worstPhase = static_cast<double>(std::ranges::max(phases));
-  print(name + "/worst-phase", worstPhase * numPhases / total);
-  print(name + "/worst-block",
-        static_cast<double>(worst) * numPhases * numRuns / total);
+  const auto [mean, worst] = evenness(counts);
+  print(name, worst / mean);
+}
+
+void printRatios(const std::string& name, const Contenders& contenders,
+                 const Timing& timing, const std::string& suffix) {
+  const std::size_t chosen = contenders.index("ulmar" + suffix);
+  const std::size_t one = contenders.index("one" + suffix);
+  print(name + "us" + suffix, 1e6 * timing.mean(chosen));
+  for (const char* const peer : {"plain", "zita-uniform", "zita-default"}) {
+    if (!contenders.has(peer)) continue;
+    print(name + "over-" + peer + suffix, timing.ratio(chosen, contenders.index(peer)));
+  }
+  print(name + "one-over-zita-default" + suffix,
+        timing.ratio(one, contenders.index("zita-default")));
+  std::size_t best = one;
+  if (contenders.has("two")) {
+    const std::size_t two = contenders.index("two" + suffix);
+    if (timing.mean(two) < timing.mean(one)) best = two;
+  }
+  print(name + "over-best" + suffix, timing.ratio(chosen, best));
 }
 
 void measure(const Workload& workload) {
   std::cerr << workload.name() << '\n';
   Contenders contenders(workload);
-  const auto& all = contenders.all;
-  checkOutputs(workload, contenders.responses,
-               std::vector{all[own], all[plain], all[zitaUniform], all[zitaDefault]},
-               std::vector{all[plainTruncated], all[ownTruncated]});
+  if (isEngineWorkload(workload)) contenders.addEngines();
 
   const std::string name = "block/" + workload.name() + "/";
-  const int period = periodOf(workload, contenders);
-  const Timing timing(all, period, kNumRounds);
-  for (std::size_t c = 0; c < all.size(); ++c) {
-    print(name + kNames[c] + "/us", 1e6 * timing.mean(c));
-    print(name + kNames[c] + "/ratio", timing.ratio(own, c));
-    print(name + kNames[c] + "/ratio-hf", timing.ratio(ownTruncated, c));
+  const host::StreamPlan& plan = contenders.plan("ulmar");
+  print(name + "tail", plan.tail() ? plan.tail()->geometry.blockLen : 0);
+
+  const Timing timing(contenders.all(), kNumRounds);
+  for (const char* const suffix : {"", "-avx"}) {
+    printRatios(name, contenders, timing, suffix);
+    printInstructions(name + "instructions" + suffix,
+                      contenders.at(std::string("ulmar") + suffix), plan);
+    printInstructions(name + "one-instructions" + suffix,
+                      contenders.at(std::string("one") + suffix),
+                      contenders.plan("one"));
   }
-  const std::vector<double> blocks = successiveBlocks(*all[zitaDefault], period);
-  print(name + "zita-default/worst",
-        std::ranges::max(blocks) * period /
-            std::accumulate(blocks.begin(), blocks.end(), 0.0));
-  printInstructions(name + "ulmar/instructions", contenders.whole);
-  printInstructions(name + "ulmar-hf/instructions", contenders.truncated);
+  print(name + "zita-default/us", 1e6 * timing.mean(contenders.index("zita-default")));
+  if (contenders.has("engine")) {
+    for (const char* const peer : {"plain", "zita-default"}) {
+      for (const char* const own : {"engine", "engine-hf"}) {
+        print(name + own + "-over-" + peer,
+              timing.ratio(contenders.index(own), contenders.index(peer)));
+      }
+    }
+  }
+
+  constexpr int kLeastSuccessive = 32;
+  const int numSlots = plan.tail() ? plan.tail()->numSlots : 1;
+  Convolver& peer = contenders.at("zita-default");
+  const Evenness own = evenness(
+      successiveBlocks(contenders.at("ulmar"), std::max(numSlots, kLeastSuccessive)));
+  const Evenness zita =
+      evenness(successiveBlocks(peer, std::max(peer.period(), kLeastSuccessive)));
+  print(name + "worst", own.worst / own.mean);
+  print(name + "zita-default/worst", zita.worst / zita.mean);
+  print(name + "worst-over-zita-default", own.worst / zita.worst);
+}
+
+// How the cost grows with the response, by the plans for each.
+void measureGrowth() {
+  std::cerr << "growth\n";
+  const Workload shorter{2, 2, 2.0, 128};
+  const Workload longer{2, 2, 6.0, 128};
+  std::vector<std::unique_ptr<Convolver>> owned;
+  std::vector<Convolver*> all;
+  for (const Workload& workload : {shorter, longer}) {
+    const host::Responses responses = noiseResponses(workload);
+    owned.push_back(std::make_unique<PlanarStream>(
+        planFor(workload, responses.shape(), host::kTailAuto), responses));
+    feedNoise(*owned.back(), workload);
+    all.push_back(owned.back().get());
+    owned.push_back(std::make_unique<WithBody>(*all.back(), Isa::avx));
+    all.push_back(owned.back().get());
+    for (int block = 0; block < workload.numBlocks(); ++block) all.back()->run();
+  }
+  const Timing timing(all, kNumRounds);
+  print("growth/2x2/128/2-6", timing.ratio(2, 0));
+  print("growth/2x2/128/2-6-avx", timing.ratio(3, 1));
 }
 
 }  // namespace
 
-void measureBlocks() {
+void measureBlocks(const std::set<std::string>& only) {
   constexpr int kPairs[][2] = {{1, 1}, {2, 2}, {2, 5}};
   for (const auto& [numInputs, numOutputs] : kPairs) {
-    for (const double seconds : {0.5, 2.0, 6.0}) {
-      for (const int blockLen : {128, 512, 1024}) {
-        measure({numInputs, numOutputs, seconds, blockLen});
+    for (const double seconds : {0.5, 2.0, 6.0, 10.0}) {
+      for (const int blockLen : {64, 128, 512, 1024}) {
+        const Workload workload{numInputs, numOutputs, seconds, blockLen};
+        if (only.empty() || only.contains(workload.name())) measure(workload);
       }
     }
   }
+  if (only.empty()) measureGrowth();
 }
 
 void measureCurves() {
+  constexpr const char* kNames[] = {"ulmar", "one", "plain", "zita-uniform",
+                                    "zita-default"};
   for (const double seconds : {0.1, 0.25, 0.5, 1.0, 1.5, 2.0, 3.0, 4.0, 6.0, 8.0}) {
-    const Workload workload{2, 2, seconds, 512};
+    const Workload workload{2, 2, seconds, 128};
     std::cerr << "curve " << workload.name() << '\n';
-    Contenders contenders(workload);
-    const int period = periodOf(workload, contenders);
-    for (Convolver* const convolver : contenders.all) {
-      for (int block = 0; block < 2 * period; ++block) {
-        feedNoise(*convolver, workload);
-        convolver->run();
-      }
+    const Contenders contenders(workload, false);
+    const Timing timing(contenders.all(), kNumRounds);
+    for (const char* const name : kNames) {
+      if (!contenders.has(name)) continue;
+      print("curve/" + workload.name() + "/" + name,
+            1e6 * timing.mean(contenders.index(name)));
     }
-    const Timing timing(contenders.all, period, kNumRounds);
-    for (std::size_t c = 0; c < contenders.all.size(); ++c) {
-      print("curve/" + workload.name() + "/" + kNames[c], 1e6 * timing.mean(c));
-      if (seconds != 2.0) continue;
-      const std::vector<double> blocks = successiveBlocks(*contenders.all[c], period);
+    if (seconds != 2.0) continue;
+    const int numBlocks = contenders.at("zita-default").period();
+    for (const char* const name : kNames) {
+      const auto blocks = successiveBlocks(contenders.at(name), numBlocks);
       for (std::size_t block = 0; block < blocks.size(); ++block) {
-        print("successive/" + std::to_string(block) + "/" + kNames[c],
-              1e6 * blocks[block]);
+        print("successive/" + std::to_string(block) + "/" + name, 1e6 * blocks[block]);
       }
     }
   }

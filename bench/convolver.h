@@ -41,6 +41,11 @@ class Convolver {
 
   /// Convolves the block that was fed. All that is timed.
   virtual void run() = 0;
+
+  /// Blocks after which the cost repeats, and all memory has been passed.
+  virtual int period() const = 0;
+  /// Blocks by which the output lags: what fetch() gives is of so many blocks before.
+  virtual int lag() const { return 0; }
 };
 
 /// A block of noise for every input, the same each time.
@@ -54,7 +59,7 @@ std::unique_ptr<Convolver> makePlain(const Workload& workload,
                                      int keepBlocks = 0);
 
 /// zita-convolver, whose smallest partition is the block. Partitions up to maxPart
-/// samples, in threads of their own for each size beyond the block.
+/// samples, in a thread of its own for each size beyond the block.
 std::unique_ptr<Convolver> makeZita(const Workload& workload,
                                     const host::Responses& responses, int maxPart);
 inline constexpr int kZitaMaxPart = 8192;  // its own limit, and the usual choice

@@ -1,6 +1,7 @@
 // The measurements, each of which prints its figures as lines "name<TAB>value".
 #pragma once
 
+#include <set>
 #include <string>
 
 namespace ulmar::bench {
@@ -11,13 +12,17 @@ void print(const std::string& name, double value);
 /// options.
 void measureKernels(int argc, char** argv);
 
-/// The block cycle beside its peers, over the workloads.
-void measureBlocks();
+/// The stages of an engine's block beside the cost model of plans.
+void measureStages();
+
+/// Streams beside their peers: over the workloads named, as Workload::name(), or over
+/// the whole table and from one length of response to another if none is.
+void measureBlocks(const std::set<std::string>& only);
 
 /// The cost over the response's length, and of successive blocks, for the pictures.
 void measureCurves();
 
-/// UlmarProc beside its engine alone, and streams per core.
+/// UlmarProc beside its engine alone; streams per core, and what they hold of memory.
 void measureStreams();
 
 }  // namespace ulmar::bench

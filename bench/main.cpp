@@ -1,11 +1,13 @@
 // Measures the library beside the limits of the machine and beside its peers, and
-// prints one figure a line. Takes the sections to measure (all without any), then
-// Google Benchmark's options.
+// prints one figure a line. Takes the sections to measure (all without any), workloads
+// as "2x2/6/128" to confine "blocks" to, and Google Benchmark's options.
 #include <sched.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <iterator>
 #include <string_view>
 
 #include "bench/figures.h"
@@ -22,6 +24,11 @@ void stayOnOneProcessor() {
   sched_setaffinity(0, sizeof set, &set);
 }
 
+bool isWorkload(std::string_view argument) {
+  return argument.find('x') != argument.npos && argument.find('/') != argument.npos &&
+         !argument.starts_with('-');
+}
+
 bool asksFor(int argc, char** argv, std::string_view section) {
   bool any = false;
   for (int k = 1; k < argc; ++k) {
@@ -29,6 +36,12 @@ bool asksFor(int argc, char** argv, std::string_view section) {
     any = any || argv[k][0] != '-';
   }
   return !any;
+}
+
+std::set<std::string> workloads(int argc, char** argv) {
+  std::set<std::string> names;
+  std::copy_if(argv + 1, argv + argc, std::inserter(names, names.end()), isWorkload);
+  return names;
 }
 
 }  // namespace
@@ -45,7 +58,8 @@ int main(int argc, char** argv) {
   try {
     stayOnOneProcessor();
     if (asksFor(argc, argv, "kernels")) measureKernels(argc, argv);
-    if (asksFor(argc, argv, "blocks")) measureBlocks();
+    if (asksFor(argc, argv, "stages")) measureStages();
+    if (asksFor(argc, argv, "blocks")) measureBlocks(workloads(argc, argv));
     if (asksFor(argc, argv, "curves")) measureCurves();
     if (asksFor(argc, argv, "streams")) measureStreams();
   } catch (const std::exception& error) {

@@ -1,8 +1,9 @@
 # Draws docs/performance.svg from one build's figures: cost over response length, and the cost
-# of successive blocks, beside the peers'.
+# of successive blocks, beside the peers'. True stereo, 2x2.
 BEGIN {
   FS = "\t"
-  split("ulmar ulmar-hf plain zita-uniform zita-default", names, " ")
+  split("ulmar one plain zita-uniform zita-default", names, " ")
+  split("ulmar, as planned;ulmar, one engine;plain;zita, uniform;zita, default", labels, ";")
   split("#0b5fa5 #5aa9e6 #9a6324 #b8860b #c23b22", colours, " ")
   numNames = 5
 }
@@ -39,8 +40,8 @@ END {
   decades = int(log(mostY[1] > mostY[2] ? mostY[1] : mostY[2]) / log(10)) + 1
   print "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 1200 470' width='1200'" \
     " font-family='sans-serif' font-size='13'><rect width='1200' height='470' fill='#fff'/>"
-  axes(1, "Mean block, µs, over response length", "seconds at 48 kHz", 1)
-  axes(2, "Successive blocks, µs, 2 s", "block", 5)
+  axes(1, "Mean block of 128, µs, over response length", "seconds at 48 kHz", 1)
+  axes(2, "Successive blocks, µs, 2 s", "block", 10)
   n = 0
   for (s in seconds) order[++n] = s + 0
   for (i = 2; i <= n; ++i)
@@ -61,7 +62,7 @@ END {
     line(points, colours[k])
     printf "<rect x='%d' y='432' width='22' height='5' fill='%s'/>", 90 + 200 * (k - 1),
       colours[k]
-    printf "<text x='%d' y='440'>%s</text>\n", 120 + 200 * (k - 1), names[k]
+    printf "<text x='%d' y='440'>%s</text>\n", 120 + 200 * (k - 1), labels[k]
   }
   print "</svg>"
 }

@@ -77,6 +77,8 @@ class Plain final : public Convolver {
     }
   }
 
+  int period() const override { return 1; }
+
  private:
   float* row(std::vector<float>& spectra, int block) const {
     return spectra.data() + pitch_ * static_cast<std::size_t>(block);

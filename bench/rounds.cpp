@@ -39,13 +39,35 @@ double drainCost() {
   return least;
 }
 
+void run(Convolver& convolver, int numBlocks) {
+  for (int block = 0; block < numBlocks; ++block) convolver.run();
+}
+
 // Seconds that `numBlocks` blocks take with all that they set off.
 double drained(Convolver& convolver, int numBlocks, double overhead) {
   drain();
   const double start = cpuSeconds();
-  for (int block = 0; block < numBlocks; ++block) convolver.run();
+  run(convolver, numBlocks);
   drain();
   return cpuSeconds() - start - overhead;
+}
+
+int wholePeriods(const Convolver& convolver, int leastBlocks) {
+  const int period = convolver.period();
+  return (leastBlocks + period - 1) / period * period;
+}
+
+// Blocks in whole periods that take long enough for what they begin with, cold caches
+// and a clock that has to rise, not to count.
+int stretch(Convolver& convolver) {
+  constexpr double kLeastSeconds = 5e-3;
+  int numBlocks = wholePeriods(convolver, 16);
+  for (;;) {
+    const double start = cpuSeconds();
+    run(convolver, numBlocks);
+    if (cpuSeconds() - start >= kLeastSeconds) return numBlocks;
+    numBlocks *= 2;
+  }
 }
 
 }  // namespace
@@ -56,13 +78,17 @@ double median(std::vector<double> values) {
   return *middle;
 }
 
-Timing::Timing(std::span<Convolver* const> contenders, int period, int numRounds)
+Timing::Timing(std::span<Convolver* const> contenders, int numRounds)
     : seconds_(contenders.size()) {
   const double overhead = drainCost();
+  std::vector<int> numBlocks;
+  for (Convolver* const convolver : contenders)
+    numBlocks.push_back(stretch(*convolver));
   for (int round = 0; round < numRounds; ++round) {
     for (std::size_t c = 0; c < contenders.size(); ++c) {
-      for (int block = 0; block < period; ++block) contenders[c]->run();
-      seconds_[c].push_back(drained(*contenders[c], period, overhead) / period);
+      run(*contenders[c], numBlocks[c]);
+      seconds_[c].push_back(drained(*contenders[c], numBlocks[c], overhead) /
+                            numBlocks[c]);
     }
   }
 }
@@ -77,10 +103,10 @@ double Timing::ratio(std::size_t contender, std::size_t to) const {
   return median(std::move(ratios));
 }
 
-std::vector<double> successiveBlocks(Convolver& convolver, int period) {
-  constexpr int kNumRounds = 9;
+std::vector<double> successiveBlocks(Convolver& convolver, int numBlocks) {
+  constexpr int kNumRounds = 7;
   const double overhead = drainCost();
-  std::vector<std::vector<double>> seconds(static_cast<std::size_t>(period));
+  std::vector<std::vector<double>> seconds(static_cast<std::size_t>(numBlocks));
   for (int round = 0; round < kNumRounds; ++round) {
     for (auto& block : seconds) block.push_back(drained(convolver, 1, overhead));
   }

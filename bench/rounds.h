@@ -16,8 +16,9 @@ double median(std::vector<double> values);
 /// left to do.
 class Timing {
  public:
-  /// period: a number of blocks after which the cost of every contender repeats.
-  Timing(std::span<Convolver* const> contenders, int period, int numRounds);
+  /// Every contender runs through whole periods of its own, some milliseconds in each
+  /// round and as long before that.
+  Timing(std::span<Convolver* const> contenders, int numRounds);
 
   double mean(std::size_t contender) const;
   /// The median of the ratios of the means.
@@ -28,8 +29,8 @@ class Timing {
   std::vector<std::vector<double>> seconds_;
 };
 
-/// Of each successive block of a period, the processor time that it sets off, threads
-/// included: the median over some rounds.
-std::vector<double> successiveBlocks(Convolver& convolver, int period);
+/// The processor time that each of `numBlocks` successive blocks sets off, threads
+/// included: medians over some rounds, so blocks that far apart should be alike.
+std::vector<double> successiveBlocks(Convolver& convolver, int numBlocks);
 
 }  // namespace ulmar::bench

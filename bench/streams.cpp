@@ -1,4 +1,5 @@
 #include <iostream>
+#include <set>
 
 #include "bench/figures.h"
 #include "bench/rounds.h"
@@ -18,23 +19,24 @@ void measureWhole(const std::string& name, const Workload& workload, int numOutp
   // Within the stable range; the decoder's cost does not depend on the frequency.
   params.xoverCfs = {-0.95F, 0.93F, -1.93F};
   Engine engine(params, responses);
-  WholeStream stream(params, numOutputs, responses);
+  const host::StreamPlan plan(workload.numInputs, numOutputs, params);
+  InterleavedStream stream(plan, host::buildPartitionSets(plan, responses));
   feedNoise(engine, workload);
   feedNoise(stream, workload);
-  const Timing timing(std::vector<Convolver*>{&stream, &engine},
-                      4 * engine.geometry().numChunks, kNumRounds);
+  const Timing timing(std::vector<Convolver*>{&stream, &engine}, kNumRounds);
   print("whole/" + name, timing.ratio(0, 1));
 }
 
 // Many streams, a block of each in turn, as a mix of as many tracks asks for them.
 class Tracks final : public Convolver {
  public:
-  Tracks(int count, const Workload& workload, bool hfTruncate) {
-    const host::Responses responses = noiseResponses(workload);
-    const ParamStruct params = paramsFor(workload, responses, hfTruncate);
+  /// shared: one response for all, held once; else each holds a copy of its own.
+  Tracks(int count, const host::StreamPlan& plan, const host::Responses& responses,
+         bool shared) {
+    auto sets = host::buildPartitionSets(plan, responses);
     for (int track = 0; track < count; ++track) {
-      streams_.push_back(
-          std::make_unique<WholeStream>(params, workload.numOutputs, responses));
+      streams_.push_back(std::make_unique<InterleavedStream>(plan, sets));
+      if (!shared) sets = host::buildPartitionSets(plan, responses);
     }
   }
 
@@ -47,21 +49,69 @@ class Tracks final : public Convolver {
   void run() override {
     for (const auto& stream : streams_) stream->run();
   }
+  int period() const override { return streams_[0]->period(); }
+  int lag() const override { return streams_[0]->lag(); }
+
+  /// Of all streams and sets.
+  std::int64_t bytes() const {
+    std::set<const host::PartitionSets*> sets;
+    std::int64_t sum = 0;
+    for (const auto& stream : streams_) {
+      sum += stream->stream().areas().bytes();
+      if (sets.insert(stream->stream().sets().get()).second) {
+        sum += stream->stream().sets()->areas().bytes();
+      }
+    }
+    return sum;
+  }
 
  private:
-  std::vector<std::unique_ptr<WholeStream>> streams_;
+  std::vector<std::unique_ptr<InterleavedStream>> streams_;
 };
 
-// Streams that one core carries in real time, out of `count` that share the caches.
-void measureTracks(const std::string& name, int count, bool hfTruncate) {
-  std::cerr << name << '\n';
+// Streams that one core carries in real time, out of `count` that share the caches: as
+// they are planned and with one response, and each with one engine and sets of its own.
+void measureTracks(int count) {
   const Workload workload{2, 2, 2.0, 512};
-  Tracks tracks(count, workload, hfTruncate);
-  feedNoise(tracks, workload);
-  constexpr int kPeriod = 16;
-  const Timing timing(std::vector<Convolver*>{&tracks}, kPeriod, kNumTrackRounds);
+  const host::Responses responses = noiseResponses(workload);
+  const auto plan = [&](bool hfTruncate, int tail) {
+    host::StreamOptions options;
+    options.blockLen = workload.blockLen;
+    options.hfTruncate = hfTruncate;
+    options.tail = tail;
+    options.wetGain = 1e-3F;
+    options.dryGain = 0.5F;
+    return host::StreamPlan(workload.numInputs, workload.numOutputs, responses.shape(),
+                            options);
+  };
+  struct Kind {
+    const char* name;
+    bool shared;
+    bool hfTruncate;
+    int tail;
+  };
+  constexpr Kind kKinds[] = {{"own-one", false, false, host::kTailOff},
+                             {"own-planned", false, false, host::kTailAuto},
+                             {"shared-one", true, false, host::kTailOff},
+                             {"shared-planned", true, false, host::kTailAuto},
+                             {"own-one-hf", false, true, host::kTailOff}};
+  std::vector<std::unique_ptr<Tracks>> owned;
+  std::vector<Convolver*> all;
+  const std::string prefix = "streams/" + std::to_string(count) + "/";
+  std::cerr << prefix << '\n';
+  for (const auto& [name, shared, hfTruncate, tail] : kKinds) {
+    owned.push_back(
+        std::make_unique<Tracks>(count, plan(hfTruncate, tail), responses, shared));
+    feedNoise(*owned.back(), workload);
+    all.push_back(owned.back().get());
+    print(prefix + name + "/bytes", static_cast<double>(owned.back()->bytes()));
+  }
+  const Timing timing(all, kNumTrackRounds);
   const double blockSeconds = static_cast<double>(workload.blockLen) / kSampleRate;
-  print(name, count * blockSeconds / timing.mean(0));
+  for (std::size_t kind = 0; kind < all.size(); ++kind) {
+    print(prefix + kKinds[kind].name, count * blockSeconds / timing.mean(kind));
+    print(prefix + kKinds[kind].name + "/gain", timing.ratio(0, kind));
+  }
 }
 
 }  // namespace
@@ -70,11 +120,7 @@ void measureStreams() {
   measureWhole("stereo", {2, 2, 2.0, 512}, 2);
   // The decoder takes three channels, W, X and Y, from the engine.
   measureWhole("decoding", {2, 3, 2.0, 512}, 5);
-  for (const int count : {1, 40}) {
-    const std::string name = "streams/" + std::to_string(count);
-    measureTracks(name, count, false);
-    measureTracks(name + "-hf", count, true);
-  }
+  for (const int count : {1, 40}) measureTracks(count);
 }
 
 }  // namespace ulmar::bench

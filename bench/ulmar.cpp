@@ -1,21 +1,31 @@
 #include "bench/ulmar.h"
 
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 #include "ulmar/base/align.h"
 #include "ulmar/process/engine_cycle.h"
 
 namespace ulmar::bench {
 
-ParamStruct paramsFor(const Workload& workload, const host::Responses& responses,
-                      bool hfTruncate) {
-  host::StreamOptions options;
-  options.blockLen = workload.blockLen;
-  options.hfTruncate = hfTruncate;
-  options.wetGain = 1e-3F;
-  options.dryGain = 0.5F;
-  return host::streamParams(responses, options);
+namespace {
+
+// A power of two, so that it can be undone exactly: noise convolved with ten seconds of
+// noise stays below full scale.
+constexpr float kWetGain = 0x1p-14F;
+
+// The blocks in which head and tail have passed all rows of their partition sets.
+int periodOf(const host::StreamPlan& plan) {
+  const ParamStruct& params = plan.params();
+  const int headPeriod = params.numSegments * params.chunksPerSegment;
+  if (!plan.tail()) return headPeriod;
+  const host::Geometry& geometry = plan.tail()->geometry;
+  return std::max(headPeriod, plan.tail()->numSlots * geometry.numSegments *
+                                  geometry.chunksPerSegment);
 }
+
+}  // namespace
 
 Engine::Engine(const ParamStruct& params, const host::Responses& responses)
     : params_(params),
@@ -68,34 +78,99 @@ void Engine::highTier() {
   }
 }
 
-WholeStream::WholeStream(const ParamStruct& params, int numOutputs,
-                         const host::Responses& responses)
-    : stream_(params.numInputs, numOutputs, params, responses),
-      numInputs_(static_cast<std::size_t>(params.numInputs)),
-      numOutputs_(static_cast<std::size_t>(numOutputs)),
-      in_(numInputs_ * static_cast<std::size_t>(params.blockLen)),
-      out_(numOutputs_ * static_cast<std::size_t>(params.blockLen)) {}
+PlanarStream::PlanarStream(const host::StreamPlan& plan,
+                           const host::Responses& responses)
+    : stream_(plan, responses),
+      in_(static_cast<std::size_t>(plan.inChannels()),
+          std::vector<float>(static_cast<std::size_t>(plan.latency()))),
+      out_(static_cast<std::size_t>(plan.outChannels()), in_[0]) {}
 
-void WholeStream::feed(int input, std::span<const float> block) {
+void PlanarStream::feed(int input, std::span<const float> block) {
+  std::ranges::copy(block, in_[static_cast<std::size_t>(input)].begin());
+}
+
+void PlanarStream::fetch(int output, std::span<float> block) const {
+  // Speaker feeds come out in another order, and the centre 3 dB down.
+  constexpr std::size_t kSpeakers[] = {0, 2, 3, 4, 1};
+  const auto at = static_cast<std::size_t>(output);
+  const bool speakers = out_.size() == 5;
+  const float gain = speakers && output == 4 ? kWetGain * std::sqrt(0.5F) : kWetGain;
+  std::ranges::transform(out_[speakers ? kSpeakers[at] : at], block.begin(),
+                         [&](float sample) { return sample / gain; });
+}
+
+void PlanarStream::run() {
+  const float* in[ConvRT::kMaxInputs];
+  float* out[ConvRT::kMaxOutputs];
+  for (std::size_t i = 0; i < in_.size(); ++i) in[i] = in_[i].data();
+  for (std::size_t j = 0; j < out_.size(); ++j) out[j] = out_[j].data();
+  stream_.process(in, out, stream_.latency());
+}
+
+int PlanarStream::period() const { return periodOf(stream_.plan()); }
+
+InterleavedStream::InterleavedStream(const host::StreamPlan& plan,
+                                     std::shared_ptr<const host::PartitionSets> sets)
+    : stream_(plan, std::move(sets)),
+      in_(static_cast<std::size_t>(plan.inChannels()) *
+          static_cast<std::size_t>(plan.latency())),
+      out_(static_cast<std::size_t>(plan.outChannels()) *
+           static_cast<std::size_t>(plan.latency())) {}
+
+void InterleavedStream::feed(int input, std::span<const float> block) {
+  const auto numInputs = static_cast<std::size_t>(stream_.plan().inChannels());
   for (std::size_t n = 0; n < block.size(); ++n) {
-    in_[n * numInputs_ + static_cast<std::size_t>(input)] = block[n];
+    in_[n * numInputs + static_cast<std::size_t>(input)] = block[n];
   }
 }
 
-void WholeStream::fetch(int output, std::span<float> block) const {
+void InterleavedStream::fetch(int output, std::span<float> block) const {
+  const auto numOutputs = static_cast<std::size_t>(stream_.plan().outChannels());
   for (std::size_t n = 0; n < block.size(); ++n) {
-    block[n] = out_[n * numOutputs_ + static_cast<std::size_t>(output)];
+    block[n] = out_[n * numOutputs + static_cast<std::size_t>(output)];
   }
 }
 
-void WholeStream::run() {
-  const auto numFrames = static_cast<std::size_t>(stream_.params().blockLen);
-  for (std::size_t start = 0; start < numFrames; start += kCallLen) {
-    const std::size_t count = std::min<std::size_t>(kCallLen, numFrames - start);
-    stream_.processInterleaved(in_.data() + start * numInputs_,
-                               out_.data() + start * numOutputs_,
-                               static_cast<int>(count));
+void InterleavedStream::run() {
+  const host::StreamPlan& plan = stream_.plan();
+  for (int start = 0; start < plan.latency(); start += kCallLen) {
+    stream_.processInterleaved(in_.data() + start * plan.inChannels(),
+                               out_.data() + start * plan.outChannels(),
+                               std::min(kCallLen, plan.latency() - start));
   }
+}
+
+int InterleavedStream::period() const { return periodOf(stream_.plan()); }
+
+ParamStruct paramsFor(const Workload& workload, const host::Responses& responses,
+                      bool hfTruncate) {
+  host::StreamOptions options;
+  options.blockLen = workload.blockLen;
+  options.hfTruncate = hfTruncate;
+  options.wetGain = kWetGain;
+  options.dryGain = 0.5F;
+  return host::streamParams(responses, options);
+}
+
+host::StreamPlan planFor(const Workload& workload, const host::ResponseShape& shape,
+                         int tail) {
+  host::StreamOptions options;
+  options.blockLen = workload.blockLen;
+  options.wetGain = kWetGain;
+  options.tail = tail;
+  options.passThrough = workload.numOutputs == 5;  // else they are decoded
+  return {workload.numInputs, workload.numOutputs, shape, options};
+}
+
+std::optional<host::StreamPlan> bestTailPlan(const Workload& workload,
+                                             const host::ResponseShape& shape) {
+  std::optional<host::StreamPlan> best;
+  for (int tail = 2 * workload.blockLen; 2 * tail - workload.blockLen < shape.length();
+       tail *= 2) {
+    host::StreamPlan plan = planFor(workload, shape, tail);
+    if (!best || plan.work().mean < best->work().mean) best = std::move(plan);
+  }
+  return best;
 }
 
 }  // namespace ulmar::bench

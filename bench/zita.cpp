@@ -22,7 +22,8 @@ void check(int error) {
 
 class Zita final : public Convolver {
  public:
-  Zita(const Workload& workload, const host::Responses& responses, int maxPart) {
+  Zita(const Workload& workload, const host::Responses& responses, int maxPart)
+      : period_(maxPart / workload.blockLen) {
     const unsigned blockLen = u(workload.blockLen);
     unsigned options = Convproc::OPT_FFTW_MEASURE;
     if (kVectorMode) options |= Convproc::OPT_VECTOR_MODE;
@@ -56,7 +57,10 @@ class Zita final : public Convolver {
 
   void run() override { check(convolver_.process(true)); }
 
+  int period() const override { return period_; }
+
  private:
+  int period_;
   Convproc convolver_;
 };
 

@@ -1,27 +1,18 @@
 #include "apps/common/program.h"
 
 #include <cctype>
-#include <csignal>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <new>
 
-#include "ulmar/audio/temp_file.h"
+#include "apps/common/signals.h"
 
 namespace ulmar::apps {
 namespace {
 
 constexpr int kExitRefused = 1;
 constexpr int kExitUsage = 2;
-
-// Output that nobody takes and files beyond a limit are failures to report, no reason
-// to end at once and leave a half file.
-void prepareSignals() {
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
-  audio::removeTempFilesOnSignal();
-}
 
 /// ", but wet.wav is complete", or nothing.
 std::string completeText(const std::vector<std::string>& written) {

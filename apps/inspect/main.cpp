@@ -1,17 +1,15 @@
 // ulmar-inspect: what an impulse response is like, in numbers and a picture.
-#include <filesystem>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
+#include "apps/common/files.h"
 #include "apps/common/program.h"
 #include "apps/draw/picture.h"
 #include "apps/inspect/drawing.h"
 #include "apps/inspect/inspection.h"
 #include "apps/inspect/options.h"
 #include "apps/inspect/report.h"
-#include "ulmar/host/error.h"
 
 namespace ulmar::inspect {
 namespace {
@@ -19,13 +17,7 @@ namespace {
 void checkPicture(const Options& options) {
   if (options.picture.empty()) return;
   draw::checkPictureOutput(options.picture);
-  std::error_code missing;  // then they differ, or reading the response says more
-  if (!std::filesystem::equivalent(options.response, options.picture, missing) ||
-      missing) {
-    return;
-  }
-  fail("cannot write ", options.picture, ": it is the response ", options.response,
-       ", which would be replaced; give the picture another name");
+  apps::refuseToReplace(options.picture, options.response);
 }
 
 void run(const Options& options, std::vector<std::string>& written) {

@@ -6,6 +6,7 @@
 
 #include "apps/common/text.h"
 #include "apps/inspect/table.h"
+#include "ulmar/host/geometry.h"
 
 namespace ulmar::inspect {
 namespace {
@@ -160,17 +161,16 @@ std::string spectrumText(const ChannelSpectrum& spectrum) {
 }
 
 std::string blocksText(const Suggestions& suggestions) {
-  Rows rows = {{"block", "latency", "segments x chunks", "memory", "row products",
-                "million per second", ""}};
+  const auto percent = [](double load) { return fixed(100.0 * load, 2) + " %"; };
+  Rows rows = {
+      {"block", "latency", "second engine", "memory", "mean load", "worst block", ""}};
   for (std::size_t i = 0; i < suggestions.blocks.size(); ++i) {
     const BlockChoice& choice = suggestions.blocks[i];
-    rows.push_back({std::to_string(choice.geometry.blockLen),
+    rows.push_back({std::to_string(choice.blockLen),
                     fixed(1000.0 * choice.latency, 1) + " ms",
-                    std::to_string(choice.geometry.numSegments) + " x " +
-                        std::to_string(choice.geometry.chunksPerSegment),
+                    choice.tailBlockLen > 0 ? std::to_string(choice.tailBlockLen) : "-",
                     fixed(static_cast<double>(choice.memory) / (1 << 20), 1) + " MiB",
-                    std::to_string(choice.rowProducts),
-                    fixed(choice.rowProductsPerSecond / 1e6, 1),
+                    percent(choice.meanLoad), percent(choice.worstLoad),
                     i == suggestions.suggestedBlock ? "<- suggested" : ""});
   }
   return tableText(rows, 0);
@@ -210,12 +210,12 @@ std::string suggestionText(const Inspection& inspection) {
     text += " --ir-length " + seconds(suggestions.length);
   }
   if (suggestions.fade > 0) text += " --ir-fade " + seconds(suggestions.fade);
-  text += " --block " + std::to_string(choice.geometry.blockLen) +
-          " -i DRY.wav -o WET.wav\n";
+  text += " --block " + std::to_string(choice.blockLen) + " -i DRY.wav -o WET.wav\n";
   if (inspection.channels.size() == 8) {
     text += "  (or --bformat ambix, if that is how it was made)\n";
   }
-  return text + blocksText(suggestions);
+  return text + blocksText(suggestions) +
+         "  (loads are of one core of a server processor, as the planner reckons)\n";
 }
 
 }  // namespace

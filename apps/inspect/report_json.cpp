@@ -88,13 +88,11 @@ Json pairFigures(const Inspection& inspection, const ChannelPair& pair) {
 }
 
 Json blockFigures(const BlockChoice& choice) {
-  return {{"blockLen", choice.geometry.blockLen},
-          {"latency", choice.latency},
-          {"numSegments", choice.geometry.numSegments},
-          {"chunksPerSegment", choice.geometry.chunksPerSegment},
-          {"memoryBytes", choice.memory},
-          {"rowProductsPerBlock", choice.rowProducts},
-          {"rowProductsPerSecond", choice.rowProductsPerSecond}};
+  Json json = {{"blockLen", choice.blockLen}, {"tailBlockLen", nullptr},
+               {"latency", choice.latency},   {"memoryBytes", choice.memory},
+               {"meanLoad", choice.meanLoad}, {"worstLoad", choice.worstLoad}};
+  if (choice.tailBlockLen > 0) json["tailBlockLen"] = choice.tailBlockLen;
+  return json;
 }
 
 Json suggestionFigures(const Suggestions& suggestions) {
@@ -108,7 +106,7 @@ Json suggestionFigures(const Suggestions& suggestions) {
     json["blocks"].push_back(blockFigures(choice));
   }
   if (!suggestions.blocks.empty()) {
-    json["blockLen"] = suggestions.blocks[suggestions.suggestedBlock].geometry.blockLen;
+    json["blockLen"] = suggestions.blocks[suggestions.suggestedBlock].blockLen;
   }
   return json;
 }

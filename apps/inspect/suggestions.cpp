@@ -4,15 +4,15 @@
 #include <cmath>
 
 #include "ulmar/audio/channel_layout.h"
-#include "ulmar/host/areas.h"
+#include "ulmar/host/crossover_design.h"
+#include "ulmar/host/plan.h"
 #include "ulmar/host/responses.h"
-#include "ulmar/host/stream.h"
 #include "ulmar/host/surround_responses.h"
 
 namespace ulmar::inspect {
 namespace {
 
-constexpr int kMaterialChannels = 2;
+constexpr int kInputChannels = 2;
 constexpr int kNumLoudspeakers = 5;
 
 // What lies before an onset at a tenth of the peak, such as the ringing of a sharp
@@ -55,23 +55,22 @@ bool isBFormat(const audio::AudioInfo& info) {
 std::optional<host::Responses> arrangementOf(const audio::AudioInfo& info) {
   const auto silent = [](std::size_t count) { return Planar(count, {0.0F}); };
   if (isBFormat(info)) {
-    return host::arrangeForDecoding(silent(info.channels == 3 ? 3 : 6),
-                                    kMaterialChannels);
+    return host::arrangeForDecoding(silent(info.channels == 3 ? 3 : 6), kInputChannels);
   }
   switch (info.channels) {
     case 1:
     case 2:
     case 4:
       return host::arrangeResponses(silent(static_cast<std::size_t>(info.channels)),
-                                    kMaterialChannels);
+                                    kInputChannels);
     case 6:
       // Only a file that says so is 5.1, whose low-frequency channel is left out.
       if (info.speakers.empty() || !audio::layoutOf(info)) return std::nullopt;
-      return host::arrangeFeeds(silent(5), kMaterialChannels);
+      return host::arrangeFeeds(silent(5), kInputChannels);
     case 5:
     case 10:
       return host::arrangeFeeds(silent(static_cast<std::size_t>(info.channels)),
-                                kMaterialChannels);
+                                kInputChannels);
     default:
       return std::nullopt;
   }
@@ -84,19 +83,21 @@ BlockChoice choiceOf(int blockLen, int irLen, const host::Responses& arrangement
   options.dryGain = 1.0F;
   options.dryDelay = blockLen;
   options.passThrough = arrangement.numOutputs == kNumLoudspeakers;
-  ParamStruct params = host::streamParams(arrangement, options);
-  BlockChoice choice;
-  choice.geometry = host::chooseGeometry(blockLen, irLen);
-  host::setGeometry(params, choice.geometry);
-  choice.latency = static_cast<double>(blockLen) / sampleRate;
+  options.crossover = host::designCrossover(host::kDefaultCrossover, 48000.0);
+  host::ResponseShape shape = arrangement.shape();
+  std::fill(shape.lengths.begin(), shape.lengths.end(), irLen);
   // What is for more than two outputs is decoded or passed on to all loudspeakers.
   const int numOutputs =
       arrangement.numOutputs > 2 ? kNumLoudspeakers : arrangement.numOutputs;
-  choice.memory = host::areaSizes(params, kMaterialChannels, numOutputs).total();
-  choice.rowProducts =
-      host::blockCost(choice.geometry).total() * arrangement.numPairs();
-  choice.rowProductsPerSecond =
-      static_cast<double>(choice.rowProducts) / choice.latency;
+  const host::StreamPlan plan(kInputChannels, numOutputs, shape, options);
+  constexpr double kPicosecond = 1e-12;
+  BlockChoice choice;
+  choice.blockLen = blockLen;
+  choice.tailBlockLen = plan.tail() ? plan.tail()->geometry.blockLen : 0;
+  choice.latency = static_cast<double>(blockLen) / sampleRate;
+  choice.memory = plan.streamBytes() + plan.setBytes();
+  choice.meanLoad = kPicosecond * plan.work().mean / choice.latency;
+  choice.worstLoad = kPicosecond * plan.work().worst / choice.latency;
   return choice;
 }
 
@@ -122,8 +123,7 @@ Suggestions suggest(const std::vector<Channel>& channels,
     suggestions.blocks.push_back(
         choiceOf(blockLen, irLen, *arrangement, info.sampleRate));
     if (affordable) continue;
-    affordable =
-        suggestions.blocks.back().rowProductsPerSecond <= Suggestions::kAffordable;
+    affordable = suggestions.blocks.back().meanLoad <= Suggestions::kAffordable;
     suggestions.suggestedBlock = suggestions.blocks.size() - 1;
   }
   return suggestions;

@@ -9,18 +9,18 @@
 
 #include "apps/inspect/channel.h"
 #include "ulmar/audio/audio_file.h"
-#include "ulmar/host/geometry.h"
 
 namespace ulmar::inspect {
 
-/// One block length, with the geometry, memory and work that it means for stereo
-/// material.
+/// One block length, with what it means for a stream of stereo input. Loads are
+/// fractions of one core, that of the kit's cost model.
 struct BlockChoice {
-  host::Geometry geometry;
-  double latency = 0.0;          // s
-  std::int64_t memory = 0;       // bytes of the stream
-  std::int64_t rowProducts = 0;  // per block
-  double rowProductsPerSecond = 0.0;
+  int blockLen = 0;
+  int tailBlockLen = 0;     // of the second engine, 0 without one
+  double latency = 0.0;     // s
+  std::int64_t memory = 0;  // bytes, of the stream and its partition sets
+  double meanLoad = 0.0;
+  double worstLoad = 0.0;  // of the block that has most to do
 };
 
 struct Suggestions {
@@ -29,9 +29,8 @@ struct Suggestions {
   std::size_t length = 0;  // to where the last channel sinks into its noise
   std::size_t fade = 0;    // at the end of that, 0 if silence only is cut off
 
-  /// Row products of all pairs per second that the suggested block length stays within:
-  /// a few per cent of one core, at the half nanosecond that one takes with AVX.
-  static constexpr double kAffordable = 5e7;
+  /// The mean load that the suggested block length stays within.
+  static constexpr double kAffordable = 0.01;
   /// Empty if the file does not say what the channels are, and if they are too long.
   std::vector<BlockChoice> blocks;
   bool asBFormat = false;          // what `blocks` takes them for, which must be said

@@ -15,12 +15,12 @@ constexpr std::size_t kLowFrequency = 5;  // of the library's channels
 
 // The library copies the low-frequency channel at once, so that it must wait here for
 // as long as the dry signal does there.
-Source::Source(const Plan& plan, audio::AudioReader& material)
-    : material_(material),
-      order_(audio::libraryOrder(plan.material.channels, plan.material.speakers)),
+Source::Source(const Plan& plan, audio::AudioReader& input)
+    : material_(input),
+      order_(audio::libraryOrder(plan.input.channels, plan.input.speakers)),
       delays_(order_.size()),
       interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()) {
-  if (order_.size() > kLowFrequency) delays_[kLowFrequency] = plan.params.dryDelay;
+  if (order_.size() > kLowFrequency) delays_[kLowFrequency] = plan.params().dryDelay;
   for (const int delay : delays_) {
     channels_.emplace_back(static_cast<std::size_t>(delay + kBufferFrames));
   }
@@ -54,6 +54,14 @@ Sink::Sink(const Plan& plan, audio::AudioWriter& writer)
       interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()),
       sums_(order_.size()) {
   for (auto& channel : channels_) starts_.push_back(channel.data());
+}
+
+void Sink::undoScale(float scale, int frames) {
+  if (scale == 1.0F) return;
+  for (std::size_t k = 0; k < std::min(channels_.size(), kLowFrequency); ++k) {
+    float* const samples = channels_[k].data();
+    for (int i = 0; i < frames; ++i) samples[i] /= scale;
+  }
 }
 
 void Sink::write(int first, int end) {

@@ -15,16 +15,16 @@ namespace ulmar::render {
 /// of a call vanish, short enough for a smooth progress bar and a small memory.
 inline constexpr int kBufferFrames = 8192;
 
-/// The material as the stream takes it, then silence.
+/// The input as the stream takes it, then silence.
 class Source {
  public:
-  /// material: at its start.
-  Source(const Plan& plan, audio::AudioReader& material);
+  /// input: at its start.
+  Source(const Plan& plan, audio::AudioReader& input);
 
   /// The next frames, at most kBufferFrames, of each of the stream's input channels.
   const float* const* next(int frames);
 
-  /// The frames of the last call as the material has them, before any delay.
+  /// The frames of the last call as the input has them, before any delay.
   const float* const* undelayed() const { return undelayed_.data(); }
 
  private:
@@ -50,6 +50,10 @@ class Sink {
 
   /// Where the stream writes kBufferFrames of each of its output channels.
   float* const* buffers() { return starts_.data(); }
+
+  /// Brings `frames` of what the stream has written from its scale to the file's,
+  /// exactly. The low-frequency channel, which the stream copies, has no scale.
+  void undoScale(float scale, int frames);
 
   /// Writes what the buffers hold of frames [first, end).
   void write(int first, int end);

@@ -74,13 +74,13 @@ void drawLevels(Picture& picture, const Box& box, const Trace& trace,
     levels.ticks.push_back({static_cast<double>(level), std::to_string(level)});
   }
   Plot plot(picture, box, "Level over time", time.axis(), levels);
-  const draw::LegendEntry material = {"material",
-                                      {.color = draw::kCurveColors[0], .width = 1.5}};
+  const draw::LegendEntry input = {"input",
+                                   {.color = draw::kCurveColors[0], .width = 1.5}};
   const draw::LegendEntry output = {"output",
                                     {.color = draw::kCurveColors[1], .width = 1.5}};
-  drawLevel(plot, time.inUnit(trace.material.levels()), levels.low, material.stroke);
+  drawLevel(plot, time.inUnit(trace.input.levels()), levels.low, input.stroke);
   drawLevel(plot, time.inUnit(trace.output.levels()), levels.low, output.stroke);
-  plot.legend(std::vector{material, output});
+  plot.legend(std::vector{input, output});
   plot.frame();
 }
 
@@ -96,7 +96,7 @@ std::vector<draw::Extent> costExtents(const Plan& plan, std::span<const double> 
     const double blocks =
         static_cast<double>(first) + 0.5 * static_cast<double>(part.size() + 1);
     const double frame =
-        blocks * plan.params.blockLen - static_cast<double>(plan.skippedFrames);
+        blocks * plan.blockLen() - static_cast<double>(plan.skippedFrames);
     extents.push_back({frame / plan.format.sampleRate, *low, *high});
   }
   return extents;
@@ -137,7 +137,7 @@ void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan&
     }
   }
   const double blockDuration =
-      static_cast<double>(plan.params.blockLen) / plan.format.sampleRate;
+      static_cast<double>(plan.blockLen()) / plan.format.sampleRate;
   plot.legend(std::vector<draw::LegendEntry>{
       {"least " + fixed(least, 1) + ", median " + fixed(median, 1) + ", most " +
            fixed(most, 1) + " \u00B5s; a block lasts " + fixed(1e6 * blockDuration, 0) +
@@ -151,9 +151,9 @@ std::string nameOf(const std::string& path) {
 }
 
 std::string titleOf(const Plan& plan) {
-  return nameOf(plan.material.path) + " through " + (plan.options.room ? "a " : "") +
+  return nameOf(plan.input.path) + " through " + (plan.options.room ? "a " : "") +
          nameOf(plan.response.name) + ", in blocks of " +
-         std::to_string(plan.params.blockLen) + " frames";
+         std::to_string(plan.blockLen()) + " frames";
 }
 
 }  // namespace
@@ -163,14 +163,14 @@ void draw(const Plan& plan, const Trace& trace) {
   constexpr double kRowHeight = 150.0;
   constexpr double kTallRowHeight = 200.0;
   const TimeScale time(static_cast<double>(plan.outFrames()) / plan.format.sampleRate);
-  const double largest = std::max(trace.material.peak(), trace.output.peak());
+  const double largest = std::max(trace.input.peak(), trace.output.peak());
   const double peak = largest > 0.0 ? largest : 1.0;
 
   Picture picture(plan.options.picture, kWidth, kHeight);
   picture.text({30.0, 38.0}, picture.shortened(titleOf(plan), kWidth - 60.0, kNameFont),
                draw::Align::left, kNameFont);
   Box box = {kLeft, 88.0, kInnerWidth, kRowHeight};
-  drawWaveform(picture, box, "Material (dry)", trace.material, peak, time,
+  drawWaveform(picture, box, "Input (dry)", trace.input, peak, time,
                draw::kCurveColors[0]);
   box.top = box.bottom() + kBetween;
   drawWaveform(picture, box,

@@ -14,13 +14,13 @@ inline constexpr const char* kFooter = R"(Examples:
   ulmar-render -i guitar.flac --room cathedral -o send.wav --dry off --predelay 30
       renders an effect return: reverberation only, 30 ms late
   ulmar-render -i film.wav --ir church.wav --bformat ambix -o film-in-church.wav
-      puts 5.1 material into a church that was recorded in B-format
+      puts 5.1 input into a church that was recorded in B-format
 
-A response has 1 channel (every channel of the material through the same response),
+A response has 1 channel (every channel of the input through the same response),
 2 (left, right) or 4 (true stereo: left to left, left to right, right to left, right
-to right); material has 1 or 2. A response at another sample rate is resampled to
-the material's. The output is limited to full scale, also in a float file. A failed
-or interrupted run writes nothing and leaves an existing file as it was, but where
+to right); input has 1 or 2. A response at another sample rate is resampled to
+the input's. Float files keep what is louder than full scale; integer samples are
+limited to it. A failed or interrupted run writes nothing and leaves an existing file as it was, but where
 only the picture or the printed report fails, the finished result stays, and the
 message says so.
 
@@ -30,14 +30,15 @@ left surround, right surround, unless they say otherwise. A response for them is
   B-format   W X Y or W X Y Z with W at -3 dB (fuma), or W Y Z X in SN3D (ambix): 3
              or 4 channels of one source, 6 or 8 of a left and a right one. It is
              decoded in two bands: for the velocity of the sound below the crossover,
-             for its energy above. Stereo material spreads from one source to both
+             for its energy above. Stereo input spreads from one source to both
              sides.
   feeds      the loudspeakers' own signals in their order in files: 5 channels, each
-             side of the material to its own side and, at -3 dB, to the centre; or
+             side of the input to its own side and, at -3 dB, to the centre; or
              10, five from left and five from right.
-Dry mono comes from the centre, dry stereo from left and right. 5.0 and 5.1 material
-feeds the reverberation as left and right, see --fold; dry, it keeps its channels.
+Dry mono comes from the centre, dry stereo from left and right. 5.0 and 5.1 input
+is down-mixed for the reverberation, L + 0.7071 (C + Ls) to the left and R + 0.7071
+(C + Rs) to the right; dry, it keeps its channels.
 The low-frequency channel of 5.1 is copied as it is, in time with the others. From
-other material it is silent.)";
+other input it is silent.)";
 
 }  // namespace ulmar::render

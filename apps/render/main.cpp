@@ -17,8 +17,8 @@ namespace {
 using apps::print;
 
 void run(const Options& options, std::vector<std::string>& written) {
-  audio::AudioReader material(options.material);
-  const Plan plan = makePlan(options, material.info());
+  audio::AudioReader input(options.input);
+  const Plan plan = makePlan(options, input.info());
   if (!options.json) print(describe(plan));
   if (options.check) {
     print(options.json ? figures(plan, nullptr)
@@ -27,9 +27,9 @@ void run(const Options& options, std::vector<std::string>& written) {
   }
   std::optional<Trace> trace;
   if (!options.picture.empty()) {
-    trace.emplace(plan.material.frames, plan.outFrames(), plan.format.sampleRate);
+    trace.emplace(plan.input.frames, plan.outFrames(), plan.format.sampleRate);
   }
-  const Rendering rendering = render(plan, material, trace ? &*trace : nullptr);
+  const Rendering rendering = render(plan, input, trace ? &*trace : nullptr);
   written.push_back(options.output);
   if (trace) {
     draw(plan, *trace);

@@ -88,6 +88,18 @@ Tail parseTail(const std::string& option, const std::string& text) {
   return {Tail::Kind::seconds, seconds};
 }
 
+int parseTailBlock(const std::string& option, const std::string& text,
+                   const Range& range) {
+  if (text == "auto") return host::kTailAuto;
+  if (text == "off") return host::kTailOff;
+  unsigned number = 0;
+  if (!readWholly(text, number) || !std::has_single_bit(number) || number < range.low ||
+      number > range.high) {
+    refuse(option, text, "'auto', 'off' or a power of two from " + limits(range));
+  }
+  return static_cast<int>(number);
+}
+
 void refuseWord(const std::string& option, const std::string& text,
                 std::span<const char* const> words) {
   std::string allowed;

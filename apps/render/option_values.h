@@ -42,6 +42,10 @@ double parseGain(const std::string& option, const std::string& text);
 /// "full", "none" or a time in seconds.
 Tail parseTail(const std::string& option, const std::string& text);
 
+/// "auto", "off" or a power of two, as host::StreamOptions::tail has them.
+int parseTailBlock(const std::string& option, const std::string& text,
+                   const Range& range);
+
 /// The words of an option, each with what it means.
 template <class Value, std::size_t size>
 using Words = std::array<std::pair<const char*, Value>, size>;

@@ -15,6 +15,7 @@ namespace {
 using apps::UsageError;
 
 constexpr Range kBlockLen = {host::kMinBlockLen, host::kMaxBlockLen, ""};
+constexpr Range kTailBlock = {2 * host::kMinBlockLen, host::kMaxBlockLen, ""};
 constexpr Range kSeed = {0, std::numeric_limits<std::uint32_t>::max(), ""};
 constexpr Range kPredelay = {0.0, 10000.0, " ms"};
 constexpr Range kCrossfeed = {0.0, 1.0, ""};
@@ -31,7 +32,7 @@ void addValue(CLI::App& app, const std::string& names, const char* value,
 
 void addFileOptions(CLI::App& app, Options& options) {
   app.option_defaults()->group("Files");
-  app.add_option("-i,--input", options.material, "The dry audio: WAV, FLAC or AIFF")
+  app.add_option("-i,--input", options.input, "The dry audio: WAV, FLAC or AIFF")
       ->option_text("FILE");
   app.add_option("-o,--output", options.output,
                  "The result, by its extension .wav, .flac or .aiff")
@@ -123,7 +124,7 @@ void addMixOptions(CLI::App& app, Options& options) {
         options.crossfeed = parseNumber("--crossfeed", text, kCrossfeed);
       },
       "Send so much (0 to 1) of each side of stereo or\n"
-      "folded material into the other side's\n"
+      "folded input into the other side's\n"
       "reverberation");
   app.add_flag("--align,!--no-align", options.align,
                "On by default: the dry signal waits for the\n"
@@ -151,10 +152,6 @@ void addSurroundOptions(CLI::App& app, Options& options) {
         options.rearDelay = parseNumber("--rear-delay", text, kRearDelay) / 1000.0;
       },
       "Delay the surrounds' reverberation");
-  app.add_flag("--fold", options.fold,
-               "Feed the reverberation with L + 0.7071 (C + Ls)\n"
-               "and R + 0.7071 (C + Rs), as is always done with\n"
-               "5.0 and 5.1 material");
 }
 
 void addEngineOptions(CLI::App& app, Options& options) {
@@ -166,9 +163,18 @@ void addEngineOptions(CLI::App& app, Options& options) {
       },
       "Block length and latency, a power of two\n"
       "(default: 512)");
+  addValue(
+      app, "--tail-block", "WHAT",
+      [&](const std::string& text) {
+        options.tailBlock = parseTailBlock("--tail-block", text, kTailBlock);
+      },
+      "A second engine of longer blocks for the end of\n"
+      "the response, at less work: auto, off or its\n"
+      "block length in frames (default: auto)");
   app.add_flag("--hf-truncate", options.hfTruncate,
                "Save work: cut the response above a quarter of\n"
-               "the sample rate after the first 32 blocks");
+               "the sample rate after the first 32 blocks, or\n"
+               "with a second engine after 32 of its blocks");
 }
 
 void addOutputOptions(CLI::App& app, Options& options) {
@@ -184,7 +190,7 @@ void addOutputOptions(CLI::App& app, Options& options) {
         options.outLayout = parseWord("--out-layout", text, kChannelLayoutWords);
       },
       "mono, stereo, 5.0 or 5.1 (default: as the\n"
-      "material and the response make it)");
+      "input and the response make it)");
   addValue(
       app, "--format", "HOW",
       [&](const std::string& text) {
@@ -198,7 +204,7 @@ void addOutputOptions(CLI::App& app, Options& options) {
       ->option_text("FILE");
   app.add_flag("--check", options.check,
                "Say everything that would be done, and do\n"
-               "nothing; the material's samples are not read");
+               "nothing; the input's samples are not read");
   app.add_flag("--json", options.json, "Print the figures as one JSON object instead");
 }
 
@@ -231,7 +237,7 @@ void checkResponseWords(const Options& options) {
 
 void checkTogether(const Options& options) {
   const auto refuse = [](const char* why) { throw UsageError(why); };
-  if (options.material.empty()) refuse("-i is missing, and must name the dry audio");
+  if (options.input.empty()) refuse("-i is missing, and must name the dry audio");
   if (options.output.empty() && !options.check) {
     refuse("-o is missing, and must name the file to write");
   }

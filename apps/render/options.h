@@ -7,6 +7,7 @@
 
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/audio/channel_layout.h"
+#include "ulmar/host/plan.h"
 #include "ulmar/host/surround_responses.h"
 #include "ulmar/room/room.h"
 
@@ -24,7 +25,7 @@ enum class ResponseLayout {
   feeds  // of five loudspeakers
 };
 
-/// How much is rendered beyond the end of the material.
+/// How much is rendered beyond the end of the input.
 struct Tail {
   enum class Kind { full, none, seconds };
   Kind kind = Kind::full;
@@ -32,7 +33,7 @@ struct Tail {
 };
 
 struct Options {
-  std::string material;
+  std::string input;
   std::string output;    // empty only with check
   std::string picture;   // of the rendering, empty for none
   std::string response;  // a file, or empty with room
@@ -56,15 +57,15 @@ struct Options {
 
   bool decode = false;
   bool passThrough = false;
-  bool fold = false;                // the material is
   std::optional<double> crossover;  // Hz
   double rearDelay = 0.0;           // s
 
   int blockLen = 512;  // frames
   bool hfTruncate = false;
+  int tailBlock = host::kTailAuto;  // of a second engine; see host::StreamOptions
 
   Tail tail;
-  std::optional<audio::ChannelLayout> outLayout;  // what material and response make
+  std::optional<audio::ChannelLayout> outLayout;  // what input and response make
   std::optional<audio::SampleFormat> format;      // the container's finest if not given
   bool check = false;
   bool json = false;

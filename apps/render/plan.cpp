@@ -1,12 +1,10 @@
 #include "apps/render/plan.h"
 
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
+#include "apps/common/files.h"
 #include "apps/common/text.h"
 #include "apps/draw/picture.h"
-#include "ulmar/host/areas.h"
 #include "ulmar/host/crossover_design.h"
 #include "ulmar/host/error.h"
 #include "ulmar/host/geometry.h"
@@ -15,19 +13,23 @@ namespace ulmar::render {
 namespace {
 
 using apps::framesIn;
+using apps::refuseToReplace;
 
-void refuseToReplace(const std::string& input, const std::string& output) {
-  std::error_code missing;  // then they differ, or reading the input says more
-  if (!std::filesystem::equivalent(input, output, missing) || missing) return;
-  fail("cannot write ", output, ": it is the input ", input,
-       ", which would be replaced; give the output another name");
+// Scaling by a power of two is exact as long as nothing becomes denormal: gains from
+// -200 dB on, and outputs down to 2^-94 of full scale, are normal numbers still. The
+// library's limit then lies at 2^32, 193 dB above full scale.
+constexpr float kFloatScale = 0x1p-32F;
+
+void refuseUseless(const Options& options, const audio::AudioInfo& input) {
+  if (options.crossfeed > 0.0 && input.channels < 2) {
+    fail("cannot feed ", input.path, " across (--crossfeed ", options.crossfeed,
+         "): it has ", input.channels, " channel, and 2 are needed");
+  }
 }
 
-void refuseUseless(const Options& options, const audio::AudioInfo& material) {
-  if (options.crossfeed > 0.0 && material.channels < 2) {
-    fail("cannot feed ", material.path, " across (--crossfeed ", options.crossfeed,
-         "): it has ", material.channels, " channel, and 2 are needed");
-  }
+std::optional<double> crossoverOf(const Options& options, const Routing& routing) {
+  if (!routing.decodes()) return std::nullopt;
+  return options.crossover.value_or(host::kDefaultCrossover);
 }
 
 host::StreamOptions streamOptions(const Options& options, const Routing& routing,
@@ -35,6 +37,7 @@ host::StreamOptions streamOptions(const Options& options, const Routing& routing
   host::StreamOptions stream;
   stream.blockLen = options.blockLen;
   stream.hfTruncate = options.hfTruncate;
+  stream.tail = options.tailBlock;
   stream.wetGain = static_cast<float>(options.wetGain);
   stream.dryGain = static_cast<float>(options.dryGain);
   stream.crossfeed = static_cast<float>(options.crossfeed);
@@ -45,14 +48,13 @@ host::StreamOptions streamOptions(const Options& options, const Routing& routing
     stream.passThrough = !routing.decodes();
     stream.rearDelay = static_cast<int>(framesIn(options.rearDelay, sampleRate));
   }
-  if (routing.decodes()) {
-    stream.crossover = host::designCrossover(
-        options.crossover.value_or(host::kDefaultCrossover), sampleRate);
+  if (const auto crossover = crossoverOf(options, routing)) {
+    stream.crossover = host::designCrossover(*crossover, sampleRate);
   }
   return stream;
 }
 
-// The wet signal ends a response's length less one frame after the material, a latency
+// The wet signal ends a response's length less one frame after the input, a latency
 // later where that is not taken off, and in the surrounds by their delay later. The
 // decoder's crossover rings on beyond that.
 std::int64_t tailFrames(const Plan& plan) {
@@ -61,11 +63,11 @@ std::int64_t tailFrames(const Plan& plan) {
     case Tail::Kind::none:
       return 0;
     case Tail::Kind::seconds:
-      return framesIn(tail.seconds, plan.material.sampleRate);
+      return framesIn(tail.seconds, plan.input.sampleRate);
     default:
-      return plan.params.irLen - 1 + plan.params.blockLen - plan.skippedFrames +
-             plan.params.rearDelay +
-             (plan.routing.decodes() ? host::crossoverTail(plan.params.xoverCfs) : 0);
+      return plan.stream.shape().length() - 1 + plan.blockLen() - plan.skippedFrames +
+             plan.params().rearDelay +
+             (plan.routing.decodes() ? host::crossoverTail(plan.params().xoverCfs) : 0);
   }
 }
 
@@ -73,7 +75,7 @@ audio::AudioFormat outputFormat(const Plan& plan) {
   const Options& options = plan.options;
   audio::AudioFormat format;
   format.channels = audio::channelsOf(plan.routing.output);
-  format.sampleRate = plan.material.sampleRate;
+  format.sampleRate = plan.input.sampleRate;
   if (options.format) {
     format.samples = *options.format;
   } else if (!options.output.empty()) {
@@ -81,43 +83,40 @@ audio::AudioFormat outputFormat(const Plan& plan) {
   }
   format.frames = plan.outFrames();
   format.speakers = audio::fileSpeakers(plan.routing.output,
-                                        audio::surroundNameOf(plan.material.speakers));
+                                        audio::surroundNameOf(plan.input.speakers));
   return format;
 }
 
 }  // namespace
 
-Plan makePlan(const Options& options, const audio::AudioInfo& material) {
-  refuseUseless(options, material);
+Plan makePlan(const Options& options, const audio::AudioInfo& input) {
+  refuseUseless(options, input);
   if (!options.output.empty()) {
-    refuseToReplace(material.path, options.output);
-    if (!options.room) refuseToReplace(options.response, options.output);
+    refuseToReplace(options.output, input.path);
+    if (!options.room) refuseToReplace(options.output, options.response);
   }
-  PreparedResponse prepared = prepareResponse(options, material);
+  PreparedResponse prepared = prepareResponse(options, input);
 
-  Plan plan;
-  plan.options = options;
-  plan.material = material;
-  plan.response = std::move(prepared.info);
-  plan.responses = std::move(prepared.responses);
-  plan.routing = prepared.routing;
-  plan.params = host::streamParams(
-      plan.responses,
-      streamOptions(options, plan.routing, plan.response, material.sampleRate));
-  const ParamStruct& params = plan.params;
-  plan.numPartitions = (params.irLen - 1) / params.blockLen + 1;
-  plan.rowProducts =
-      host::blockCost(host::geometryOf(params)).total() * plan.responses.numPairs();
-  plan.memory =
-      host::areaSizes(params, plan.routing.streamInputs(), plan.routing.streamOutputs())
-          .total();
+  const Routing routing = prepared.routing;
+  host::StreamPlan stream(
+      routing.streamInputs(), routing.streamOutputs(), prepared.responses.shape(),
+      streamOptions(options, routing, prepared.info, input.sampleRate));
+  Plan plan{.options = options,
+            .input = input,
+            .response = std::move(prepared.info),
+            .responses = std::move(prepared.responses),
+            .routing = routing,
+            .stream = std::move(stream),
+            .crossover = crossoverOf(options, routing),
+            .format = {}};
   plan.skippedFrames = options.align ? plan.latency() : 0;
   plan.tailFrames = tailFrames(plan);
   plan.format = outputFormat(plan);
+  if (plan.format.samples == audio::SampleFormat::float32) plan.scale = kFloatScale;
   if (!options.output.empty()) audio::checkAudioOutput(options.output, plan.format);
   if (!options.picture.empty()) {
-    refuseToReplace(material.path, options.picture);
-    if (!options.room) refuseToReplace(options.response, options.picture);
+    refuseToReplace(options.picture, input.path);
+    if (!options.room) refuseToReplace(options.picture, options.response);
     draw::checkPictureOutput(options.picture);
   }
   return plan;

@@ -3,39 +3,47 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "apps/render/options.h"
 #include "apps/render/response.h"
 #include "ulmar/audio/audio_file.h"
+#include "ulmar/host/plan.h"
 #include "ulmar/host/responses.h"
-#include "ulmar/host/stream.h"
 
 namespace ulmar::render {
 
 struct Plan {
   Options options;
-  audio::AudioInfo material;
+  audio::AudioInfo input;
   ResponseInfo response;
   host::Responses responses;
   Routing routing;
-  ParamStruct params;              // of the stream
-  int numPartitions = 0;           // blocks per response
-  std::int64_t rowProducts = 0;    // per block, of all pairs
-  std::int64_t memory = 0;         // bytes of the stream
-  audio::AudioFormat format;       // of the output
-  std::int64_t tailFrames = 0;     // beyond the material
-  std::int64_t skippedFrames = 0;  // at the start of the stream, not written
+  host::StreamPlan stream;
+  std::optional<double> crossover;  // Hz, of the decoder if there is one
+  audio::AudioFormat format;        // of the output
+  std::int64_t tailFrames = 0;      // beyond the input
+  std::int64_t skippedFrames = 0;   // at the start of the stream, not written
+  /// The stream computes at this power of two below 1, of which the file knows nothing:
+  /// a float file keeps what the library would limit to full scale.
+  float scale = 1.0F;
 
-  /// Frames by which the wet signal lags the material: a block, and what the resampled
+  /// The stream's parameters, with gains as the file has them.
+  const ParamStruct& params() const { return stream.params(); }
+  int blockLen() const { return stream.latency(); }
+  /// Frames by which the wet signal lags the input: a block, and what the resampled
   /// response rings before its first frame.
-  int latency() const { return params.blockLen + static_cast<int>(response.ringing); }
-  std::int64_t outFrames() const { return material.frames + tailFrames; }
-  /// Frames that the stream processes: the material, then silence.
+  int latency() const { return blockLen() + static_cast<int>(response.ringing); }
+  std::int64_t outFrames() const { return input.frames + tailFrames; }
+  double outSeconds() const {
+    return static_cast<double>(outFrames()) / format.sampleRate;
+  }
+  /// Frames that the stream processes: the input, then silence.
   std::int64_t streamFrames() const { return skippedFrames + outFrames(); }
 };
 
 /// Reads the response. Throws Error naming what cannot be done.
-Plan makePlan(const Options& options, const audio::AudioInfo& material);
+Plan makePlan(const Options& options, const audio::AudioInfo& input);
 
 }  // namespace ulmar::render

@@ -5,30 +5,55 @@
 
 #include "apps/render/channels.h"
 #include "apps/render/progress.h"
+#include "ulmar/audio/channel_layout.h"
 #include "ulmar/host/stream.h"
 
 namespace ulmar::render {
 namespace {
 
-// As written, but with the library's meters, which show what was clamped.
-std::vector<ChannelLevel> levelsOf(const host::Stream& stream, const Sink& sink) {
+// The library's upper limit.
+constexpr double kFullScale = 32767.0 / 32768.0;
+
+// As written, but with the library's meters, which show what was limited.
+std::vector<ChannelLevel> levelsOf(const Plan& plan, const host::Stream& stream,
+                                   const Sink& sink) {
   std::vector<ChannelLevel> levels = sink.levels();
   const auto peaks = stream.peaks();
   for (std::size_t k = 0; k < std::min(peaks.size(), sink.order().size()); ++k) {
-    levels[static_cast<std::size_t>(sink.order()[k])].peak = double{peaks[k]};
+    levels[static_cast<std::size_t>(sink.order()[k])].peak =
+        double{peaks[k]} / double{plan.scale};
   }
   return levels;
 }
 
+// Of the channels that the library mixes: all but a low-frequency channel.
+double peakOf(const Plan& plan, const std::vector<ChannelLevel>& levels) {
+  double peak = 0.0;
+  for (std::size_t j = 0; j < levels.size(); ++j) {
+    const bool copied = !plan.format.speakers.empty() &&
+                        plan.format.speakers[j] == audio::Speaker::lowFrequency;
+    if (!copied) peak = std::max(peak, levels[j].peak);
+  }
+  return peak;
+}
+
+// The stream at the plan's scale.
+host::Stream streamOf(const Plan& plan) {
+  host::Stream stream(plan.stream, plan.responses);
+  const ParamStruct& params = plan.params();
+  stream.setDryGain(params.dryGain * plan.scale);
+  stream.setWetGain(params.wetGain[0] * plan.scale);
+  return stream;
+}
+
 }  // namespace
 
-Rendering render(const Plan& plan, audio::AudioReader& material, Trace* trace) {
+Rendering render(const Plan& plan, audio::AudioReader& input, Trace* trace) {
   const auto start = std::chrono::steady_clock::now();
-  host::Stream stream(plan.routing.streamInputs(), plan.routing.streamOutputs(),
-                      plan.params, plan.responses);
+  host::Stream stream = streamOf(plan);
   audio::AudioWriter writer(plan.options.output, plan.format);
   Progress progress(plan.streamFrames(), plan.format.sampleRate);
-  Source source(plan, material);
+  Source source(plan, input);
   Sink sink(plan, writer);
 
   std::int64_t done = 0;
@@ -40,13 +65,15 @@ Rendering render(const Plan& plan, audio::AudioReader& material, Trace* trace) {
     const float* const* const in = source.next(frames);
     if (trace == nullptr) {
       stream.process(in, sink.buffers(), frames);
+      sink.undoScale(plan.scale, frames);
     } else {
       const int numInputs = plan.routing.streamInputs();
       const int numOutputs = plan.routing.streamOutputs();
       const auto given = static_cast<int>(
-          std::clamp<std::int64_t>(plan.material.frames - done, 0, frames));
-      trace->material.add(source.undelayed(), numInputs, 0, given);
+          std::clamp<std::int64_t>(plan.input.frames - done, 0, frames));
+      trace->input.add(source.undelayed(), numInputs, 0, given);
       processTraced(stream, in, numInputs, sink.buffers(), numOutputs, frames, *trace);
+      sink.undoScale(plan.scale, frames);
       trace->output.add(sink.buffers(), numOutputs, skipped, frames);
     }
     sink.write(skipped, frames);
@@ -57,7 +84,12 @@ Rendering render(const Plan& plan, audio::AudioReader& material, Trace* trace) {
   Rendering rendering;
   rendering.elapsed =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  rendering.levels = levelsOf(stream, sink);
+  rendering.timesRealTime = plan.outSeconds() / rendering.elapsed;
+  rendering.channels = audio::channelNames(plan.routing.output);
+  rendering.levels = levelsOf(plan, stream, sink);
+  const double peak = peakOf(plan, rendering.levels);
+  rendering.gainWithoutClipping = peak > kFullScale ? kFullScale / peak : 1.0;
+  rendering.limited = peak * double{plan.scale} > kFullScale;
   writer.commit();
   return rendering;
 }

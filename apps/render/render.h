@@ -1,6 +1,7 @@
-// The rendering of a plan: material through the stream into the output file.
+// The rendering of a plan: input through the stream into the output file.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "apps/render/channels.h"
@@ -12,15 +13,19 @@ namespace ulmar::render {
 
 struct Rendering {
   double elapsed = 0.0;  // s, from the set-up of the stream to the last frame written
-  std::vector<ChannelLevel> levels;  // of each channel of the file; peaks are those
-                                     // before the clamp
+  double timesRealTime = 0.0;
+  std::vector<std::string> channels;  // names, empty where there is none
+  std::vector<ChannelLevel> levels;   // of each channel of the file; peaks are those
+                                      // before any limit
+  /// The gain that would have kept every sample within full scale, at most 1.
+  double gainWithoutClipping = 1.0;
+  bool limited = false;  // some samples were not written as they came out
 };
 
-/// Holds a buffer's length of the material at a time. material: at its start. The
+/// Holds a buffer's length of the input at a time. input: at its start. The
 /// output takes its name when it is complete; throws Error, and leaves nothing, if the
-/// material cannot be read to its end or the output cannot be written. trace: of this
+/// input cannot be read to its end or the output cannot be written. trace: of this
 /// plan's frames, or null if nobody asks for the blocks one by one.
-Rendering render(const Plan& plan, audio::AudioReader& material,
-                 Trace* trace = nullptr);
+Rendering render(const Plan& plan, audio::AudioReader& input, Trace* trace = nullptr);
 
 }  // namespace ulmar::render

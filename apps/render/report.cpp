@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 #include <string_view>
 
 #include "apps/common/text.h"
 #include "apps/render/option_values.h"
-#include "ulmar/host/crossover_design.h"
+#include "ulmar/host/geometry.h"
 
 namespace ulmar::render {
 namespace {
@@ -18,9 +17,6 @@ using apps::decibelText;
 using apps::fixed;
 using apps::secondsText;
 
-// The library's upper clamp.
-constexpr double kFullScale = 32767.0 / 32768.0;
-
 // One line: what it is about in a column of its own, then the sentence.
 std::string line(std::string_view label, const std::string& text) {
   constexpr std::size_t kLabelWidth = 10;
@@ -29,11 +25,11 @@ std::string line(std::string_view label, const std::string& text) {
   return result + text + '\n';
 }
 
-std::string materialText(const Plan& plan) {
-  const audio::AudioInfo& material = plan.material;
-  return material.path + ": " + material.format + ", " +
-         wordFor(plan.routing.material, kChannelLayoutWords) + ", " +
-         audioText(material.channels, material.sampleRate, material.frames);
+std::string inputText(const Plan& plan) {
+  const audio::AudioInfo& input = plan.input;
+  return input.path + ": " + input.format + ", " +
+         wordFor(plan.routing.input, kChannelLayoutWords) + ", " +
+         audioText(input.channels, input.sampleRate, input.frames);
 }
 
 std::string responseText(const Plan& plan) {
@@ -49,8 +45,8 @@ std::string responseText(const Plan& plan) {
   if (info.fadeFrames > 0) {
     text += "; faded out over " + secondsText(info.fadeFrames, rate);
   }
-  if (rate != plan.material.sampleRate) {
-    text += "; resampled to " + std::to_string(plan.material.sampleRate) + " Hz";
+  if (rate != plan.input.sampleRate) {
+    text += "; resampled to " + std::to_string(plan.input.sampleRate) + " Hz";
   }
   switch (plan.options.normalization) {
     case Normalization::peak:
@@ -65,7 +61,7 @@ std::string responseText(const Plan& plan) {
 }
 
 std::string pairText(const Plan& plan) {
-  const bool mono = plan.routing.material == audio::ChannelLayout::mono;
+  const bool mono = plan.routing.input == audio::ChannelLayout::mono;
   switch (plan.routing.response) {
     case ResponseLayout::mono:
       return mono ? "mono through the response"
@@ -81,7 +77,7 @@ std::string pairText(const Plan& plan) {
 }
 
 std::string decodingText(const Plan& plan) {
-  const bool mono = plan.routing.material == audio::ChannelLayout::mono;
+  const bool mono = plan.routing.input == audio::ChannelLayout::mono;
   const bool oneSource = plan.response.channels <= 4;
   std::string text;
   if (oneSource) {
@@ -91,15 +87,14 @@ std::string decodingText(const Plan& plan) {
     text = mono ? "mono through W, X and Y of both sources"
                 : "left and right, each through its own W, X and Y";
   }
-  const double crossover = plan.options.crossover.value_or(host::kDefaultCrossover);
   return text +
          ", decoded for loudspeakers at 0, +-45 and +-130 degrees in two bands about " +
-         fixed(crossover, 0) + " Hz";
+         fixed(*plan.crossover, 0) + " Hz";
 }
 
 std::string feedsText(const Plan& plan) {
   std::string text;
-  if (plan.routing.material == audio::ChannelLayout::mono) {
+  if (plan.routing.input == audio::ChannelLayout::mono) {
     text = "mono to five loudspeakers, each through its own response";
   } else if (plan.responses.perOutput) {
     text =
@@ -119,45 +114,47 @@ std::string routingText(const Plan& plan) {
   if (!routing.surround()) return pairText(plan);
   std::string text = routing.decodes() ? decodingText(plan) : feedsText(plan);
   if (routing.folds()) text = "folded to left and right; " + text;
-  if (routing.material == audio::ChannelLayout::fiveOne) {
+  if (routing.input == audio::ChannelLayout::fiveOne) {
     text += "; low-frequency channel copied untouched, in time with the dry signal";
   } else if (routing.addsLowFrequency()) {
-    text += "; low-frequency channel silent, as the material has none";
+    text += "; low-frequency channel silent, as the input has none";
   }
   return text;
 }
 
 std::string truncationText(const Plan& plan) {
-  const ParamStruct& params = plan.params;
-  const int numChunks = params.numSegments * params.chunksPerSegment;
-  const int numKept = std::max(numChunks, 32);
-  if (params.hfTruncate == 0) return "";
-  if (plan.numPartitions <= numKept) {
-    return ", upper band left whole, as the response is no longer than " +
-           std::to_string(numKept) + " blocks";
+  if (!plan.options.hfTruncate) return "";
+  const int kept = plan.stream.upperBandLen();
+  if (kept == plan.stream.shape().length()) {
+    return ", upper band left whole, as the response is too short to cut";
   }
-  return ", upper band cut after " +
-         secondsText(std::int64_t{numKept} * params.blockLen,
-                     plan.material.sampleRate) +
+  return ", upper band cut after " + secondsText(kept, plan.input.sampleRate) +
          (plan.response.predelay > 0 ? " of predelay and response" : "");
 }
 
+// "31 blocks of 128 frames, in 8 segments of 1 chunk".
+std::string geometryText(const host::Geometry& geometry) {
+  return countText(geometry.numBlocks(), "block") + " of " +
+         std::to_string(geometry.blockLen) + " frames, in " +
+         countText(geometry.numSegments, "segment") + " of " +
+         countText(geometry.chunksPerSegment, "chunk");
+}
+
 std::string engineText(const Plan& plan) {
-  const ParamStruct& params = plan.params;
-  std::ostringstream text;
-  text << countText(plan.numPartitions, "block") << " of " << params.blockLen
-       << " frames, in " << countText(params.numSegments, "segment") << " of "
-       << countText(params.chunksPerSegment, "chunk") << ", "
-       << countText(plan.rowProducts, "row product") << " per block"
-       << truncationText(plan) << ", "
-       << fixed(static_cast<double>(plan.memory) / (1 << 20), 1) << " MiB";
-  return text.str();
+  std::string text = geometryText(host::geometryOf(plan.params()));
+  if (const auto& tail = plan.stream.tail()) {
+    text += ", then " + geometryText(tail->geometry) + ", spread over " +
+            std::to_string(tail->numSlots) + " blocks of the first";
+  }
+  const std::int64_t memory = plan.stream.streamBytes() + plan.stream.setBytes();
+  return text + truncationText(plan) + ", " +
+         fixed(static_cast<double>(memory) / (1 << 20), 1) + " MiB";
 }
 
 std::string latencyText(const Plan& plan) {
   const int latency = plan.latency();
   return std::to_string(latency) + " frames (" +
-         fixed(1000.0 * latency / plan.material.sampleRate, 1) + " ms), " +
+         fixed(1000.0 * latency / plan.input.sampleRate, 1) + " ms), " +
          (plan.response.ringing > 0 ? "a block and the resampled response's ringing, "
                                     : "") +
          (plan.options.align ? "taken off, wet and dry aligned"
@@ -172,9 +169,9 @@ std::string mixText(const Plan& plan) {
     text += ", predelay " + fixed(1000.0 * options.predelay, 1) + " ms (" +
             countText(plan.response.predelay, "frame") + ")";
   }
-  if (plan.params.rearDelay > 0) {
+  if (plan.params().rearDelay > 0) {
     text += ", surrounds " + fixed(1000.0 * options.rearDelay, 1) + " ms late (" +
-            countText(plan.params.rearDelay, "frame") + ")";
+            countText(plan.params().rearDelay, "frame") + ")";
   }
   if (options.crossfeed > 0.0) text += ", crossfeed " + fixed(options.crossfeed, 2);
   return text;
@@ -194,14 +191,12 @@ std::string outputText(const Plan& plan) {
 }
 
 // One value of each channel, under its name.
-std::string channelsText(const Plan& plan, const Rendering& rendering,
-                         double ChannelLevel::*value) {
-  const std::vector<std::string> names = audio::channelNames(plan.routing.output);
+std::string channelsText(const Rendering& rendering, double ChannelLevel::*value) {
   std::string text;
-  for (std::size_t j = 0; j < names.size(); ++j) {
+  for (std::size_t j = 0; j < rendering.channels.size(); ++j) {
     const double gain = rendering.levels[j].*value;
     if (j > 0) text += ", ";
-    if (!names[j].empty()) text += names[j] + " ";
+    if (!rendering.channels[j].empty()) text += rendering.channels[j] + " ";
     text += gain > 0.0 ? decibelText(gain) + "FS" : "silence";
   }
   return text;
@@ -210,11 +205,10 @@ std::string channelsText(const Plan& plan, const Rendering& rendering,
 std::string speedText(const Plan& plan, const Rendering& rendering) {
   // Of less than this, setting up is most of what was timed.
   constexpr double kLeastToCompare = 0.1;  // s
-  const double duration =
-      static_cast<double>(plan.outFrames()) / plan.format.sampleRate;
+  const double duration = plan.outSeconds();
   const std::string elapsed = " in " + secondsText(rendering.elapsed);
   if (duration < kLeastToCompare) return countText(plan.outFrames(), "frame") + elapsed;
-  const double speed = duration / rendering.elapsed;
+  const double speed = rendering.timesRealTime;
   return secondsText(duration) + elapsed + ", " + fixed(speed, speed < 10.0 ? 1 : 0) +
          " times real time";
 }
@@ -236,29 +230,25 @@ std::string adviceText(const Options& options, double change) {
 }
 
 std::string peakText(const Plan& plan, const Rendering& rendering) {
-  const std::string text = channelsText(plan, rendering, &ChannelLevel::peak);
-  const double gain = gainWithoutClipping(plan, rendering);
-  if (gain == 1.0) return text + ", nothing clipped";
+  const std::string text = channelsText(rendering, &ChannelLevel::peak);
+  const double gain = rendering.gainWithoutClipping;
+  if (gain == 1.0) return text + ", within full scale";
   // Rounded down, so that it is enough.
   const double decibels = std::floor(2000.0 * std::log10(gain)) / 100.0;
-  return text + ", clipped: the output is limited to full scale, also in float; " +
-         adviceText(plan.options, decibels);
+  const std::string advice = adviceText(plan.options, decibels);
+  if (!rendering.limited) {
+    return text + ", above full scale, which a float file keeps; " + advice;
+  }
+  return text + ", clipped: " +
+         (plan.scale == 1.0F ? "integer samples are limited to full scale; "
+                             : "even float is limited to 192.7 dBFS; ") +
+         advice;
 }
 
 }  // namespace
 
-double gainWithoutClipping(const Plan& plan, const Rendering& rendering) {
-  double peak = 0.0;
-  for (std::size_t j = 0; j < rendering.levels.size(); ++j) {
-    const bool copied = !plan.format.speakers.empty() &&
-                        plan.format.speakers[j] == audio::Speaker::lowFrequency;
-    if (!copied) peak = std::max(peak, rendering.levels[j].peak);
-  }
-  return peak > kFullScale ? kFullScale / peak : 1.0;
-}
-
 std::string describe(const Plan& plan) {
-  return line("material", materialText(plan)) + line("response", responseText(plan)) +
+  return line("input", inputText(plan)) + line("response", responseText(plan)) +
          line("routing", routingText(plan)) + line("mix", mixText(plan)) +
          line("engine", engineText(plan)) + line("latency", latencyText(plan)) +
          line("output", outputText(plan));
@@ -266,7 +256,7 @@ std::string describe(const Plan& plan) {
 
 std::string describe(const Plan& plan, const Rendering& rendering) {
   return line("peak", peakText(plan, rendering)) +
-         line("level", channelsText(plan, rendering, &ChannelLevel::rms) + ", as RMS") +
+         line("level", channelsText(rendering, &ChannelLevel::rms) + ", as RMS") +
          line("rendered", speedText(plan, rendering));
 }
 

@@ -1,4 +1,5 @@
 // What is said of a plan and of its rendering: lines for people, an object for scripts.
+// Both print what stands in the two records, and work nothing out.
 #pragma once
 
 #include <string>
@@ -7,9 +8,6 @@
 #include "apps/render/render.h"
 
 namespace ulmar::render {
-
-/// The gain that would have kept every sample below the clamp, at most 1.
-double gainWithoutClipping(const Plan& plan, const Rendering& rendering);
 
 /// Lines of text.
 std::string describe(const Plan& plan);

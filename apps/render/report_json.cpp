@@ -2,21 +2,21 @@
 
 #include "apps/render/option_values.h"
 #include "apps/render/report.h"
-#include "ulmar/host/crossover_design.h"
+#include "ulmar/host/geometry.h"
 
 namespace ulmar::render {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json materialFigures(const Plan& plan) {
-  const audio::AudioInfo& material = plan.material;
-  return {{"path", material.path},
-          {"format", material.format},
-          {"layout", wordFor(plan.routing.material, kChannelLayoutWords)},
-          {"channels", material.channels},
-          {"sampleRate", material.sampleRate},
-          {"frames", material.frames}};
+Json inputFigures(const Plan& plan) {
+  const audio::AudioInfo& input = plan.input;
+  return {{"path", input.path},
+          {"format", input.format},
+          {"layout", wordFor(plan.routing.input, kChannelLayoutWords)},
+          {"channels", input.channels},
+          {"sampleRate", input.sampleRate},
+          {"frames", input.frames}};
 }
 
 Json responseFigures(const Plan& plan) {
@@ -39,32 +39,41 @@ Json mixFigures(const Plan& plan) {
           {"dryGain", plan.options.dryGain},
           {"crossfeed", plan.options.crossfeed},
           {"predelayFrames", plan.response.predelay},
-          {"rearDelayFrames", plan.params.rearDelay},
+          {"rearDelayFrames", plan.params().rearDelay},
           {"folded", plan.routing.folds()},
           {"aligned", plan.options.align}};
 }
 
-// In Hz, null without a decoder.
-Json crossoverFigure(const Plan& plan) {
-  if (!plan.routing.decodes()) return nullptr;
-  return plan.options.crossover.value_or(host::kDefaultCrossover);
+Json geometryFigures(const host::Geometry& geometry) {
+  return {{"blockLen", geometry.blockLen},
+          {"irLen", geometry.irLen},
+          {"numPartitions", geometry.numBlocks()},
+          {"numSegments", geometry.numSegments},
+          {"chunksPerSegment", geometry.chunksPerSegment}};
 }
 
+// Of the head. Work is of the cost model, of which only ratios mean something.
 Json engineFigures(const Plan& plan) {
-  const ParamStruct& params = plan.params;
-  return {{"blockLen", params.blockLen},
-          {"irLen", params.irLen},
-          {"numPartitions", plan.numPartitions},
-          {"numSegments", params.numSegments},
-          {"chunksPerSegment", params.chunksPerSegment},
-          {"hfTruncate", params.hfTruncate != 0},
-          {"crossover", crossoverFigure(plan)},
-          {"numInputs", params.numInputs},
-          {"numOutputs", params.numOutputs},
-          {"numPairs", plan.responses.numPairs()},
-          {"rowProductsPerBlock", plan.rowProducts},
-          {"latencyFrames", plan.latency()},
-          {"memoryBytes", plan.memory}};
+  const host::StreamPlan& stream = plan.stream;
+  Json json = geometryFigures(host::geometryOf(plan.params()));
+  json.update({{"hfTruncate", plan.options.hfTruncate},
+               {"upperBandFrames", stream.upperBandLen()},
+               {"crossover", nullptr},
+               {"numInputs", plan.params().numInputs},
+               {"numOutputs", plan.params().numOutputs},
+               {"numPairs", stream.shape().numPairs()},
+               {"responseFrames", stream.shape().length()},
+               {"tail", nullptr},
+               {"meanWork", stream.work().mean},
+               {"worstWork", stream.work().worst},
+               {"latencyFrames", plan.latency()},
+               {"memoryBytes", stream.streamBytes() + stream.setBytes()}});
+  if (plan.crossover) json["crossover"] = *plan.crossover;
+  if (const auto& tail = stream.tail()) {
+    json["tail"] = geometryFigures(tail->geometry);
+    json["tail"]["startFrame"] = tail->start;
+  }
+  return json;
 }
 
 Json outputFigures(const Plan& plan) {
@@ -75,12 +84,10 @@ Json outputFigures(const Plan& plan) {
           {"sampleRate", plan.format.sampleRate},
           {"frames", plan.outFrames()},
           {"tailFrames", plan.tailFrames},
-          {"seconds", static_cast<double>(plan.outFrames()) / plan.format.sampleRate}};
+          {"seconds", plan.outSeconds()}};
 }
 
-Json renderingFigures(const Plan& plan, const Rendering& rendering) {
-  const double duration =
-      static_cast<double>(plan.outFrames()) / plan.format.sampleRate;
+Json renderingFigures(const Rendering& rendering) {
   Json peaks = Json::array();
   Json levels = Json::array();
   for (const ChannelLevel& level : rendering.levels) {
@@ -88,20 +95,21 @@ Json renderingFigures(const Plan& plan, const Rendering& rendering) {
     levels.push_back(level.rms);
   }
   return {{"seconds", rendering.elapsed},
-          {"timesRealTime", duration / rendering.elapsed},
-          {"channels", audio::channelNames(plan.routing.output)},
+          {"timesRealTime", rendering.timesRealTime},
+          {"channels", rendering.channels},
           {"peaks", peaks},
           {"levels", levels},
-          {"gainWithoutClipping", gainWithoutClipping(plan, rendering)}};
+          {"gainWithoutClipping", rendering.gainWithoutClipping},
+          {"limited", rendering.limited}};
 }
 
 }  // namespace
 
 std::string figures(const Plan& plan, const Rendering* rendering) {
-  Json json = {{"material", materialFigures(plan)}, {"response", responseFigures(plan)},
-               {"mix", mixFigures(plan)},           {"engine", engineFigures(plan)},
-               {"output", outputFigures(plan)},     {"rendering", nullptr}};
-  if (rendering != nullptr) json["rendering"] = renderingFigures(plan, *rendering);
+  Json json = {{"input", inputFigures(plan)},   {"response", responseFigures(plan)},
+               {"mix", mixFigures(plan)},       {"engine", engineFigures(plan)},
+               {"output", outputFigures(plan)}, {"rendering", nullptr}};
+  if (rendering != nullptr) json["rendering"] = renderingFigures(*rendering);
   // File names need not be UTF-8, which JSON must be.
   return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
 }

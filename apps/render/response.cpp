@@ -113,38 +113,38 @@ double normalizationGain(Normalization normalization, const host::Responses& res
 }
 
 host::Responses arrange(const Planar& signal, const ResponseInfo& info,
-                        ResponseLayout layout, const audio::AudioInfo& material) {
+                        ResponseLayout layout, const audio::AudioInfo& input) {
   try {
     switch (layout) {
       case ResponseLayout::bFormat:
-        return host::arrangeForDecoding(signal, material.channels);
+        return host::arrangeForDecoding(signal, input.channels);
       case ResponseLayout::feeds:
-        return host::arrangeFeeds(signal, material.channels);
+        return host::arrangeFeeds(signal, input.channels);
       default:
-        return host::arrangeResponses(signal, material.channels);
+        return host::arrangeResponses(signal, input.channels);
     }
   } catch (const Error& error) {
-    fail("cannot put ", material.path, " through ", info.name, ": ", error.what());
+    fail("cannot put ", input.path, " through ", info.name, ": ", error.what());
   }
 }
 
 }  // namespace
 
 PreparedResponse prepareResponse(const Options& options,
-                                 const audio::AudioInfo& material) {
+                                 const audio::AudioInfo& input) {
   PreparedResponse prepared;
   ResponseInfo& info = prepared.info;
-  Planar signal = readResponse(options, material, info, prepared.routing);
+  Planar signal = readResponse(options, input, info, prepared.routing);
   trim(options, signal, info);
-  info.predelay = framesIn(options.predelay, material.sampleRate);
-  info.ringing = audio::resampleRinging(info.sourceRate, material.sampleRate);
-  refuseTooLong(info, material.sampleRate);
-  signal = audio::resampleResponse(signal, info.sourceRate, material.sampleRate);
+  info.predelay = framesIn(options.predelay, input.sampleRate);
+  info.ringing = audio::resampleRinging(info.sourceRate, input.sampleRate);
+  refuseTooLong(info, input.sampleRate);
+  signal = audio::resampleResponse(signal, info.sourceRate, input.sampleRate);
   info.frames = std::ssize(signal[0]) - 2 * info.ringing;
 
   host::Responses& responses = prepared.responses;
   const ResponseLayout layout = prepared.routing.response;
-  responses = arrange(signal, info, layout, material);
+  responses = arrange(signal, info, layout, input);
   if (peakOf(responses) == 0.0) {
     const std::string used =
         info.usedFrames == 1

@@ -14,7 +14,7 @@
 namespace ulmar::render {
 
 /// What a response was and what became of it. Frames of the source are at its own rate,
-/// all others at the material's.
+/// all others at the input's.
 struct ResponseInfo {
   std::string name;    // the file, or the room in words
   std::string format;  // as AudioInfo, empty for a room
@@ -37,9 +37,8 @@ struct PreparedResponse {
 };
 
 /// Trimming and fading act at the response's own rate, so that they fall on its frames.
-/// Normalisation acts on the responses as they are arranged for the material, with one
+/// Normalisation acts on the responses as they are arranged for the input, with one
 /// gain for all. Throws Error naming the file, the value and the limit.
-PreparedResponse prepareResponse(const Options& options,
-                                 const audio::AudioInfo& material);
+PreparedResponse prepareResponse(const Options& options, const audio::AudioInfo& input);
 
 }  // namespace ulmar::render

@@ -22,13 +22,13 @@ room::RoomLayout roomLayoutOf(ResponseLayout response) {
 }
 
 Planar renderRoomFor(const Options& options, ResponseLayout layout,
-                     const audio::AudioInfo& material) {
+                     const audio::AudioInfo& input) {
   room::RoomSpec room = room::roomPreset(*options.room);
   if (options.seed) room.seed = *options.seed;
   try {
-    return room::renderRoom(room, roomLayoutOf(layout), material.sampleRate);
+    return room::renderRoom(room, roomLayoutOf(layout), input.sampleRate);
   } catch (const Error& error) {
-    fail("cannot put ", material.path, " into a room: ", error.what());
+    fail("cannot put ", input.path, " into a room: ", error.what());
   }
 }
 
@@ -52,18 +52,18 @@ Planar feedsOf(const audio::AudioFile& file) {
 
 }  // namespace
 
-Planar readResponse(const Options& options, const audio::AudioInfo& material,
+Planar readResponse(const Options& options, const audio::AudioInfo& input,
                     ResponseInfo& info, Routing& routing) {
   Planar signal;
   if (options.room) {
-    routing = routingFor(options, material, nullptr);
-    signal = renderRoomFor(options, routing.response, material);
+    routing = routingFor(options, input, nullptr);
+    signal = renderRoomFor(options, routing.response, input);
     info.name = std::string("synthetic ") + wordFor(*options.room, kRoomWords);
-    info.sourceRate = material.sampleRate;
+    info.sourceRate = input.sampleRate;
     info.channels = static_cast<int>(signal.size());
   } else {
     audio::AudioFile file = audio::readAudioFile(options.response);
-    routing = routingFor(options, material, &file.info);
+    routing = routingFor(options, input, &file.info);
     info.name = file.info.path;
     info.format = file.info.format;
     info.sourceRate = file.info.sampleRate;

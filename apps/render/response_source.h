@@ -12,7 +12,7 @@ namespace ulmar::render {
 /// The response at its own rate: W, X and Y per source; speaker feeds in the engine's
 /// order; or as the file has them. Fills in what it was, and the routing that follows.
 /// Throws Error naming the file.
-Planar readResponse(const Options& options, const audio::AudioInfo& material,
+Planar readResponse(const Options& options, const audio::AudioInfo& input,
                     ResponseInfo& info, Routing& routing);
 
 }  // namespace ulmar::render

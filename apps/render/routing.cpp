@@ -23,10 +23,10 @@ bool isForFive(ResponseLayout response) {
   return response == ResponseLayout::bFormat || response == ResponseLayout::feeds;
 }
 
-ChannelLayout materialLayout(const audio::AudioInfo& material) {
-  if (const auto layout = audio::layoutOf(material)) return *layout;
-  fail("cannot use ", material.path, " as material: its ",
-       countText(material.channels, "channel"),
+ChannelLayout inputLayout(const audio::AudioInfo& input) {
+  if (const auto layout = audio::layoutOf(input)) return *layout;
+  fail("cannot use ", input.path, " as input: its ",
+       countText(input.channels, "channel"),
        " are not those of mono, stereo, 5.0 or 5.1, which have 1, 2, 5 or 6");
 }
 
@@ -108,32 +108,32 @@ ResponseLayout responseLayout(const Options& options,
   return layout;
 }
 
-// A room is heard in stereo, each side of stereo material from its own place in it; in
+// A room is heard in stereo, each side of stereo input from its own place in it; in
 // mono where that is asked for; and in B-format for five loudspeakers.
-ResponseLayout roomLayout(const Options& options, ChannelLayout material) {
-  if (options.decode || hasFive(options.outLayout.value_or(material))) {
+ResponseLayout roomLayout(const Options& options, ChannelLayout input) {
+  if (options.decode || hasFive(options.outLayout.value_or(input))) {
     return ResponseLayout::bFormat;
   }
   if (options.outLayout == ChannelLayout::mono) return ResponseLayout::mono;
-  return material == ChannelLayout::mono ? ResponseLayout::stereo
-                                         : ResponseLayout::trueStereo;
+  return input == ChannelLayout::mono ? ResponseLayout::stereo
+                                      : ResponseLayout::trueStereo;
 }
 
-ChannelLayout outputLayout(const Options& options, ChannelLayout material,
+ChannelLayout outputLayout(const Options& options, ChannelLayout input,
                            ResponseLayout response) {
   if (options.outLayout) return *options.outLayout;
-  if (hasFive(material)) return material;
+  if (hasFive(input)) return input;
   if (isForFive(response)) return ChannelLayout::five;
-  return material == ChannelLayout::mono && response == ResponseLayout::mono
+  return input == ChannelLayout::mono && response == ResponseLayout::mono
              ? ChannelLayout::mono
              : ChannelLayout::stereo;
 }
 
-void refuseMismatch(const Routing& routing, const std::string& material,
+void refuseMismatch(const Routing& routing, const std::string& input,
                     const std::string& response) {
   const std::string output = wordFor(routing.output, kChannelLayoutWords);
-  const std::string start = "cannot render " + material + " in " + output;
-  if (routing.material == ChannelLayout::fiveOne &&
+  const std::string start = "cannot render " + input + " in " + output;
+  if (routing.input == ChannelLayout::fiveOne &&
       routing.output != ChannelLayout::fiveOne) {
     fail(start, ": it is 5.1, whose low-frequency channel ",
          routing.surround() ? "would be lost" : "has no place there",
@@ -144,8 +144,7 @@ void refuseMismatch(const Routing& routing, const std::string& material,
          ": it is 5.0, and only its reverberation would be folded; give "
          "--out-layout 5.0 or 5.1");
   }
-  if (routing.material == ChannelLayout::stereo &&
-      routing.output == ChannelLayout::mono) {
+  if (routing.input == ChannelLayout::stereo && routing.output == ChannelLayout::mono) {
     fail(start, ": it is stereo; give --out-layout stereo");
   }
   const std::string through =
@@ -164,8 +163,7 @@ void refuseMismatch(const Routing& routing, const std::string& material,
   }
 }
 
-void refuseUseless(const Options& options, const Routing& routing,
-                   const std::string& material) {
+void refuseUseless(const Options& options, const Routing& routing) {
   const std::string output = wordFor(routing.output, kChannelLayoutWords);
   if (options.crossover && !routing.decodes()) {
     fail("cannot cross over at ", *options.crossover,
@@ -176,11 +174,6 @@ void refuseUseless(const Options& options, const Routing& routing,
     fail("cannot delay the surrounds by ", 1000.0 * options.rearDelay,
          " ms (--rear-delay): the output is ", output,
          ", and only 5.0 and 5.1 have any");
-  }
-  if (options.fold && !routing.folds()) {
-    fail("cannot fold ", material, " (--fold): it is ",
-         wordFor(routing.material, kChannelLayoutWords),
-         ", and only 5.0 and 5.1 can be folded");
   }
 }
 
@@ -203,26 +196,26 @@ const char* nameOf(ResponseLayout layout) {
 
 bool Routing::surround() const { return hasFive(output); }
 
-bool Routing::folds() const { return hasFive(material); }
+bool Routing::folds() const { return hasFive(input); }
 
 bool Routing::addsLowFrequency() const {
-  return output == ChannelLayout::fiveOne && material != ChannelLayout::fiveOne;
+  return output == ChannelLayout::fiveOne && input != ChannelLayout::fiveOne;
 }
 
 int Routing::streamOutputs() const {
   return addsLowFrequency() ? 5 : audio::channelsOf(output);
 }
 
-Routing routingFor(const Options& options, const audio::AudioInfo& material,
+Routing routingFor(const Options& options, const audio::AudioInfo& input,
                    const audio::AudioInfo* response) {
   Routing routing;
-  routing.material = materialLayout(material);
-  routing.response = response == nullptr ? roomLayout(options, routing.material)
+  routing.input = inputLayout(input);
+  routing.response = response == nullptr ? roomLayout(options, routing.input)
                                          : responseLayout(options, *response);
-  routing.output = outputLayout(options, routing.material, routing.response);
-  refuseMismatch(routing, material.path,
+  routing.output = outputLayout(options, routing.input, routing.response);
+  refuseMismatch(routing, input.path,
                  response == nullptr ? "the room" : response->path);
-  refuseUseless(options, routing, material.path);
+  refuseUseless(options, routing);
   return routing;
 }
 

@@ -1,4 +1,4 @@
-// What goes where: the layouts of material, response and output, and how they meet.
+// What goes where: the layouts of input, response and output, and how they meet.
 #pragma once
 
 #include "apps/render/options.h"
@@ -11,7 +11,7 @@ namespace ulmar::render {
 const char* nameOf(ResponseLayout layout);
 
 struct Routing {
-  audio::ChannelLayout material = audio::ChannelLayout::mono;
+  audio::ChannelLayout input = audio::ChannelLayout::mono;
   ResponseLayout response = ResponseLayout::mono;
   audio::ChannelLayout output = audio::ChannelLayout::mono;
 
@@ -19,19 +19,19 @@ struct Routing {
   bool surround() const;
   /// Whether they get their signals from the decoder, or else as the response has them.
   bool decodes() const { return surround() && response == ResponseLayout::bFormat; }
-  /// Whether five channels of material reach the reverberation as two.
+  /// Whether five channels of input reach the reverberation as two.
   bool folds() const;
   /// Whether the output has a low-frequency channel with nothing in it.
   bool addsLowFrequency() const;
 
   /// Channels that the stream is called with.
-  int streamInputs() const { return audio::channelsOf(material); }
+  int streamInputs() const { return audio::channelsOf(input); }
   int streamOutputs() const;
 };
 
 /// response: null for a room. Throws Error naming the file for layouts that cannot be
 /// told or do not meet, and for options that would have no effect.
-Routing routingFor(const Options& options, const audio::AudioInfo& material,
+Routing routingFor(const Options& options, const audio::AudioInfo& input,
                    const audio::AudioInfo* response);
 
 }  // namespace ulmar::render

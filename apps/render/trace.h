@@ -39,10 +39,10 @@ class Envelope {
 };
 
 struct Trace {
-  Trace(std::int64_t materialFrames, std::int64_t outFrames, int sampleRate)
-      : material(materialFrames, sampleRate), output(outFrames, sampleRate) {}
+  Trace(std::int64_t inputFrames, std::int64_t outFrames, int sampleRate)
+      : input(inputFrames, sampleRate), output(outFrames, sampleRate) {}
 
-  Envelope material;
+  Envelope input;
   Envelope output;
   std::vector<float> blockSeconds;  // what each call took that completed a block
 };

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "apps/common/signals.h"
 #include "tests/audio/audio_samples.h"
 #include "tests/support/scratch_dir.h"
 #include "ulmar/audio/audio_file.h"
@@ -179,15 +180,21 @@ TEST(AudioWriter, AFullDiskIsReportedAndNothingIsLeft) {
   }
 }
 
-// Runs a child process in which a signal arrives in the middle of writing; returns its
-// status.
+// Runs a child process in which a signal arrives in the middle of writing, after more
+// files than are kept track of have come and gone; returns its status.
 int statusOfInterruptedWriter(const std::string& path, int arriving, bool ignored) {
   const pid_t child = fork();
   if (child == 0) {
     const rlimit noCore = {0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
     if (ignored) signal(arriving, SIG_IGN);
-    removeTempFilesOnSignal();
+    apps::prepareSignals();
+    for (int k = 0; k < 20; ++k) {
+      TempFile(path + ".gone");
+      TempFile kept(path + ".kept");
+      kept.commit();
+    }
+    unlink((path + ".kept").c_str());
     AudioWriter writer(path, kStereo);
     writer.write(noise(2000).data(), 1000);
     raise(arriving);

@@ -10,6 +10,7 @@
 #include "tests/support/convolution.h"
 #include "tests/support/pictures.h"
 #include "tests/support/random.h"
+#include "ulmar/host/stream.h"
 
 namespace ulmar::render {
 namespace {
@@ -17,9 +18,9 @@ namespace {
 using test::ScratchDir;
 using Channel = std::vector<double>;
 
-constexpr int kRate = 8000;          // Hz
-constexpr int kMaterialLen = 17351;  // frames: buffers of the renderer and a rest
-constexpr int kResponseLen = 1237;   // frames
+constexpr int kRate = 8000;         // Hz
+constexpr int kInputLen = 17351;    // frames: buffers of the renderer and a rest
+constexpr int kResponseLen = 1237;  // frames
 constexpr double kUpperClamp = 1.0 - 0x1p-15;
 
 enum class Normalized { no, toPeak, toEnergy };
@@ -27,7 +28,7 @@ enum class Normalized { no, toPeak, toEnergy };
 // A call, and what it means. Times in frames, gains linear.
 struct Case {
   const char* name = "";
-  int materialChannels = 2;
+  int inputChannels = 2;
   int responseChannels = 2;
   const char* options = "";
   double wet = 1.0;
@@ -45,13 +46,13 @@ struct Case {
 };
 
 const Case kCases[] = {
-    {.name = "mono", .materialChannels = 1, .responseChannels = 1},
+    {.name = "mono", .inputChannels = 1, .responseChannels = 1},
     {.name = "mono, left and right",
-     .materialChannels = 1,
+     .inputChannels = 1,
      .options = "--block 32768 --wet -inf",
      .wet = 0.0},
     {.name = "mono, true stereo",
-     .materialChannels = 1,
+     .inputChannels = 1,
      .responseChannels = 4,
      .options = "--normalize energy --block 64",
      .normalized = Normalized::toEnergy},
@@ -76,7 +77,7 @@ const Case kCases[] = {
      .options = "--no-align --tail none",
      .wetDelay = 512,
      .tail = 0},
-    {.name = "no tail", .materialChannels = 1, .options = "--tail none", .tail = 0},
+    {.name = "no tail", .inputChannels = 1, .options = "--tail none", .tail = 0},
     {.name = "a short tail", .options = "--tail 0.05", .tail = 400},
     {.name = "a tail beyond the end", .options = "--tail 0.5", .tail = 4000},
     {.name = "crossfeed", .options = "--crossfeed 0.25", .crossfeed = 0.25},
@@ -167,30 +168,29 @@ double normalization(Normalized normalized, const Matrix& matrix) {
   }
 }
 
-std::vector<Channel> fedAcross(const std::vector<Channel>& material, double gain) {
-  if (material.size() < 2) return material;
-  std::vector<Channel> result = material;
-  for (std::size_t n = 0; n < material[0].size(); ++n) {
-    result[0][n] += gain * material[1][n];
-    result[1][n] += gain * material[0][n];
+std::vector<Channel> fedAcross(const std::vector<Channel>& input, double gain) {
+  if (input.size() < 2) return input;
+  std::vector<Channel> result = input;
+  for (std::size_t n = 0; n < input[0].size(); ++n) {
+    result[0][n] += gain * input[1][n];
+    result[1][n] += gain * input[0][n];
   }
   return result;
 }
 
 // Every output of a case, before the clamp.
-std::vector<Channel> expectedOutputs(const Case& c,
-                                     const std::vector<Channel>& material,
+std::vector<Channel> expectedOutputs(const Case& c, const std::vector<Channel>& input,
                                      std::vector<Channel> response) {
   for (auto& channel : response) cut(c, channel);
-  const Matrix matrix = arranged(response, c.materialChannels);
+  const Matrix matrix = arranged(response, c.inputChannels);
   const double wet = c.wet * normalization(c.normalized, matrix);
-  const auto engineInputs = fedAcross(material, c.crossfeed);
+  const auto engineInputs = fedAcross(input, c.crossfeed);
   const auto wetDelay = static_cast<std::size_t>(c.wetDelay);
-  const auto frames = std::size_t{kMaterialLen} + static_cast<std::size_t>(c.tail);
+  const auto frames = std::size_t{kInputLen} + static_cast<std::size_t>(c.tail);
 
   std::vector<Channel> outputs(matrix[0].size(), Channel(frames));
   for (std::size_t j = 0; j < outputs.size(); ++j) {
-    const Channel& dry = material[j % material.size()];
+    const Channel& dry = input[j % input.size()];
     for (std::size_t n = 0; n < frames; ++n) {
       if (n < dry.size()) outputs[j][n] = c.dry * dry[n];
       if (n < wetDelay || c.wet == 0.0) continue;
@@ -210,26 +210,28 @@ void expectFile(const Case& c, const std::string& path,
   EXPECT_EQ(info.sampleRate, kRate);
   EXPECT_NE(info.format.find(c.format), std::string::npos) << info.format;
   ASSERT_EQ(static_cast<std::size_t>(info.channels), expected.size());
-  ASSERT_EQ(info.frames, kMaterialLen + c.tail);
+  ASSERT_EQ(info.frames, kInputLen + c.tail);
 
   const std::vector<float> out = audio::readAudio(path);
   double worst = 0.0;
   for (std::size_t k = 0; k < out.size(); ++k) {
     const double sample = expected[k % expected.size()][k / expected.size()];
-    worst = std::max(worst, std::abs(std::clamp(sample, -1.0, kUpperClamp) - out[k]));
+    // Integer samples are limited to full scale.
+    const double written =
+        c.step > 0.0 ? std::clamp(sample, -1.0, kUpperClamp) : sample;
+    worst = std::max(worst, std::abs(written - out[k]));
   }
   EXPECT_LT(worst, 1e-5 * highest + c.step / 2.0);
 }
 
 void expectConvolution(const Case& c) {
   const ScratchDir folder;
-  const auto material =
-      writeNoise(folder / "dry.wav", c.materialChannels, kMaterialLen, 1);
+  const auto input = writeNoise(folder / "dry.wav", c.inputChannels, kInputLen, 1);
   const auto response =
       writeNoise(folder / "ir.wav", c.responseChannels, kResponseLen, 2);
   const auto figures = figuresOf(
       folder, std::string("-i dry.wav --ir ir.wav -o ") + c.output + " " + c.options);
-  const auto expected = expectedOutputs(c, material, response);
+  const auto expected = expectedOutputs(c, input, response);
 
   double highest = 0.0;
   for (std::size_t j = 0; j < expected.size(); ++j) {
@@ -343,6 +345,44 @@ TEST(Output, KnowsRoomsBySizeAndSeed) {
   EXPECT_LT(rendered("hall").size(), rendered("cathedral").size());
 }
 
+// A float file has the bits of the stream as a host hears it, down to what 1e-14 leaves
+// of a decaying response, whatever the scale that the renderer computes at.
+TEST(Output, HasTheBitsOfTheStream) {
+  constexpr int kFrames = 9000;
+  const ScratchDir folder;
+  std::vector<float> dry(kFrames);
+  for (std::size_t i = 0; i < 500; ++i)
+    dry[i] = 0.2F * std::sin(0.1F * static_cast<float>(i));
+  std::vector<float> response(3000);
+  for (std::size_t i = 0; i < response.size(); ++i) {
+    response[i] = 0.1F * std::exp(-0.006F * static_cast<float>(i));
+  }
+  const audio::AudioFormat format{.channels = 1, .sampleRate = kRate};
+  audio::writeAudio(folder / "dry.wav", format, dry);
+  audio::writeAudio(folder / "ir.wav", format, response);
+  for (const std::string tail : {"off", "128"}) {
+    SCOPED_TRACE(tail);
+    figuresOf(folder,
+              "-i dry.wav --ir ir.wav -o wet.wav --block 64 --tail none --no-align "
+              "--dry -3 --wet -10 --tail-block " +
+                  tail);
+    const host::Responses responses{1, 1, true, {response}};
+    host::StreamOptions options;
+    options.blockLen = 64;
+    options.tail = tail == "off" ? host::kTailOff : 128;
+    options.dryGain = static_cast<float>(std::pow(10.0, -3.0 / 20.0));
+    options.wetGain = static_cast<float>(std::pow(10.0, -10.0 / 20.0));
+    host::Stream stream(host::StreamPlan(1, 1, responses.shape(), options), responses);
+    std::vector<float> expected = dry;
+    stream.processInterleaved(expected.data(), expected.data(), kFrames);
+    const auto written = audio::readAudio(folder / "wet.wav");
+    ASSERT_EQ(written.size(), expected.size());
+    for (std::size_t t = 0; t < expected.size(); ++t) {
+      ASSERT_EQ(written[t], expected[t]) << t;
+    }
+  }
+}
+
 // Down to a level that can be given, which then avoids it.
 TEST(Output, AdvisesAgainstClippingAsFarAsLevelsGo) {
   const ScratchDir folder;
@@ -357,7 +397,9 @@ TEST(Output, AdvisesAgainstClippingAsFarAsLevelsGo) {
     return text.find(words) != std::string::npos;
   };
   EXPECT_TRUE(says(report(1e9F, ""), "-180.01 dB on --wet would avoid it"));
-  EXPECT_TRUE(says(report(1e9F, "--wet -180.01"), "nothing clipped"));
+  EXPECT_TRUE(says(report(1e9F, "--wet -180.01"), "within full scale"));
+  EXPECT_TRUE(says(report(1e9F, ""), "which a float file keeps"));
+  EXPECT_TRUE(says(report(1e9F, "--format 16"), "limited to full scale"));
   const std::string tooLoud = report(1e11F, "");
   EXPECT_TRUE(says(tooLoud, "no level of --wet would avoid it")) << tooLoud;
   EXPECT_TRUE(says(tooLoud, "-200 dB")) << tooLoud;
@@ -424,7 +466,7 @@ std::vector<double> discsIn(const std::string& svg, const std::string& color) {
   return places;
 }
 
-// A low-frequency burst at the material's end shows where it is heard: the renderer
+// A low-frequency burst at the input's end shows where it is heard: the renderer
 // delays that channel by a block on its way into the stream.
 TEST(Output, IsDrawnInTimeWithTheMaterial) {
   ULMAR_NEEDS_PICTURES();
@@ -441,12 +483,12 @@ TEST(Output, IsDrawnInTimeWithTheMaterial) {
                 "--picture p.svg");
   const double numFrames = figures["output"]["frames"];
   const std::string svg = test::bytesOf(folder / "p.svg");
-  const Drawn material = drawnIn(svg, "0%,44.7%,69.8%");
+  const Drawn input = drawnIn(svg, "0%,44.7%,69.8%");
   const Drawn output = drawnIn(svg, "83.5%,36.9%,0%");
   // The waveforms have 1100 columns, of the whole time each.
   constexpr double kColumn = 1.5 / 1100;
-  EXPECT_NEAR(material.start, kBurst / numFrames, kColumn);
-  EXPECT_NEAR(material.end, kFrames / numFrames, kColumn);
+  EXPECT_NEAR(input.start, kBurst / numFrames, kColumn);
+  EXPECT_NEAR(input.end, kFrames / numFrames, kColumn);
   EXPECT_NEAR(output.start, kBurst / numFrames, kColumn);
   EXPECT_NEAR(output.end, 1.0, kColumn);
   // The first block is the latency, which is taken off.
@@ -482,9 +524,9 @@ TEST(Output, TakesNoMoreMemoryForLongerMaterial) {
   test::writeBytes(folder / "long.wav", header.with(""));
   std::filesystem::resize_file(folder / "long.wav", 44 + 2 * kLongFrames);
   audio::writeAudio(folder / "short.wav", {.channels = 1, .sampleRate = 48000}, {0.5F});
-  const auto peakMemory = [&](const std::string& material) {
+  const auto peakMemory = [&](const std::string& input) {
     return expectRun(folder,
-                     words("-i " + material + " --ir short.wav -o wet.wav --format 16"))
+                     words("-i " + input + " --ir short.wav -o wet.wav --format 16"))
         .peakMemory;
   };
   EXPECT_LT(peakMemory("long.wav"), peakMemory("short.wav") + 8 * 1024);

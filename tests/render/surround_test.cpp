@@ -19,8 +19,8 @@ using test::ScratchDir;
 using Channel = std::vector<double>;
 using Channels = std::vector<Channel>;
 
-constexpr int kRate = 8000;         // Hz
-constexpr int kMaterialLen = 9001;  // frames: a buffer of the renderer and a rest
+constexpr int kRate = 8000;      // Hz
+constexpr int kInputLen = 9001;  // frames: a buffer of the renderer and a rest
 constexpr int kResponseLen = 301;
 constexpr double kWet = 0.31622776601683794;
 constexpr double kDry = 0.50118723362727229;
@@ -33,7 +33,7 @@ enum class Kind { fuma, fumaWithHeight, ambix, feeds, feedsAndLfe };
 
 struct Case {
   const char* name = "";
-  int materialChannels = 1;
+  int inputChannels = 1;
   Kind kind = Kind::fuma;
   int sources = 1;
   const char* options = "";
@@ -57,34 +57,34 @@ const Case kCases[] = {
      .rearDelay = 20},
     {.name = "mono, two sources", .sources = 2, .options = "--bformat fuma --decode"},
     {.name = "stereo, one source",
-     .materialChannels = 2,
+     .inputChannels = 2,
      .kind = Kind::fumaWithHeight,
      .options = "--bformat fuma --crossfeed 0.25 --block 64",
      .crossfeed = 0.25},
     {.name = "stereo, two sources, as heard live",
-     .materialChannels = 2,
+     .inputChannels = 2,
      .kind = Kind::ambix,
      .sources = 2,
      .options = "--bformat ambix --no-align --rear-delay 10",
      .wetDelay = 512,
      .rearDelay = 80},
     {.name = "5.0, one source",
-     .materialChannels = 5,
+     .inputChannels = 5,
      .options = "--bformat fuma --ir-layout b-format --crossfeed 0.5",
      .crossfeed = 0.5},
     {.name = "5.1, one source",
-     .materialChannels = 6,
-     .options = "--bformat fuma --fold",
+     .inputChannels = 6,
+     .options = "--bformat fuma",
      .outChannels = 6,
      .surrounds = SurroundName::side},
     {.name = "5.1, two sources, as heard live",
-     .materialChannels = 6,
+     .inputChannels = 6,
      .sources = 2,
      .options = "--bformat fuma --no-align --block 128",
      .outChannels = 6,
      .wetDelay = 128},
     {.name = "5.1 in blocks longer than a buffer",
-     .materialChannels = 6,
+     .inputChannels = 6,
      .kind = Kind::feeds,
      .options = "--block 16384",
      .outChannels = 6},
@@ -96,12 +96,12 @@ const Case kCases[] = {
      .outChannels = 6,
      .rearDelay = 8},
     {.name = "stereo, feeds of two sources",
-     .materialChannels = 2,
+     .inputChannels = 2,
      .kind = Kind::feeds,
      .sources = 2,
      .options = "--ir-layout feeds"},
     {.name = "5.0, feeds, in 5.1",
-     .materialChannels = 5,
+     .inputChannels = 5,
      .kind = Kind::feedsAndLfe,
      .options = "--out-layout 5.1",
      .outChannels = 6},
@@ -170,21 +170,21 @@ Channels fileOf(const Case& c, const Channels& response) {
   return file;
 }
 
-// The material in the order of 5.1 files; mono in the centre.
-Channels placed(const Channels& material) {
-  Channels result(kNumPlaces, Channel(material[0].size()));
-  for (std::size_t k = 0; k < material.size(); ++k) {
-    const bool withoutLfe = material.size() == 5 && k >= kLfe;
-    result[withoutLfe ? k + 1 : k] = material[k];
+// The input in the order of 5.1 files; mono in the centre.
+Channels placed(const Channels& input) {
+  Channels result(kNumPlaces, Channel(input[0].size()));
+  for (std::size_t k = 0; k < input.size(); ++k) {
+    const bool withoutLfe = input.size() == 5 && k >= kLfe;
+    result[withoutLfe ? k + 1 : k] = input[k];
   }
-  if (material.size() == 1) std::swap(result[kL], result[kC]);
+  if (input.size() == 1) std::swap(result[kL], result[kC]);
   return result;
 }
 
 // What the reverberation is fed with: mono, or left and right.
-Channels engineInputs(const Case& c, const Channels& material) {
-  if (c.materialChannels == 1) return material;
-  const Channels m = placed(material);
+Channels engineInputs(const Case& c, const Channels& input) {
+  if (c.inputChannels == 1) return input;
+  const Channels m = placed(input);
   const Channels sides = {mix(m, {1.0, 0.0, 0.7071, 0.0, 0.7071, 0.0}),
                           mix(m, {0.0, 1.0, 0.7071, 0.0, 0.0, 0.7071})};
   return {mix(sides, {1.0, c.crossfeed}), mix(sides, {c.crossfeed, 1.0})};
@@ -243,13 +243,13 @@ Channels passed(const Case& c, const Channels& inputs, const Channels& r,
   return feeds;
 }
 
-// In the order of 5.1 files; the low-frequency channel is the material's.
-Channels expectedOutputs(const Case& c, const Channels& material, const Channels& r,
+// In the order of 5.1 files; the low-frequency channel is the input's.
+Channels expectedOutputs(const Case& c, const Channels& input, const Channels& r,
                          std::size_t frames) {
-  const Channels inputs = engineInputs(c, material);
+  const Channels inputs = engineInputs(c, input);
   const Channels wet = c.isBFormat() ? decoded(c, fieldOf(c, inputs, r, frames))
                                      : passed(c, inputs, r, frames);
-  Channels outputs = placed(material);
+  Channels outputs = placed(input);
   for (std::size_t place = 0; place < kNumPlaces; ++place) {
     outputs[place].resize(frames);
     if (place == kLfe) continue;
@@ -265,11 +265,11 @@ Channels expectedOutputs(const Case& c, const Channels& material, const Channels
 
 void expectCase(const Case& c) {
   const ScratchDir folder;
-  Channels material = noise(c.materialChannels, kMaterialLen, 1);
+  Channels input = noise(c.inputChannels, kInputLen, 1);
   // Beyond full scale, which is no clipping in the reverberation.
-  if (material.size() == kNumPlaces) material[kLfe] = mix({material[kLfe]}, {32.0});
+  if (input.size() == kNumPlaces) input[kLfe] = mix({input[kLfe]}, {32.0});
   const Channels response = responseOf(c);
-  write(folder / "dry.wav", material, c.surrounds);
+  write(folder / "dry.wav", input, c.surrounds);
   write(folder / "ir.wav", fileOf(c, response));
   const auto figures = figuresOf(
       folder,
@@ -285,11 +285,11 @@ void expectCase(const Case& c) {
                     : 0;
   ASSERT_EQ(info.channels, c.outChannels);
   ASSERT_EQ(info.frames,
-            kMaterialLen + kResponseLen - 1 + c.wetDelay + c.rearDelay + ringing);
+            kInputLen + kResponseLen - 1 + c.wetDelay + c.rearDelay + ringing);
 
   const auto frames = static_cast<std::size_t>(info.frames);
   const auto outChannels = static_cast<std::size_t>(info.channels);
-  const Channels expected = expectedOutputs(c, material, response, frames);
+  const Channels expected = expectedOutputs(c, input, response, frames);
   const std::vector<float> out = audio::readAudio(folder / "wet.wav");
   for (std::size_t j = 0; j < outChannels; ++j) {
     const std::size_t place = lfe || j < kLfe ? j : j + 1;

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <string_view>
 #include <system_error>
 
 #include "ulmar/audio/audio_file.h"
+#include "ulmar/audio/file_name.h"
 #include "ulmar/audio/sndfile_handle.h"
 #include "ulmar/audio/temp_file.h"
 #include "ulmar/host/error.h"
@@ -34,13 +34,7 @@ constexpr std::array<Container, 6> kContainers = {{
 }};
 
 const Container& containerOf(const std::string& path) {
-  const std::size_t nameStart = path.rfind('/') + 1;  // npos + 1 is 0
-  const std::size_t dot = path.rfind('.');
-  std::string extension;
-  if (dot != std::string::npos && dot >= nameStart) extension = path.substr(dot);
-  std::ranges::transform(extension, extension.begin(), [](unsigned char c) {
-    return static_cast<char>(std::tolower(c));
-  });
+  const std::string extension = extensionOf(path);
   const auto* container = std::ranges::find(kContainers, std::string_view(extension),
                                             &Container::extension);
   if (container == kContainers.end()) {

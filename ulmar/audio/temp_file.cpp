@@ -20,10 +20,8 @@ namespace {
 
 static_assert(sizeof(off_t) == 8, "files of 2 GiB and more need 64-bit offsets");
 
-constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU};
-
-// Paths that the signal handler removes. Each points into a living TempFile; a free
-// slot holds null. Lock-free atomics are all that a handler may read.
+// Paths that unlinkTempFiles() removes. Each points into a living TempFile; a free slot
+// holds null. Lock-free atomics are all that a signal handler may read.
 std::array<std::atomic<const char*>, 16> registeredPaths{};
 static_assert(std::atomic<const char*>::is_always_lock_free);
 
@@ -41,34 +39,14 @@ void unregisterPath(const char* path) {
   }
 }
 
-// Async-signal-safe. The default action comes back only when the files are gone, so
-// that no second signal can end the process before. It takes effect when the handler
-// returns and the signal it raised is no longer blocked.
-extern "C" void removeRegisteredPaths(int signal) {
-  for (const auto& slot : registeredPaths) {
-    if (const char* path = slot.load()) unlink(path);
-  }
-  struct sigaction ending = {};
-  ending.sa_handler = SIG_DFL;
-  sigemptyset(&ending.sa_mask);
-  sigaction(signal, &ending, nullptr);
-  raise(signal);
-}
-
-sigset_t endingSignals() {
-  sigset_t ending;
-  sigemptyset(&ending);
-  for (const int signal : kEndingSignals) sigaddset(&ending, signal);
-  return ending;
-}
-
-// Holds the ending signals back, so that a file is never created without being
-// registered.
+// Holds all signals back, so that no handler ever finds a file that was created and is
+// not registered yet.
 class SignalsHeld {
  public:
   SignalsHeld() {
-    const sigset_t ending = endingSignals();
-    pthread_sigmask(SIG_BLOCK, &ending, &previous_);
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &previous_);
   }
   ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
   SignalsHeld(const SignalsHeld&) = delete;
@@ -183,16 +161,9 @@ void TempFile::commit() {
   tempPath_.clear();
 }
 
-void removeTempFilesOnSignal() {
-  struct sigaction action = {};
-  action.sa_handler = removeRegisteredPaths;
-  action.sa_mask = endingSignals();
-  for (const int signal : kEndingSignals) {
-    struct sigaction previous;
-    if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_IGN) {
-      continue;
-    }
-    sigaction(signal, &action, nullptr);
+void unlinkTempFiles() noexcept {
+  for (const auto& slot : registeredPaths) {
+    if (const char* path = slot.load()) unlink(path);
   }
 }
 

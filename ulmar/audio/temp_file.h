@@ -41,10 +41,8 @@ class TempFile {
 /// Touches nothing.
 void checkReplaceable(const std::string& path);
 
-/// From now on SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGXCPU first remove the temporary
-/// files that exist at that moment (16 at most), then end the process as they would
-/// have done. A signal that the process was started to ignore stays ignored. For an
-/// application's main().
-void removeTempFilesOnSignal();
+/// Removes the temporary files that exist at this moment (16 at most).
+/// Async-signal-safe: for the handler of a signal that ends the process.
+void unlinkTempFiles() noexcept;
 
 }  // namespace ulmar::audio

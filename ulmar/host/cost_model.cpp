@@ -13,7 +13,8 @@ using Picoseconds = std::int64_t;
 constexpr Picoseconds kRowProduct[] = {900, 640, 470, 420, 390};
 
 Picoseconds rowProduct(int numSlots) {
-  const int log2 = std::bit_width(static_cast<unsigned>(numSlots)) - 1;
+  const auto log2 =
+      static_cast<int>(std::bit_width(static_cast<unsigned>(numSlots))) - 1;
   return kRowProduct[std::clamp(log2, 0, 4)];
 }
 

@@ -21,6 +21,9 @@ struct Geometry {
   /// Convolves the upper half of the band with the first max(G C, 32) partitions only.
   bool hfTruncate = false;
 
+  /// Partitions of the response.
+  int numBlocks() const { return (irLen - 1) / blockLen + 1; }
+
   bool operator==(const Geometry&) const = default;
 };
 

@@ -68,17 +68,17 @@ const std::vector<float>* Responses::between(int input, int output) const {
   return index == SetTable::kNone ? nullptr : &samples[static_cast<std::size_t>(index)];
 }
 
-Responses arrangeResponses(const Planar& channels, int materialChannels) {
-  if (materialChannels != 1 && materialChannels != 2) {
-    fail("the material has ", materialChannels, " channels, and 1 or 2 are supported");
+Responses arrangeResponses(const Planar& channels, int inputChannels) {
+  if (inputChannels != 1 && inputChannels != 2) {
+    fail("the input has ", inputChannels, " channels, and 1 or 2 are supported");
   }
-  const bool mono = materialChannels == 1;
+  const bool mono = inputChannels == 1;
   switch (channels.size()) {
     case 1:
       if (mono) return {1, 1, true, channels};
       return {2, 2, true, {channels[0], channels[0]}};
     case 2:
-      return {materialChannels, 2, true, channels};
+      return {inputChannels, 2, true, channels};
     case 4:
       if (mono) {
         return {

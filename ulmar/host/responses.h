@@ -48,13 +48,13 @@ struct Responses {
   int numPairs() const { return shape().numPairs(); }
 };
 
-/// Arranges a response file's channels for mono or stereo material:
+/// Arranges a response file's channels for mono or stereo input:
 ///   1 channel   every input straight to its output;
 ///   2 channels  left to left and right to right; from mono, to both outputs;
 ///   4 channels  true stereo LL, LR, RL, RR; from mono, both sides at once (LL + RL, LR
 ///   + RR).
 /// The number of outputs is that of the responses: two for a stereo response. Throws
 /// Error for any other count of either.
-Responses arrangeResponses(const Planar& channels, int materialChannels);
+Responses arrangeResponses(const Planar& channels, int inputChannels);
 
 }  // namespace ulmar::host

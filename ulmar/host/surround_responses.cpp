@@ -43,9 +43,9 @@ Planar bothSources(const Planar& channels) {
   return result;
 }
 
-void refuseMaterial(int channels) {
+void refuseInput(int channels) {
   if (channels == 1 || channels == 2 || channels == 5 || channels == 6) return;
-  fail("the material has ", channels, " channels, and 1, 2, 5 or 6 are supported");
+  fail("the input has ", channels, " channels, and 1, 2, 5 or 6 are supported");
 }
 
 }  // namespace
@@ -97,13 +97,13 @@ Responses arrangeSides(const Planar& wxy) {
   return {2, 3, false, {w, toLeft, toLeft, w, toRight, scaled(toRight, -1.0)}};
 }
 
-Responses arrangeForDecoding(const Planar& wxy, int materialChannels) {
-  refuseMaterial(materialChannels);
-  const bool mono = materialChannels == 1;
+Responses arrangeForDecoding(const Planar& wxy, int inputChannels) {
+  refuseInput(inputChannels);
+  const bool mono = inputChannels == 1;
   switch (wxy.size() / kPerSource) {
     case 1:
       if (mono) return arrangeBFormat(wxy);
-      return materialChannels == 2 ? arrangeMidSide(wxy) : arrangeSides(wxy);
+      return inputChannels == 2 ? arrangeMidSide(wxy) : arrangeSides(wxy);
     case 2:
       return arrangeBFormat(mono ? bothSources(wxy) : wxy);
     default:
@@ -112,9 +112,9 @@ Responses arrangeForDecoding(const Planar& wxy, int materialChannels) {
   }
 }
 
-Responses arrangeFeeds(const Planar& feeds, int materialChannels) {
-  refuseMaterial(materialChannels);
-  const bool mono = materialChannels == 1;
+Responses arrangeFeeds(const Planar& feeds, int inputChannels) {
+  refuseInput(inputChannels);
+  const bool mono = inputChannels == 1;
   if (feeds.size() != kNumFeeds && feeds.size() != 2 * kNumFeeds) {
     fail("the impulse response has ", feeds.size(),
          " channels, and 5 or 10 are supported as speaker feeds");

@@ -22,7 +22,7 @@ Planar horizontalBFormat(const Planar& channels, BFormat convention);
 /// outputs 0, 1 and 2. wxy: [3 * sources], of 1 to 3 sources.
 Responses arrangeBFormat(const Planar& wxy);
 
-/// For decoding one source's W, X and Y from stereo material, at the cost of three
+/// For decoding one source's W, X and Y from stereo input, at the cost of three
 /// pairs of input and output. perOutput makes the library feed engine inputs 0, 1 and 2
 /// with mid M = (L + R) / sqrt 2, left L and right R, and the decoder take channels c1
 /// and c2 as X' = (c1 - c2) / sqrt 2 and Y' = (c1 + c2) / sqrt 2. The responses are
@@ -41,15 +41,15 @@ Responses arrangeMidSide(const Planar& wxy);
 /// the right channel.
 Responses arrangeSides(const Planar& wxy);
 
-/// Arranges the W, X and Y of one source or of two, left and right, for material of 1,
+/// Arranges the W, X and Y of one source or of two, left and right, for input of 1,
 /// 2, 5 or 6 channels, the last two folded to left and right:
 ///   one source   mono as it is; stereo in mid and side; folded by sides;
 ///   two sources  each side from its own; mono from both at once.
 /// Throws Error for any other count of either.
-Responses arrangeForDecoding(const Planar& wxy, int materialChannels);
+Responses arrangeForDecoding(const Planar& wxy, int inputChannels);
 
 /// Arranges speaker feeds for passing through, in the engine's order left front, right
-/// front, left surround, right surround, centre, for material of 1, 2, 5 or 6 channels,
+/// front, left surround, right surround, centre, for input of 1, 2, 5 or 6 channels,
 /// the last two folded to left and right:
 ///   5 channels   from mono; or from left to the left and from right to the right, and
 ///                from both to the centre;
@@ -57,6 +57,6 @@ Responses arrangeForDecoding(const Planar& wxy, int materialChannels);
 /// The library takes the centre down by 3 dB. That suits a centre with two inputs; one
 /// that has its own response per input is raised by as much, to sound as recorded.
 /// Throws Error for any other count of either.
-Responses arrangeFeeds(const Planar& feeds, int materialChannels);
+Responses arrangeFeeds(const Planar& feeds, int inputChannels);
 
 }  // namespace ulmar::host

@@ -1,0 +1,54 @@
+// All that convolve one workload, by name:
+//   ulmar         a stream as the plan chooses
+//   one           one engine
+//   two           two engines, with the tail that the cost model finds cheapest
+//   plain         the plain uniformly partitioned engine
+//   zita-uniform  zita-convolver, partitions of a block
+//   zita-default  zita-convolver, partitions up to its own limit
+// and the first three with "-avx": with AVX bodies, where the processor has wider ones.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/convolver.h"
+#include "bench/ulmar.h"
+
+namespace ulmar::bench {
+
+class Contenders {
+ public:
+  /// Fed with noise, and checked: throws if one gives a wrong output.
+  explicit Contenders(const Workload& workload, bool withAvx = true);
+
+  /// The engine alone, without UlmarProc around it, and with the upper band truncated:
+  /// "engine", "engine-hf", "plain-hf". Checked likewise.
+  void addEngines();
+
+  bool has(const std::string& name) const { return indices_.contains(name); }
+  /// Two names may mean the same contender.
+  std::size_t index(const std::string& name) const { return indices_.at(name); }
+  Convolver& at(const std::string& name) const { return *all_[index(name)]; }
+  const std::vector<Convolver*>& all() const { return all_; }
+  /// Of "ulmar", "one" or "two".
+  const host::StreamPlan& plan(const std::string& name) const {
+    return plans_.at(name);
+  }
+
+ private:
+  Convolver& add(const std::string& name, std::unique_ptr<Convolver> convolver);
+  void addStream(const std::string& name, const host::StreamPlan& plan);
+  void alias(const std::string& name, const std::string& other);
+
+  Workload workload_;
+  bool withAvx_;
+  host::Responses responses_;
+  std::map<std::string, host::StreamPlan> plans_;
+  std::vector<std::unique_ptr<Convolver>> owned_;
+  std::vector<Convolver*> all_;
+  std::map<std::string, std::size_t> indices_;
+};
+
+}  // namespace ulmar::bench
