@@ -27,12 +27,10 @@ Contenders::Contenders(const Workload& workload, bool withAvx)
     alias("one", "ulmar");
   }
   if (const auto best = bestTailPlan(workload, shape)) {
-    if (chosen.tail() &&
-        chosen.tail()->geometry.blockLen == best->tail()->geometry.blockLen) {
-      alias("two", "ulmar");
-    } else {
-      addStream("two", *best);
-    }
+    const int tail = best->tail()->geometry.blockLen;
+    addTail("two", tail);
+    addTail("two-shorter", tail / 2);
+    addTail("two-longer", 2 * tail);
   }
   if (workload.numBlocks() <= kMostUniformBlocks) {
     add("plain", makePlain(workload, responses_));
@@ -78,6 +76,18 @@ void Contenders::addStream(const std::string& name, const host::StreamPlan& plan
     add(name + "-avx", std::make_unique<WithBody>(stream, Isa::avx));
   } else {
     alias(name + "-avx", name);
+  }
+}
+
+void Contenders::addTail(const std::string& name, int tail) {
+  if (tail < 2 * workload_.blockLen || tail > host::kMaxBlockLen) return;
+  const host::StreamPlan plan = planFor(workload_, responses_.shape(), tail);
+  if (!plan.tail()) return;
+  const auto& chosen = plans_.at("ulmar").tail();
+  if (chosen && chosen->geometry.blockLen == tail) {
+    alias(name, "ulmar");
+  } else {
+    addStream(name, plan);
   }
 }
 

@@ -1,11 +1,14 @@
 // All that convolve one workload, by name:
 //   ulmar         a stream as the plan chooses
 //   one           one engine
-//   two           two engines, with the tail that the cost model finds cheapest
+//   two           two engines, with the tail that the cost model finds cheapest;
+//                 "two-shorter", "two-longer": with tail blocks of half, twice its
+//                 length
 //   plain         the plain uniformly partitioned engine
 //   zita-uniform  zita-convolver, partitions of a block
 //   zita-default  zita-convolver, partitions up to its own limit
-// and the first three with "-avx": with AVX bodies, where the processor has wider ones.
+// and all but the peers with "-avx": with AVX bodies, where the processor has wider
+// ones.
 #pragma once
 
 #include <map>
@@ -32,7 +35,7 @@ class Contenders {
   std::size_t index(const std::string& name) const { return indices_.at(name); }
   Convolver& at(const std::string& name) const { return *all_[index(name)]; }
   const std::vector<Convolver*>& all() const { return all_; }
-  /// Of "ulmar", "one" or "two".
+  /// Of a stream.
   const host::StreamPlan& plan(const std::string& name) const {
     return plans_.at(name);
   }
@@ -40,6 +43,7 @@ class Contenders {
  private:
   Convolver& add(const std::string& name, std::unique_ptr<Convolver> convolver);
   void addStream(const std::string& name, const host::StreamPlan& plan);
+  void addTail(const std::string& name, int tail);
   void alias(const std::string& name, const std::string& other);
 
   Workload workload_;

@@ -48,6 +48,7 @@ TEST(Decay, FollowsOneSlopeOrTwoFromTheOnset) {
         expectAbout(timeOf(all.decay.t20), slopes.decayTime(-5.0, -25.0), 0.003);
         expectAbout(timeOf(all.decay.t30), slopes.decayTime(-5.0, -35.0), 0.003);
 
+        EXPECT_EQ(all.reverberationTime(), timeOf(all.decay.t30));
         const double whole = slopes.energyAfter(0.0);
         const auto clarity = [&](double limit) {
           return decibels(whole / slopes.energyAfter(limit) - 1.0);
@@ -65,26 +66,52 @@ TEST(Decay, FollowsOneSlopeOrTwoFromTheOnset) {
 }
 
 TEST(Decay, EndsWhereItMeetsTheNoise) {
-  constexpr double kT60 = 0.8;
+  const struct {
+    Slopes slopes;
+    double noiseLevel;  // dB against the power at the start
+    double tolerance;   // of times; noise beats with the decay
+  } cases[] = {{{0.8}, -50.0, 0.01},
+               {{0.8}, -65.0, 0.01},
+               {{0.8}, -75.0, 0.01},
+               {{0.2, 1.2, 0.02}, -60.0, 0.01},
+               {{0.3}, -25.0, 0.02}};
   for (const double rate : kRates) {
-    for (const double noiseLevel : {-50.0, -65.0, -75.0}) {
-      SCOPED_TRACE(testing::Message() << noiseLevel << " dB at " << rate);
+    for (const auto& [slopes, noiseLevel, tolerance] : cases) {
+      SCOPED_TRACE(testing::Message()
+                   << slopes.t60 << " s above " << noiseLevel << " dB at " << rate);
       const Signal floor = noise(framesIn(2.5, rate), 7);
       const auto gain = static_cast<float>(0.5 * std::sqrt(power(noiseLevel)));
       const ResponseMeasures measures = measureResponse(
-          sum(Slopes{kT60}.sampled(2.5, rate), delayed(floor, 0, gain)), rate);
-      const Decay& decay = measures.broadband.decay;
-      EXPECT_TRUE(decay.reachesNoise);
-      EXPECT_NEAR(decibels(decay.noisePower / rate), decibels(0.25) + noiseLevel, 0.2);
-      expectAbout(decay.end, -noiseLevel / 60.0 * kT60, 0.03);
-      // The decay has as much to come as the power of the noise at its rate.
-      EXPECT_NEAR(decay.range, -noiseLevel, 0.5);
-      expectAbout(timeOf(decay.edt), kT60, 0.01);
-      expectAbout(timeOf(decay.t20), kT60, 0.01);
-      if (noiseLevel < -50.0) expectAbout(timeOf(decay.t30), kT60, 0.01);
-      expectAbout(measures.centreTime, 1.0 / decayRate(kT60), 0.01);
-      EXPECT_NEAR(measures.broadband.clarity.c80.value(),
-                  decibels(std::expm1(decayRate(kT60) * 0.08)), 0.05);
+          sum(slopes.sampled(2.5, rate), delayed(floor, 0, gain)), rate);
+      const BandMeasures& all = measures.broadband;
+      EXPECT_TRUE(all.decay.reachesNoise);
+      EXPECT_NEAR(decibels(all.decay.noisePower / rate), decibels(0.25) + noiseLevel,
+                  0.2);
+      const double lateTime = slopes.second > 0.0 ? slopes.secondT60 : slopes.t60;
+      const double lateLevel = slopes.second > 0.0 ? decibels(slopes.second) : 0.0;
+      const double end = (lateLevel - noiseLevel) / 60.0 * lateTime;
+      expectAbout(all.decay.end, end, 0.03 + tolerance);
+      const double whole = slopes.energyAfter(0.0);
+      EXPECT_NEAR(all.decay.range, decibels(whole / slopes.energyAfter(end)), 0.6);
+
+      expectAbout(timeOf(all.decay.edt), slopes.decayTime(-0.1, -10.0), tolerance);
+      EXPECT_EQ(all.decay.t20.has_value(), all.decay.range > 35.0);
+      EXPECT_EQ(all.decay.t30.has_value(), all.decay.range > 45.0);
+      if (all.decay.t20) {
+        expectAbout(timeOf(all.decay.t20), slopes.decayTime(-5.0, -25.0), tolerance);
+      }
+      if (all.decay.t30) {
+        expectAbout(timeOf(all.decay.t30), slopes.decayTime(-5.0, -35.0), tolerance);
+      }
+      EXPECT_NEAR(all.clarity.c80.value(),
+                  decibels(whole / slopes.energyAfter(0.08) - 1.0), 10.0 * tolerance);
+      if (slopes.second > 0.0) continue;
+      // The centre of the energy up to the noise.
+      const double k = decayRate(slopes.t60);
+      expectAbout(
+          measures.centreTime,
+          (1.0 - (1.0 + k * end) * std::exp(-k * end)) / -std::expm1(-k * end) / k,
+          tolerance);
     }
   }
 }
@@ -119,11 +146,30 @@ TEST(Decay, IsToldAsFarAsTheRangeGoes) {
   }
 }
 
+// Two clicks and a decay that is short and late, above noise: the curve is a staircase.
+Signal staircase(std::size_t second, float gain, std::size_t third, float lateGain,
+                 float noiseGain) {
+  Signal signal(144000);
+  signal[0] = 1.0F;
+  signal[second] = gain;
+  signal = sum(signal, delayed(Slopes{0.3}.sampled(0.4, 48000.0), third, lateGain));
+  return sum(signal, delayed(noise(signal.size(), 3), 0, noiseGain));
+}
+
 TEST(Decay, IsNotMadeUp) {
   Signal clicks(20000);
   clicks[0] = clicks[10000] = clicks[19999] = 1.0F;
-  for (const Signal& signal :
-       {Signal(48000, 0.25F), noise(48000, 1), clicks, Signal{0.5F}, Signal{1e-40F}}) {
+  const std::pair<const char*, Signal> cases[] = {
+      {"a constant", Signal(48000, 0.25F)},
+      {"noise", noise(48000, 1)},
+      {"three clicks", clicks},
+      {"steps far from a line", staircase(9000, 0.4F, 36000, 0.002F, 3e-5F)},
+      {"one step, almost level", staircase(30000, 0.2F, 48000, 0.001F, 1e-4F)},
+      {"a sample", {0.5F}},
+      {"the smallest sample", {1e-40F}},
+  };
+  for (const auto& [name, signal] : cases) {
+    SCOPED_TRACE(name);
     const BandMeasures all = measureResponse(signal, 48000.0).broadband;
     EXPECT_FALSE(all.decay.t20);
     EXPECT_FALSE(all.decay.t30);
@@ -148,7 +194,9 @@ TEST(Onset, Is20DecibelsBelowThePeak) {
     Signal signal(1000);
     signal[100] = before;
     signal[300] = -0.5F;
-    EXPECT_EQ(measureResponse(signal, 48000.0).onset, onset) << before;
+    const ResponseMeasures measures = measureResponse(signal, 48000.0);
+    EXPECT_EQ(measures.onset, onset) << before;
+    EXPECT_EQ(measures.profile.energy.size(), 301U - onset);
   }
   EXPECT_FALSE(measureResponse(Signal(1000), 48000.0).onset);
 }

@@ -46,7 +46,8 @@ struct ResponseMeasures {
   std::vector<BandMeasures> octaves;
   /// Definition: early to whole energy, from 0 to 1, with the limit of C50.
   std::optional<double> d50;
-  /// Centre of gravity of the energy in s, with the noise subtracted.
+  /// Centre of gravity of the energy up to broadband.decay.end in s, with the noise
+  /// subtracted.
   std::optional<double> centreTime;
 
   /// ISO 3382-1's single number: the mean of the reverberation times at 500 Hz and
