@@ -5,10 +5,12 @@
 #include <cmath>
 #include <numeric>
 
+#include "apps/common/text.h"
+
 namespace ulmar::inspect {
 namespace {
 
-double decibels(double power) { return 10.0 * std::log10(std::max(power, 1e-30)); }
+double decibels(double power) { return apps::decibelsOfPower(std::max(power, 1e-30)); }
 
 /// The indices [first, second) that fall into a column, at least one of them.
 std::pair<std::size_t, std::size_t> columnRange(std::size_t column,

@@ -100,8 +100,8 @@ void drawCepstra(draw::Picture& picture, const Inspection& inspection, const Box
     std::string text = inspection.channels[i].name;
     if (const auto& echo = cepstrum.echo) {
       plot.disc({1000.0 * echo->delay, echo->value}, 4.5, colorOf(i));
-      text += ", echo at " + fixed(1000.0 * echo->delay, 2) + " ms, about " +
-              fixed(20.0 * std::log10(std::abs(echo->gain())), 0) + " dB";
+      text += ", echo at " + apps::millisecondsText(echo->delay, 2) + ", about " +
+              fixed(apps::decibelsOfGain(std::abs(echo->gain())), 0) + " dB";
     } else {
       text += ", no echo stands out";
     }

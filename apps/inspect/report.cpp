@@ -11,7 +11,9 @@
 namespace ulmar::inspect {
 namespace {
 
+using apps::decibelsOfGain;
 using apps::fixed;
+using apps::millisecondsText;
 using Rows = std::vector<std::vector<std::string>>;
 
 constexpr const char* kUnknown = "-";
@@ -23,7 +25,7 @@ std::string optionalText(const std::optional<double>& value, int decimals) {
 /// Of a linear amplitude, against a full scale of 1.
 std::string fullScaleText(double amplitude) {
   if (amplitude == 0.0) return "none";
-  return fixed(20.0 * std::log10(amplitude), 1) + " dBFS";
+  return fixed(decibelsOfGain(amplitude), 1) + " dBFS";
 }
 
 std::string timeText(std::size_t frame, int sampleRate) {
@@ -50,7 +52,7 @@ std::string levelText(const Inspection& inspection) {
     }
     rows.push_back({channel.name, fullScaleText(channel.measures.peak),
                     timeText(channel.measures.peakFrame, rate),
-                    fixed(10.0 * std::log10(channel.measures.energy), 1) + " dB",
+                    fixed(apps::decibelsOfPower(channel.measures.energy), 1) + " dB",
                     fullScaleText(std::abs(channel.measures.dcOffset)),
                     timeText(*channel.measures.onset, rate),
                     noiseText(inspection, channel)});
@@ -120,7 +122,7 @@ std::string summaryText(const Channel& channel) {
   if (channel.measures.d50)
     text += ", definition " + fixed(100.0 * *channel.measures.d50, 0) + " %";
   if (channel.measures.centreTime) {
-    text += ", centre time " + fixed(1000.0 * *channel.measures.centreTime, 0) + " ms";
+    text += ", centre time " + millisecondsText(*channel.measures.centreTime, 0);
   }
   return text;
 }
@@ -138,7 +140,7 @@ std::string correlationText(const Inspection& inspection, const ChannelPair& pai
   if (lag != 0.0) {
     const bool secondIsLate = lag > 0.0;
     text += "; " + inspection.channels[secondIsLate ? pair.second : pair.first].name +
-            " late by " + fixed(1000.0 * std::abs(lag), 2) + " ms";
+            " late by " + millisecondsText(std::abs(lag), 2);
   }
   return text + '\n';
 }
@@ -146,8 +148,8 @@ std::string correlationText(const Inspection& inspection, const ChannelPair& pai
 std::string echoText(const acoustics::CepstrumAnalysis& cepstrum) {
   if (!cepstrum.echo) return "no early echo stands out";
   const acoustics::Echo& echo = *cepstrum.echo;
-  std::string text = "early echo at " + fixed(1000.0 * echo.delay, 2) + " ms, about " +
-                     fixed(20.0 * std::log10(std::abs(echo.gain())), 0) + " dB";
+  std::string text = "early echo at " + millisecondsText(echo.delay, 2) + ", about " +
+                     fixed(decibelsOfGain(std::abs(echo.gain())), 0) + " dB";
   if (echo.gain() < 0.0) text += " and turned over";
   return text + ", a comb of " + fixed(echo.combSpacing(), 0) + " Hz";
 }
@@ -166,8 +168,7 @@ std::string blocksText(const Suggestions& suggestions) {
       {"block", "latency", "second engine", "memory", "mean load", "worst block", ""}};
   for (std::size_t i = 0; i < suggestions.blocks.size(); ++i) {
     const BlockChoice& choice = suggestions.blocks[i];
-    rows.push_back({std::to_string(choice.blockLen),
-                    fixed(1000.0 * choice.latency, 1) + " ms",
+    rows.push_back({std::to_string(choice.blockLen), millisecondsText(choice.latency),
                     choice.tailBlockLen > 0 ? std::to_string(choice.tailBlockLen) : "-",
                     fixed(static_cast<double>(choice.memory) / (1 << 20), 1) + " MiB",
                     percent(choice.meanLoad), percent(choice.worstLoad),

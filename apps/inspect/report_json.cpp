@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "apps/common/text.h"
 #include "apps/inspect/report.h"
 
 namespace ulmar::inspect {
@@ -39,7 +40,7 @@ Json noiseFigures(const Channel& channel, int sampleRate) {
   const acoustics::Decay& decay = channel.measures.broadband.decay;
   if (!decay.reachesNoise) return nullptr;
   const double onset = static_cast<double>(*channel.measures.onset) / sampleRate;
-  return {{"level", 10.0 * std::log10(decay.noisePower / sampleRate)},
+  return {{"level", apps::decibelsOfPower(decay.noisePower / sampleRate)},
           {"fromSeconds", onset + decay.end}};
 }
 
