@@ -104,7 +104,7 @@ double Timing::ratio(std::size_t contender, std::size_t to) const {
 }
 
 std::vector<double> successiveBlocks(Convolver& convolver, int numBlocks) {
-  constexpr int kNumRounds = 7;
+  constexpr int kNumRounds = 5;
   const double overhead = drainCost();
   std::vector<std::vector<double>> seconds(static_cast<std::size_t>(numBlocks));
   for (int round = 0; round < kNumRounds; ++round) {
