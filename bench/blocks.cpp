@@ -11,7 +11,7 @@
 namespace ulmar::bench {
 namespace {
 
-constexpr int kNumRounds = 11;
+constexpr int kNumRounds = 9;
 
 // The workload of the goals for one engine alone and for a truncated upper band.
 bool isEngineWorkload(const Workload& workload) {
@@ -84,7 +84,7 @@ void printRatios(const std::string& name, const Contenders& contenders,
 
 void measure(const Workload& workload) {
   std::cerr << workload.name() << '\n';
-  Contenders contenders(workload);
+  Contenders contenders(workload, true);
   if (isEngineWorkload(workload)) contenders.addEngines();
 
   const std::string name = "block/" + workload.name() + "/";

@@ -14,9 +14,9 @@ constexpr int kMostUniformBlocks = 2400;
 
 }  // namespace
 
-Contenders::Contenders(const Workload& workload, bool withAvx)
+Contenders::Contenders(const Workload& workload, bool withRivals)
     : workload_(workload),
-      withAvx_(withAvx && bestIsa() > Isa::avx),
+      withRivals_(withRivals),
       responses_(noiseResponses(workload)) {
   const host::ResponseShape shape = responses_.shape();
   const host::StreamPlan chosen = planFor(workload, shape, host::kTailAuto);
@@ -26,7 +26,7 @@ Contenders::Contenders(const Workload& workload, bool withAvx)
   } else {
     alias("one", "ulmar");
   }
-  if (const auto best = bestTailPlan(workload, shape)) {
+  if (const auto best = bestTailPlan(workload, shape); best && withRivals) {
     const int tail = best->tail()->geometry.blockLen;
     addTail("two", tail);
     addTail("two-shorter", tail / 2);
@@ -72,7 +72,7 @@ Convolver& Contenders::add(const std::string& name,
 void Contenders::addStream(const std::string& name, const host::StreamPlan& plan) {
   plans_.emplace(name, plan);
   Convolver& stream = add(name, std::make_unique<PlanarStream>(plan, responses_));
-  if (withAvx_) {
+  if (withRivals_ && bestIsa() > Isa::avx) {
     add(name + "-avx", std::make_unique<WithBody>(stream, Isa::avx));
   } else {
     alias(name + "-avx", name);

@@ -23,8 +23,9 @@ namespace ulmar::bench {
 
 class Contenders {
  public:
-  /// Fed with noise, and checked: throws if one gives a wrong output.
-  explicit Contenders(const Workload& workload, bool withAvx = true);
+  /// Fed with noise, and checked: throws if one gives a wrong output. withRivals: also
+  /// the streams that the plan could have chosen but for "one", and all with "-avx".
+  Contenders(const Workload& workload, bool withRivals);
 
   /// The engine alone, without UlmarProc around it, and with the upper band truncated:
   /// "engine", "engine-hf", "plain-hf". Checked likewise.
@@ -47,7 +48,7 @@ class Contenders {
   void alias(const std::string& name, const std::string& other);
 
   Workload workload_;
-  bool withAvx_;
+  bool withRivals_;
   host::Responses responses_;
   std::map<std::string, host::StreamPlan> plans_;
   std::vector<std::unique_ptr<Convolver>> owned_;

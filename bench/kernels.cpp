@@ -131,7 +131,7 @@ class Figures final : public benchmark::BenchmarkReporter {
 void measureKernels(int argc, char** argv) {
   std::vector<char*> arguments(argv, argv + argc);
   char interleaved[] = "--benchmark_enable_random_interleaving=true";
-  char repetitions[] = "--benchmark_repetitions=25";
+  char repetitions[] = "--benchmark_repetitions=15";
   char minTime[] = "--benchmark_min_time=0.02";
   arguments.insert(arguments.begin() + 1, {interleaved, repetitions, minTime});
   int count = static_cast<int>(arguments.size());

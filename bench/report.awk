@@ -19,6 +19,9 @@ function quotient(b, name, base) {
 function formatted(v, form) { return v == "" ? "-" : sprintf(form, v) }
 function over(b, name, base) { return formatted(quotient(b, name, base), "%.2f") }
 function number(b, name, form) { return formatted(value(b, name), form) }
+function scaled(b, factor, name, form) {
+  return value(b, name) == "" ? "-" : sprintf(form, factor * value(b, name))
+}
 function percent(b, limit, name,    v) {
   v = quotient(b, limit, name)
   return v == "" ? "-" : sprintf("%.0f %%", 100 * v)
@@ -212,8 +215,8 @@ function streams(    b, n, counts, c, s) {
       say("| " buildName(b) " | " counts[c] " | " number(b, s "own-one", "%.0f") " | " \
           number(b, s "own-one-hf", "%.0f") " | " number(b, s "own-planned", "%.0f") " | " \
           number(b, s "shared-one", "%.0f") " | " number(b, s "shared-planned", "%.0f") " | " \
-          formatted(value(b, s "own-one/bytes") / 1048576, "%.1f") " | " \
-          formatted(value(b, s "shared-planned/bytes") / 1048576, "%.1f") " |")
+          scaled(b, 2 ^ -20, s "own-one/bytes", "%.1f") " | " \
+          scaled(b, 2 ^ -20, s "shared-planned/bytes", "%.1f") " |")
     }
 }
 
@@ -223,12 +226,12 @@ function model(    b, i, j, n, m, bodies, stages, s) {
   say("\n## Cost model\n")
   say("Plans are made by a model of what each stage of an engine\x27s block costs")
   say("(`ulmar/host/cost_model.h`). Here the stages were timed one by one, for all combinations of")
-  say("blocks of 64 to 8192, 2 to 300 partitions, eight divisions and 1x1, 2x2 and 2x5 channels, each the")
-  say("median over a stretch of blocks, the least of three such stretches: the")
-  say("quantiles of the time over the model\x27s, for each stage, for all of them and for whole blocks.")
-  say("Only ratios of costs decide, so the last two columns take out the machine\x27s speed, the")
-  say("median over all stages: within what distance of the model half of the times lie, and nine")
-  say("tenths.\n")
+  say("blocks of 64 to 8192, 2 to 300 partitions, eight divisions and 1x1, 2x2 and 2x5 channels. A")
+  say("time is the median over a stretch of blocks, the least of three stretches. The table shows the")
+  say("quantiles of the time over the model\x27s: for each stage, for all of them and for whole blocks.")
+  say("Plans depend on ratios of costs only, so the last two columns take out the speed of machine")
+  say("and body, which is the median over all stages: within what distance of the model then lie")
+  say("half of the times, and nine tenths.\n")
   say("| build | body | stage | times | 5 % | 25 % | median | 75 % | 95 % | half within | nine tenths within |")
   say("|---|---|---|---|---|---|---|---|---|---|---|")
   for (b = 1; b <= 2; ++b)
@@ -240,8 +243,8 @@ function model(    b, i, j, n, m, bodies, stages, s) {
             number(b, s "5", "%.2f") " | " number(b, s "25", "%.2f") " | " \
             number(b, s "50", "%.2f") " | " number(b, s "75", "%.2f") " | " \
             number(b, s "95", "%.2f") " | " \
-            formatted(100 * value(b, s "off-50"), "%.0f %%") " | " \
-            formatted(100 * value(b, s "off-90"), "%.0f %%") " |")
+            scaled(b, 100, s "off-50", "%.0f %%") " | " \
+            scaled(b, 100, s "off-90", "%.0f %%") " |")
       }
 }
 
@@ -269,11 +272,12 @@ END {
   say("  256-bit instruction, until the next context switch, `vzeroupper` or not.")
   kernels()
   say("\n## Blocks beside the peers\n")
-  say("A stream\x27s mean block, planar calls of whole blocks, wet signal alone, over the mean block of:")
-  say("a plain uniformly partitioned engine on FFTW single precision, written for the bench; and")
-  say("zita-convolver with uniform and with its default partitions, on one processor. All its")
-  say("threads count, also for what they finish later: time is taken when they rest. The uniform")
-  say("peers sit out where the response has more than 2400 blocks. Every contender\x27s output was")
+  say("A stream\x27s mean block (planar calls of whole blocks, wet signal alone, five outputs as")
+  say("speaker feeds that are not decoded) over the mean block of: a plain uniformly partitioned")
+  say("engine on FFTW single precision, written for the bench; and zita-convolver with uniform and")
+  say("with its default partitions. All run on one processor. All threads of zita\x27s count, also")
+  say("for what they finish later: time is taken when they rest. The plain engine and the uniform")
+  say("zita sit out where a response has more than 2400 blocks. Every contender\x27s output was")
   say("checked against direct convolution first.\n")
   say("The tail is the block length that the plan chose for it. \"Over the best\" is the mean over the")
   say("smallest of up to four: that of one engine, and those of two with the tail for which the cost")

@@ -1,19 +1,29 @@
 #include "bench/rounds.h"
 
+#include <sched.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <limits>
+#include <string>
 
 #include "bench/body.h"
 
 namespace ulmar::bench {
 namespace {
 
-double cpuSeconds() {
+double seconds(clockid_t clock) {
   timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  clock_gettime(clock, &now);
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
+
+double cpuSeconds() { return seconds(CLOCK_PROCESS_CPUTIME_ID); }
+double ownSeconds() { return seconds(CLOCK_THREAD_CPUTIME_ID); }
+double otherSeconds() { return cpuSeconds() - ownSeconds(); }
 
 // Sleeps until no thread of the process has worked for a while. What that takes of the
 // processor is far below kIdle.
@@ -50,6 +60,33 @@ double drained(Convolver& convolver, int numBlocks, double overhead) {
   run(convolver, numBlocks);
   drain();
   return cpuSeconds() - start - overhead;
+}
+
+// Whether every other thread of the process sleeps.
+bool othersSleep() {
+  const auto self = std::to_string(gettid());
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    if (task.path().filename() == self) continue;
+    std::ifstream file(task.path() / "stat");
+    std::string stat;
+    std::getline(file, stat);
+    // The state follows the name, which is in parentheses.
+    const std::size_t name = stat.rfind(')');
+    if (name != stat.npos && stat[name + 2] != 'S') return false;
+  }
+  return true;
+}
+
+// Seconds that one block takes, with what it leaves to other threads. They share the
+// processor and get it by yielding: after a sleep the next block would measure cold
+// caches instead.
+double oneBlock(Convolver& convolver) {
+  const double others = otherSeconds();
+  const double start = ownSeconds();
+  convolver.run();
+  const double own = ownSeconds() - start;
+  while (!othersSleep()) sched_yield();
+  return own + otherSeconds() - others;
 }
 
 int wholePeriods(const Convolver& convolver, int leastBlocks) {
@@ -104,11 +141,17 @@ double Timing::ratio(std::size_t contender, std::size_t to) const {
 }
 
 std::vector<double> successiveBlocks(Convolver& convolver, int numBlocks) {
-  constexpr int kNumRounds = 7;
-  const double overhead = drainCost();
+  constexpr int kNumRounds = 15;
   std::vector<std::vector<double>> seconds(static_cast<std::size_t>(numBlocks));
   for (int round = 0; round < kNumRounds; ++round) {
-    for (auto& block : seconds) block.push_back(drained(convolver, 1, overhead));
+    drain();
+    // Twice: the first time brings caches and clock up.
+    for (const bool timed : {false, true}) {
+      for (auto& block : seconds) {
+        const double time = oneBlock(convolver);
+        if (timed) block.push_back(time);
+      }
+    }
   }
   std::vector<double> medians;
   medians.reserve(seconds.size());

@@ -24,8 +24,6 @@ class Engine final : public Convolver {
   /// One pair's high tier, all phases: every row once. Leaves the stream's counters.
   void highTier();
 
-  const ConvRTState& geometry() const { return geometry_; }
-
  private:
   double* inBlock(int input) const;
   double* outBlock(int output) const;
@@ -50,8 +48,6 @@ class PlanarStream final : public Convolver {
   void run() override;
   int period() const override;
   int lag() const override { return 1; }
-
-  const host::StreamPlan& plan() const { return stream_.plan(); }
 
  private:
   host::Stream stream_;
