@@ -24,7 +24,7 @@ std::string fixed(double value, int decimals) {
 
 std::string shortest(double value) {
   std::array<char, 32> digits{};
-  const auto end = std::to_chars(digits.begin(), digits.end(), value).ptr;
+  const char* const end = std::to_chars(digits.begin(), digits.end(), value).ptr;
   return {digits.begin(), end};
 }
 

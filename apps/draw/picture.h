@@ -112,7 +112,7 @@ class Picture {
     Clip& operator=(const Clip&) = delete;
 
    private:
-    Picture& picture_;
+    [[maybe_unused]] Picture& picture_;  // not without cairo
   };
 
   /// Completes the file and gives it its name. Throws Error if that fails.

@@ -231,10 +231,10 @@ std::string describe(const Inspection& inspection) {
   text += decayText(inspection);
   text += "\nSummary\n";
   Rows rows;
-  for (std::size_t i = 0; i < inspection.channels.size(); ++i) {
-    if (!inspection.channels[i].spectrum) continue;
-    rows.push_back({inspection.channels[i].name, summaryText(inspection.channels[i])});
-    rows.push_back({"", spectrumText(*inspection.channels[i].spectrum)});
+  for (const auto& channel : inspection.channels) {
+    if (!channel.spectrum) continue;
+    rows.push_back({channel.name, summaryText(channel)});
+    rows.push_back({"", spectrumText(*channel.spectrum)});
   }
   text += tableText(rows, 2);
   for (const ChannelPair& pair : inspection.pairs) {
