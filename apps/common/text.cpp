@@ -24,8 +24,9 @@ std::string fixed(double value, int decimals) {
 
 std::string shortest(double value) {
   std::array<char, 32> digits{};
-  const char* const end = std::to_chars(digits.begin(), digits.end(), value).ptr;
-  return {digits.begin(), end};
+  char* const first = digits.data();
+  const char* const end = std::to_chars(first, first + digits.size(), value).ptr;
+  return std::string(first, static_cast<std::size_t>(end - first));
 }
 
 TimeUnit unitFor(double seconds) {
