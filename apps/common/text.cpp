@@ -26,7 +26,7 @@ std::string shortest(double value) {
   std::array<char, 32> digits{};
   char* const first = digits.data();
   const char* const end = std::to_chars(first, first + digits.size(), value).ptr;
-  return std::string(first, static_cast<std::size_t>(end - first));
+  return {first, static_cast<std::size_t>(end - first)};
 }
 
 TimeUnit unitFor(double seconds) {
