@@ -25,14 +25,18 @@ int periodOf(const host::StreamPlan& plan) {
                                   geometry.chunksPerSegment);
 }
 
+// Of an engine: its three outputs, where it has as many, are decoded to five.
+host::StreamPlan planOf(const ParamStruct& params) {
+  return {params.numInputs, params.numOutputs == 3 ? 5 : params.numOutputs, params};
+}
+
 }  // namespace
 
 Engine::Engine(const ParamStruct& params, const host::Responses& responses)
     : params_(params),
       geometry_(params.blockLen, params.irLen, params.numInputs, params.numOutputs,
                 params.numSegments, params.chunksPerSegment, params.hfTruncate != 0),
-      sets_(host::buildPartitionSets(
-          host::StreamPlan(params.numInputs, params.numOutputs, params), responses)),
+      sets_(host::buildPartitionSets(planOf(params), responses)),
       areas_(sets_->plan().streamAreas()) {
   areas_.enterInto(ext_, 0);
   sets_->areas().enterInto(ext_, 0);
