@@ -22,44 +22,41 @@ constexpr int kMostLastPasses = 3;
 int lastPasses(int numPasses) { return 2 + numPasses % 2; }
 
 // Up to this size the data stay in the first-level cache from pass to pass. In a larger
-// transform each quarter, a transform of its own after two passes, is finished before
-// the next.
-constexpr int kLog2CachePoints = 10;
+// transform each group is finished, as a transform of its own, before the next.
+constexpr int kCachePoints = 1 << 10;
 
-void forwardPasses(const ulmar::FftKernels& kernels, cmplxFFT const* in, cmplxFFT* out,
-                   cmplxFFT const* twiddles, int numPasses, int stride) {
-  const int numPoints = 1 << numPasses;
-  int groups = 1;
-  for (; numPasses > kMostLastPasses; numPasses -= 2) {
-    kernels.forwardPair(in, out, twiddles, groups, numPoints / (4 * groups), stride);
-    in = out;
-    stride *= 4;
-    if (numPasses > kLog2CachePoints) {
-      for (int k = 0; k < numPoints; k += numPoints / 4) {
-        forwardPasses(kernels, out + k, out + k, twiddles, numPasses - 2, stride);
-      }
-      return;
-    }
-    groups *= 4;
-  }
-  kernels.forwardLast(in, out, twiddles, numPoints, numPasses, stride);
+bool leaveCache(int groups, int groupLen) {
+  return groups > 1 && groups * groupLen > kCachePoints;
 }
 
-// All inverse passes but the last two or three.
-void inversePairs(const ulmar::FftKernels& kernels, cmplxFFT* data,
-                  cmplxFFT const* twiddles, int numPasses, int stride) {
-  const int numPoints = 1 << numPasses;
-  int groups = 1;
-  for (; numPasses > kMostLastPasses; numPasses -= 2) {
-    kernels.inversePair(data, twiddles, groups, numPoints / (4 * groups), stride);
-    stride *= 4;
-    if (numPasses > kLog2CachePoints) {
-      for (int k = 0; k < numPoints; k += numPoints / 4) {
-        inversePairs(kernels, data + k, twiddles, numPasses - 2, stride);
-      }
-      return;
+// The passes that take `groups` groups of 2^numPasses values to the end, the first of
+// them with `stride`.
+void forwardPasses(const ulmar::FftKernels& kernels, cmplxFFT const* in, cmplxFFT* out,
+                   cmplxFFT const* twiddles, int groups, int numPasses, int stride) {
+  const int groupLen = 1 << numPasses;
+  if (leaveCache(groups, groupLen)) {
+    for (int group = 0; group < groups; ++group, in += groupLen, out += groupLen) {
+      forwardPasses(kernels, in, out, twiddles, 1, numPasses, stride);
     }
-    groups *= 4;
+  } else if (numPasses > kMostLastPasses) {
+    kernels.forwardPair(in, out, twiddles, groups, groupLen / 4, stride);
+    forwardPasses(kernels, out, out, twiddles, 4 * groups, numPasses - 2, 4 * stride);
+  } else {
+    kernels.forwardLast(in, out, twiddles, groups * groupLen, numPasses, stride);
+  }
+}
+
+// The same, inverse, but for the last two or three passes.
+void inversePairs(const ulmar::FftKernels& kernels, cmplxFFT* data,
+                  cmplxFFT const* twiddles, int groups, int numPasses, int stride) {
+  const int groupLen = 1 << numPasses;
+  if (leaveCache(groups, groupLen)) {
+    for (int group = 0; group < groups; ++group, data += groupLen) {
+      inversePairs(kernels, data, twiddles, 1, numPasses, stride);
+    }
+  } else if (numPasses > kMostLastPasses) {
+    kernels.inversePair(data, twiddles, groups, groupLen / 4, stride);
+    inversePairs(kernels, data, twiddles, 4 * groups, numPasses - 2, 4 * stride);
   }
 }
 
@@ -99,12 +96,12 @@ void FFT::cmplxfft(cmplxFFT* in, cmplxFFT* out, int log2N) {
   const ulmar::FftKernels& kernels = ulmar::fftKernels(numPoints);
   // The twiddles of the half-size transform are every second entry of the table.
   const int stride = log2N == log2Size ? 1 : 2;
-  forwardPasses(kernels, in, out, twiddleTab, log2N, stride);
+  forwardPasses(kernels, in, out, twiddleTab, 1, log2N, stride);
 }
 
 void FFT::realifft(double scale, cmplxFFT* spectrum, double* out) {
   const ulmar::FftKernels& kernels = ulmar::fftKernels(fftSize);
-  inversePairs(kernels, spectrum, twiddleTab, log2Size, 1);
+  inversePairs(kernels, spectrum, twiddleTab, 1, log2Size, 1);
   kernels.inverseLast(spectrum, out, twiddleTab, bitRevTab, scale / fftSize, fftSize,
                       lastPasses(log2Size));
 }
@@ -113,10 +110,7 @@ void FFT::crifft(cmplxFFT* spectrum) {
   const ulmar::FftKernels& kernels = ulmar::fftKernels(fftSize);
   if (log2Size > kMostLastPasses) {
     kernels.inverseFirst(spectrum, workBuf, twiddleTab, fftSize);
-    const int quarter = fftSize / 4;
-    for (int k = 0; k < fftSize; k += quarter) {
-      inversePairs(kernels, workBuf + k, twiddleTab, log2Size - 2, 4);
-    }
+    inversePairs(kernels, workBuf, twiddleTab, 4, log2Size - 2, 4);
   } else {
     ulmar::unpackSpectrum(spectrum, workBuf, fftSize);
   }

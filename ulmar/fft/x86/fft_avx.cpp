@@ -34,10 +34,40 @@ struct TwoValues {
     _mm256_storeu_pd(&values->re, pair);
   }
 
+  static __m256d loadReversed(cmplxFFT const* values) noexcept {
+    return join(values + 1, values);
+  }
+
+  static void storeReversed(cmplxFFT* values, __m256d pair) noexcept {
+    _mm_storeu_pd(&values[1].re, _mm256_castpd256_pd128(pair));
+    _mm_storeu_pd(&values[0].re, _mm256_extractf128_pd(pair, 1));
+  }
+
   static __m256d loadMirrored(cmplxFFT const* values) noexcept {
-    const __m256d pair = load(values);
     const __m256d imagSigns = _mm256_setr_pd(0.0, -0.0, 0.0, -0.0);
-    return _mm256_xor_pd(_mm256_permute2f128_pd(pair, pair, 1), imagSigns);
+    return _mm256_xor_pd(loadReversed(values), imagSigns);
+  }
+
+  static __m256d loadBins(cmplxFFT const* z, int half) noexcept {
+    return join(z, z + half / 2);
+  }
+
+  static __m256d loadBinsBelow(cmplxFFT const* z, cmplxFFT const* next,
+                               int /*half*/) noexcept {
+    return join(z, next);
+  }
+
+  static __m256d splitBins(__m256d a, __m256d b, __m256d w, double halfScale) noexcept {
+    const __m256d sum = _mm256_add_pd(a, b);
+    const __m256d difference = _mm256_sub_pd(a, b);
+    const __m256d base = _mm256_blend_pd(sum, difference, 0xA);
+    const __m256d turned = _mm256_blend_pd(difference, sum, 0xA);
+    const __m256d minusC = _mm256_xor_pd(_mm256_movedup_pd(w), _mm256_set1_pd(-0.0));
+    const __m256d s = _mm256_permute_pd(w, 0xF);
+    // base + s turned, then + c in the real and - c in the imaginary part.
+    const __m256d partial = _mm256_add_pd(base, _mm256_mul_pd(s, turned));
+    const __m256d rest = _mm256_mul_pd(minusC, _mm256_permute_pd(turned, 0x5));
+    return _mm256_mul_pd(_mm256_addsub_pd(partial, rest), _mm256_set1_pd(halfScale));
   }
 
   // Two twiddles, each part twice. Inverse, the imaginary parts change their sign,
@@ -130,37 +160,10 @@ struct TwoValues {
   }
 };
 
-// Bins k and half - k in one register: they need the same two values of z.
-void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* twiddles,
-               HostLong const* bitRev, int half) noexcept {
-  out[0] = {(z[0].re + z[0].im) * scale, (z[0].re - z[0].im) * scale};
-  const __m256d halfScale = _mm256_set1_pd(scale * 0.5);
-  const __m256d sign = _mm256_set1_pd(-0.0);
-  for (int k = 1; k <= half / 2; ++k) {
-    const int mirror = half - k;
-    const __m256d a = join(z + (bitRev[k] >> 1), z + (bitRev[mirror] >> 1));
-    const __m256d b = _mm256_permute2f128_pd(a, a, 1);
-    const __m256d sum = _mm256_add_pd(a, b);
-    const __m256d difference = _mm256_sub_pd(a, b);
-    const __m256d base = _mm256_blend_pd(sum, difference, 0xA);
-    const __m256d turned = _mm256_blend_pd(difference, sum, 0xA);
-    const __m256d w = join(twiddles + k, twiddles + mirror);
-    const __m256d c = _mm256_movedup_pd(w);
-    const __m256d s = _mm256_permute_pd(w, 0xF);
-    // base + s turned, then + c in the real and - c in the imaginary part.
-    const __m256d partial = _mm256_add_pd(base, _mm256_mul_pd(s, turned));
-    const __m256d rest =
-        _mm256_mul_pd(_mm256_xor_pd(c, sign), _mm256_permute_pd(turned, 0x5));
-    const __m256d bins = _mm256_mul_pd(_mm256_addsub_pd(partial, rest), halfScale);
-    _mm_storeu_pd(&out[k].re, _mm256_castpd256_pd128(bins));
-    _mm_storeu_pd(&out[mirror].re, _mm256_extractf128_pd(bins, 1));
-  }
-}
-
 }  // namespace
 
-constinit const FftKernels kFftAvx = {
-    forwardPair<TwoValues>,  forwardLast<TwoValues>, splitReal,
-    inverseFirst<TwoValues>, inversePair<TwoValues>, inverseLast<TwoValues>};
+constinit const FftKernels kFftAvx = {forwardPair<TwoValues>, forwardLast<TwoValues>,
+                                      splitReal<TwoValues>,   inverseFirst<TwoValues>,
+                                      inversePair<TwoValues>, inverseLast<TwoValues>};
 
 }  // namespace ulmar

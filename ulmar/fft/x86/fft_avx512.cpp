@@ -7,10 +7,6 @@
 namespace ulmar {
 namespace {
 
-__m256d loadTwo(cmplxFFT const* values) noexcept {
-  return _mm256_loadu_pd(&values->re);
-}
-
 __m512d join(__m256d low, __m256d high) noexcept {
   return _mm512_insertf64x4(_mm512_castpd256_pd512(low), high, 1);
 }
@@ -41,8 +37,40 @@ struct FourValues {
     _mm512_storeu_pd(values, four);
   }
 
+  static __m512d loadReversed(cmplxFFT const* values) noexcept {
+    return reversed(load(values));
+  }
+
+  static void storeReversed(cmplxFFT* values, __m512d four) noexcept {
+    store(values, reversed(four));
+  }
+
   static __m512d loadMirrored(cmplxFFT const* values) noexcept {
-    return _mm512_xor_pd(reversed(load(values)), signs(0.0, -0.0));
+    return _mm512_xor_pd(loadReversed(values), signs(0.0, -0.0));
+  }
+
+  static __m512d loadBins(cmplxFFT const* z, int half) noexcept {
+    const int quarter = half / 4;
+    return join(joinTwo(z, z + 2 * quarter), joinTwo(z + quarter, z + 3 * quarter));
+  }
+
+  static __m512d loadBinsBelow(cmplxFFT const* z, cmplxFFT const* next,
+                               int half) noexcept {
+    return join(joinTwo(z, next), joinTwo(next - half / 2, next - half / 4));
+  }
+
+  static __m512d splitBins(__m512d a, __m512d b, __m512d w, double halfScale) noexcept {
+    constexpr __mmask8 kImag = 0xAA;
+    const __m512d sum = _mm512_add_pd(a, b);
+    const __m512d difference = _mm512_sub_pd(a, b);
+    const __m512d base = _mm512_mask_blend_pd(kImag, sum, difference);
+    const __m512d turned = _mm512_mask_blend_pd(kImag, difference, sum);
+    const __m512d c = _mm512_xor_pd(_mm512_movedup_pd(w), signs(0.0, -0.0));
+    const __m512d s = _mm512_permute_pd(w, 0xFF);
+    // base + s turned, then + c in the real and - c in the imaginary part.
+    const __m512d partial = _mm512_add_pd(base, _mm512_mul_pd(s, turned));
+    const __m512d rest = _mm512_mul_pd(c, _mm512_permute_pd(turned, 0x55));
+    return _mm512_mul_pd(_mm512_add_pd(partial, rest), _mm512_set1_pd(halfScale));
   }
 
   // Four twiddles, each part twice. Of the imaginary part one copy changes its sign,
@@ -154,40 +182,10 @@ struct FourValues {
   }
 };
 
-// Bins k, k + 1 and half - k - 1, half - k in one register: they need the same four
-// values of z.
-void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* twiddles,
-               HostLong const* bitRev, int half) noexcept {
-  out[0] = {(z[0].re + z[0].im) * scale, (z[0].re - z[0].im) * scale};
-  const __m512d halfScale = _mm512_set1_pd(scale * 0.5);
-  const __m512d imagSigns = signs(0.0, -0.0);
-  constexpr __mmask8 kImag = 0xAA;
-  for (int k = 1; k < half / 2; k += 2) {
-    const int mirror = half - k - 1;
-    const __m512d a =
-        join(joinTwo(z + (bitRev[k] >> 1), z + (bitRev[k + 1] >> 1)),
-             joinTwo(z + (bitRev[mirror] >> 1), z + (bitRev[mirror + 1] >> 1)));
-    const __m512d b = reversed(a);
-    const __m512d sum = _mm512_add_pd(a, b);
-    const __m512d difference = _mm512_sub_pd(a, b);
-    const __m512d base = _mm512_mask_blend_pd(kImag, sum, difference);
-    const __m512d turned = _mm512_mask_blend_pd(kImag, difference, sum);
-    const __m512d w = join(loadTwo(twiddles + k), loadTwo(twiddles + mirror));
-    const __m512d c = _mm512_xor_pd(_mm512_movedup_pd(w), imagSigns);
-    const __m512d s = _mm512_permute_pd(w, 0xFF);
-    // base + s turned, then + c in the real and - c in the imaginary part.
-    const __m512d partial = _mm512_add_pd(base, _mm512_mul_pd(s, turned));
-    const __m512d rest = _mm512_mul_pd(c, _mm512_permute_pd(turned, 0x55));
-    const __m512d bins = _mm512_mul_pd(_mm512_add_pd(partial, rest), halfScale);
-    _mm256_storeu_pd(&out[k].re, _mm512_castpd512_pd256(bins));
-    _mm256_storeu_pd(&out[mirror].re, _mm512_extractf64x4_pd(bins, 1));
-  }
-}
-
 }  // namespace
 
 constinit const FftKernels kFftAvx512 = {
-    forwardPair<FourValues>,  forwardLast<FourValues>, splitReal,
+    forwardPair<FourValues>,  forwardLast<FourValues>, splitReal<FourValues>,
     inverseFirst<FourValues>, inversePair<FourValues>, inverseLast<FourValues>};
 
 }  // namespace ulmar

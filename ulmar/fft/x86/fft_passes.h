@@ -4,8 +4,8 @@
 //
 // A vector type V offers
 //   Register, a register of kValues complex values; + and - work lane by lane;
-//   load, store, and loadMirrored, the conjugates of the kValues values from an address
-//     on, in reversed order;
+//   load, store; loadReversed and storeReversed, the kValues values from an address on
+//     in reversed order; loadMirrored, their conjugates;
 //   Twiddles<direction>(first, step), kValues twiddles that lie `step` apart, and
 //     times(d), the products of d with them or, inverse, with their conjugates;
 //   LastTwo<direction>(twiddles, stride), the passes of span 2, with `stride`, and 1
@@ -15,7 +15,12 @@
 //     through the inverse LastPasses and writes `factor` times their real parts in
 //     natural order: values 0 ... 7 of the group at data[k] go 0, n/2, n/4, 3n/4, n/8,
 //     5n/8, 3n/8 and 7n/8 behind out[bitRev[k]]. Groups whose numbers differ in the
-//     highest bits go to neighbours, and are taken together.
+//     highest bits go to neighbours, and are taken together;
+//   loadBins(z, half), kValues bins of a transform of `half` values that stands in
+//     bit-reversed order, the first of them at z; loadBinsBelow(z, next, half), bins
+//     downwards from that at z, the second of them at `next`;
+//   splitBins(a, b, w, halfScale), bins k of the real-FFT post-pass, of a = z[k],
+//     b = z[half - k] and w = twiddles[k].
 #pragma once
 
 #include "ulmar/fft/fft_kernels.h"
@@ -111,6 +116,44 @@ void inverseFirst(cmplxFFT const* packed, cmplxFFT* out, cmplxFFT const* twiddle
                V::loadMirrored(packed + half - i - kLast),
                V::loadMirrored(packed + q - i - kLast), out + i, q);
   }
+}
+
+// Bins k, k + 1, ... and half - k, half - k - 1, ... need the same values of z. For the
+// bit-reversed places the lowest bits of k are the highest: bins k, k + 1, k + 2 and
+// k + 3, k a multiple of four, stand 0, half/2, half/4 and 3 half/4 behind the place of
+// k. That of bin half - 1 - k is its complement, half - 1 less the place of k.
+template <typename V>
+void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* twiddles,
+               HostLong const* bitRev, int half) noexcept {
+  constexpr int kLast = V::kValues - 1;
+  const double halfScale = scale * 0.5;
+  const auto bins = [&](int k) { return V::loadBins(z + (bitRev[k] >> 1), half); };
+  const auto binsBelow = [&](int k) {
+    return V::loadBinsBelow(z + (bitRev[half - k] >> 1),
+                            z + (half - 1 - (bitRev[k] >> 1)), half);
+  };
+  // Neither a bin `half` nor its twiddle exists.
+  cmplxFFT lastTwiddles[V::kValues] = {};
+  cmplxFFT lastBins[V::kValues];
+  for (int j = 0; j < kLast; ++j) lastTwiddles[j] = twiddles[half - kLast + j];
+  V::storeReversed(lastBins, V::splitBins(binsBelow(0), bins(0),
+                                          V::loadReversed(lastTwiddles), halfScale));
+  for (int j = 0; j < kLast; ++j) out[half - kLast + j] = lastBins[j];
+  V::store(out, V::splitBins(bins(0), binsBelow(0), V::load(twiddles), halfScale));
+  out[0] = {(z[0].re + z[0].im) * scale, (z[0].re - z[0].im) * scale};
+
+  for (int k = V::kValues; k < half / 2; k += V::kValues) {
+    const typename V::Register a = bins(k);
+    const typename V::Register b = binsBelow(k);
+    const int below = half - k - kLast;
+    V::store(out + k, V::splitBins(a, b, V::load(twiddles + k), halfScale));
+    V::storeReversed(out + below,
+                     V::splitBins(b, a, V::loadReversed(twiddles + below), halfScale));
+  }
+  // Bin half/2, alone; those above it come out once more.
+  const int middle = half / 2;
+  V::store(out + middle, V::splitBins(bins(middle), binsBelow(middle),
+                                      V::load(twiddles + middle), halfScale));
 }
 
 // The last numPasses passes over a group of values in registers. With three passes,

@@ -26,8 +26,32 @@ struct OneValue {
     _mm_storeu_pd(&value->re, z);
   }
 
+  static __m128d loadReversed(cmplxFFT const* value) noexcept { return load(value); }
+
+  static void storeReversed(cmplxFFT* value, __m128d z) noexcept { store(value, z); }
+
   static __m128d loadMirrored(cmplxFFT const* value) noexcept {
     return minusImag(load(value));
+  }
+
+  static __m128d loadBins(cmplxFFT const* z, int /*half*/) noexcept { return load(z); }
+
+  static __m128d loadBinsBelow(cmplxFFT const* z, cmplxFFT const* /*next*/,
+                               int /*half*/) noexcept {
+    return load(z);
+  }
+
+  static __m128d splitBins(__m128d a, __m128d b, __m128d w, double halfScale) noexcept {
+    const __m128d sum = _mm_add_pd(a, b);
+    const __m128d difference = _mm_sub_pd(a, b);
+    const __m128d base = _mm_shuffle_pd(sum, difference, 2);
+    const __m128d turned = _mm_shuffle_pd(difference, sum, 2);
+    const __m128d c = _mm_unpacklo_pd(w, w);
+    const __m128d s = _mm_unpackhi_pd(w, w);
+    // base + s turned, then + c in the real and - c in the imaginary part.
+    const __m128d partial = _mm_add_pd(base, _mm_mul_pd(s, turned));
+    const __m128d rest = minusImag(_mm_mul_pd(c, exchanged(turned)));
+    return _mm_mul_pd(_mm_add_pd(partial, rest), _mm_set1_pd(halfScale));
   }
 
   // One twiddle, each part twice.
@@ -110,34 +134,10 @@ struct OneValue {
   }
 };
 
-// The bin whose half-size values are a = z[k] and b = z[half - k].
-__m128d splitBin(__m128d a, __m128d b, cmplxFFT const* w, __m128d halfScale) noexcept {
-  const __m128d sum = _mm_add_pd(a, b);
-  const __m128d difference = _mm_sub_pd(a, b);
-  const __m128d base = _mm_shuffle_pd(sum, difference, 2);
-  const __m128d turned = _mm_shuffle_pd(difference, sum, 2);
-  const __m128d partial = _mm_add_pd(base, _mm_mul_pd(_mm_load1_pd(&w->im), turned));
-  const __m128d rest = _mm_mul_pd(_mm_load1_pd(&w->re), exchanged(turned));
-  return _mm_mul_pd(_mm_add_pd(partial, minusImag(rest)), halfScale);
-}
-
-void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* twiddles,
-               HostLong const* bitRev, int half) noexcept {
-  out[0] = {(z[0].re + z[0].im) * scale, (z[0].re - z[0].im) * scale};
-  const __m128d halfScale = _mm_set1_pd(scale * 0.5);
-  for (int k = 1; k <= half / 2; ++k) {
-    const int mirror = half - k;
-    const __m128d a = OneValue::load(z + (bitRev[k] >> 1));
-    const __m128d b = OneValue::load(z + (bitRev[mirror] >> 1));
-    OneValue::store(out + k, splitBin(a, b, twiddles + k, halfScale));
-    OneValue::store(out + mirror, splitBin(b, a, twiddles + mirror, halfScale));
-  }
-}
-
 }  // namespace
 
-constinit const FftKernels kFftSse2 = {
-    forwardPair<OneValue>,  forwardLast<OneValue>, splitReal,
-    inverseFirst<OneValue>, inversePair<OneValue>, inverseLast<OneValue>};
+constinit const FftKernels kFftSse2 = {forwardPair<OneValue>, forwardLast<OneValue>,
+                                       splitReal<OneValue>,   inverseFirst<OneValue>,
+                                       inversePair<OneValue>, inverseLast<OneValue>};
 
 }  // namespace ulmar
