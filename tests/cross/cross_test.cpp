@@ -113,7 +113,7 @@ TEST(Cross, GivesTheSameBitsWithTwoEngines) {
     const std::vector<std::byte> snapshot = stream.snapshot();
     hash.add(snapshot.data(), snapshot.size());
   }
-  EXPECT_EQ(hash.value(), 0x1C1F02E99A2DAB0CU);
+  EXPECT_EQ(hash.value(), 0x8C3E38E375CAC32AU);
 }
 
 // The value is this test's own output in the release builds of g++ 12 and clang 14 for
