@@ -14,6 +14,12 @@ for preset in x86_64-bench i386-bench; do
   "build/$preset/ulmar_bench" >"build/$preset/figures.tsv" \
     2> >(tee "build/$preset/progress.log" >&2) ||
     fail "the benchmarks stopped; build/$preset/progress.log says where."
+  say "Counting instructions, ${preset%-bench}"
+  valgrind -q --tool=callgrind --combine-dumps=yes \
+    --callgrind-out-file="build/$preset/callgrind.out" \
+    "build/$preset/ulmar_bench" instructions 2>>"build/$preset/progress.log" ||
+    fail "counting instructions stopped; build/$preset/progress.log says where."
+  awk -f bench/boundaries.awk "build/$preset/callgrind.out" >>"build/$preset/figures.tsv"
 done
 
 processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)

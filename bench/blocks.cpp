@@ -4,9 +4,7 @@
 
 #include "bench/contenders.h"
 #include "bench/figures.h"
-#include "bench/instructions.h"
 #include "bench/rounds.h"
-#include "ulmar/process/engine_state.h"
 
 namespace ulmar::bench {
 namespace {
@@ -27,39 +25,6 @@ Evenness evenness(const std::vector<double>& blocks) {
   return {std::accumulate(blocks.begin(), blocks.end(), 0.0) /
               static_cast<double>(blocks.size()),
           std::ranges::max(blocks)};
-}
-
-// Blocks after which counters and ring positions of all engines have met in every
-// combination, as far as a run of kMostBoundaries goes.
-int allPhases(const host::StreamPlan& plan) {
-  constexpr std::int64_t kMostBoundaries = 8192;
-  const auto combinations = [](const ParamStruct& params) {
-    const ConvRTState state = engineStateOf(params);
-    return std::lcm(std::int64_t{state.numChunks}, std::int64_t{state.ringLen});
-  };
-  std::int64_t count = combinations(plan.params());
-  if (const auto& tail = plan.tail()) {
-    count = std::lcm(count, tail->numSlots * combinations(tail->params));
-  }
-  return static_cast<int>(std::min(count, kMostBoundaries));
-}
-
-// The instructions of the worst boundary over their mean.
-void printInstructions(const std::string& name, Convolver& stream,
-                       const host::StreamPlan& plan) {
-  const InstructionCounter counter;
-  if (!counter.available()) return;
-  std::vector<double> counts;
-  const int numBlocks = allPhases(plan);
-  std::int64_t last = counter.read();
-  for (int block = 0; block < numBlocks; ++block) {
-    stream.run();
-    const std::int64_t now = counter.read();
-    counts.push_back(static_cast<double>(now - last));
-    last = now;
-  }
-  const auto [mean, worst] = evenness(counts);
-  print(name, worst / mean);
 }
 
 void printRatios(const std::string& name, const Contenders& contenders,
@@ -94,11 +59,6 @@ void measure(const Workload& workload) {
   const Timing timing(contenders.all(), kNumRounds);
   for (const char* const suffix : {"", "-avx"}) {
     printRatios(name, contenders, timing, suffix);
-    printInstructions(name + "instructions" + suffix,
-                      contenders.at(std::string("ulmar") + suffix), plan);
-    printInstructions(name + "one-instructions" + suffix,
-                      contenders.at(std::string("one") + suffix),
-                      contenders.plan("one"));
   }
   print(name + "zita-default/us", 1e6 * timing.mean(contenders.index("zita-default")));
   if (contenders.has("engine")) {
@@ -147,15 +107,7 @@ void measureGrowth() {
 }  // namespace
 
 void measureBlocks(const std::set<std::string>& only) {
-  constexpr int kPairs[][2] = {{1, 1}, {2, 2}, {2, 5}};
-  for (const auto& [numInputs, numOutputs] : kPairs) {
-    for (const double seconds : {0.5, 2.0, 6.0, 10.0}) {
-      for (const int blockLen : {64, 128, 512, 1024}) {
-        const Workload workload{numInputs, numOutputs, seconds, blockLen};
-        if (only.empty() || only.contains(workload.name())) measure(workload);
-      }
-    }
-  }
+  for (const Workload& workload : workloadTable(only)) measure(workload);
   if (only.empty()) measureGrowth();
 }
 

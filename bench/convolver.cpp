@@ -20,6 +20,20 @@ std::vector<float> noise(int length, unsigned seed) {
   return samples;
 }
 
+std::vector<Workload> workloadTable(const std::set<std::string>& only) {
+  constexpr int kPairs[][2] = {{1, 1}, {2, 2}, {2, 5}};
+  std::vector<Workload> table;
+  for (const auto& [numInputs, numOutputs] : kPairs) {
+    for (const double seconds : {0.5, 2.0, 6.0, 10.0}) {
+      for (const int blockLen : {64, 128, 512, 1024}) {
+        const Workload workload{numInputs, numOutputs, seconds, blockLen};
+        if (only.empty() || only.contains(workload.name())) table.push_back(workload);
+      }
+    }
+  }
+  return table;
+}
+
 host::Responses noiseResponses(const Workload& workload) {
   host::Responses responses{workload.numInputs, workload.numOutputs, false, {}};
   for (int pair = 0; pair < workload.numInputs * workload.numOutputs; ++pair) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,6 +25,9 @@ struct Workload {
   /// As in "2x2/2/512".
   std::string name() const;
 };
+
+/// The workloads that streams are measured by, or those of them that are named.
+std::vector<Workload> workloadTable(const std::set<std::string>& only);
 
 /// `length` samples of noise in [-1, 1), which nothing but the seed decides.
 std::vector<float> noise(int length, unsigned seed);

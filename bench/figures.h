@@ -19,6 +19,9 @@ void measureStages();
 /// the whole table and from one length of response to another if none is.
 void measureBlocks(const std::set<std::string>& only);
 
+/// The instructions of every boundary of blocks. Only in callgrind, which writes them.
+void countInstructions(const std::set<std::string>& only);
+
 /// The cost over the response's length, and of successive blocks, for the pictures.
 void measureCurves();
 

@@ -1,6 +1,6 @@
 // Measures the library beside the limits of the machine and beside its peers, and
-// prints one figure a line. Takes the sections to measure (all without any), workloads
-// as "2x2/6/128" to confine "blocks" to, and Google Benchmark's options.
+// prints one figure a line. Takes the sections to measure (all but "instructions" without
+// any), workloads as "2x2/6/128" to confine "blocks" and "instructions" to, and Google Benchmark's options.
 #include <sched.h>
 
 #include <algorithm>
@@ -62,6 +62,9 @@ int main(int argc, char** argv) {
     if (asksFor(argc, argv, "blocks")) measureBlocks(workloads(argc, argv));
     if (asksFor(argc, argv, "curves")) measureCurves();
     if (asksFor(argc, argv, "streams")) measureStreams();
+    if (argc > 1 && asksFor(argc, argv, "instructions")) {
+      countInstructions(workloads(argc, argv));
+    }
   } catch (const std::exception& error) {
     std::cerr << "ulmar_bench: " << error.what() << '\n';
     return 1;
