@@ -1,6 +1,7 @@
 // Measures the library beside the limits of the machine and beside its peers, and
-// prints one figure a line. Takes the sections to measure (all but "instructions" without
-// any), workloads as "2x2/6/128" to confine "blocks" and "instructions" to, and Google Benchmark's options.
+// prints one figure a line. Takes the sections to measure (all but "instructions"
+// without any), workloads as "2x2/6/128" to confine "blocks" and "instructions" to, and
+// Google Benchmark's options.
 #include <sched.h>
 
 #include <algorithm>
