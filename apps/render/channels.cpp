@@ -7,11 +7,6 @@
 #include "ulmar/audio/channel_layout.h"
 
 namespace ulmar::render {
-namespace {
-
-constexpr std::size_t kLowFrequency = 5;  // of the library's channels
-
-}  // namespace
 
 // The library copies the low-frequency channel without delay. It is delayed here by as
 // much as the library delays the dry signal.
@@ -36,49 +31,41 @@ const float* const* Source::next(int frames) {
   for (std::size_t k = 0; k < numChannels; ++k) {
     auto& channel = channels_[k];
     const int delay = delays_[k];
-    std::copy(channel.begin() + kBufferFrames, channel.end(), channel.begin());
+    // What the delay has held back of the last call.
+    std::copy_n(channel.begin() + lastFrames_, delay, channel.begin());
     std::fill(channel.begin() + delay + given, channel.end(), 0.0F);
     const float* const first = interleaved_.data() + order_[k];
     for (std::size_t i = 0; i < static_cast<std::size_t>(given); ++i) {
       channel[static_cast<std::size_t>(delay) + i] = first[i * numChannels];
     }
   }
+  lastFrames_ = frames;
   return starts_.data();
 }
 
-// A low-frequency channel that the stream does not have stays silent.
 Sink::Sink(const Plan& plan, audio::AudioWriter& writer)
     : writer_(writer),
       order_(audio::libraryOrder(plan.format.channels, plan.format.speakers)),
-      channels_(order_.size(), std::vector<float>(kBufferFrames)),
       interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()),
-      sums_(order_.size()) {
-  for (auto& channel : channels_) starts_.push_back(channel.data());
-}
+      sums_(order_.size()) {}
 
-void Sink::undoScale(float scale, int frames) {
-  if (scale == 1.0F) return;
-  for (std::size_t k = 0; k < std::min(channels_.size(), kLowFrequency); ++k) {
-    float* const samples = channels_[k].data();
-    for (int i = 0; i < frames; ++i) samples[i] /= scale;
-  }
-}
-
-void Sink::write(int first, int end) {
-  const std::size_t numChannels = channels_.size();
-  for (std::size_t k = 0; k < numChannels; ++k) {
-    const auto place = static_cast<std::size_t>(order_[k]);
-    ChannelLevel& sum = sums_[place];
-    for (auto i = static_cast<std::size_t>(first); i < static_cast<std::size_t>(end);
-         ++i) {
-      const float sample = channels_[k][i];
-      interleaved_[i * numChannels + place] = sample;
-      sum.peak = std::max(sum.peak, std::fabs(double{sample}));
-      sum.rms += double{sample} * double{sample};
+void Sink::write(const Planar& channels, std::int64_t first, std::int64_t end) {
+  const std::size_t numChannels = order_.size();
+  for (std::int64_t start = first; start < end; start += kBufferFrames) {
+    const auto frames =
+        static_cast<std::size_t>(std::min<std::int64_t>(kBufferFrames, end - start));
+    for (std::size_t k = 0; k < channels.size(); ++k) {
+      const auto place = static_cast<std::size_t>(order_[k]);
+      ChannelLevel& sum = sums_[place];
+      for (std::size_t i = 0; i < frames; ++i) {
+        const float sample = channels[k][static_cast<std::size_t>(start) + i];
+        interleaved_[i * numChannels + place] = sample;
+        sum.peak = std::max(sum.peak, std::fabs(double{sample}));
+        sum.rms += double{sample} * double{sample};
+      }
     }
+    writer_.write(interleaved_.data(), static_cast<int>(frames));
   }
-  writer_.write(interleaved_.data() + static_cast<std::size_t>(first) * numChannels,
-                end - first);
   written_ += end - first;
 }
 

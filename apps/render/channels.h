@@ -2,6 +2,7 @@
 // order.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -14,6 +15,9 @@ namespace ulmar::render {
 /// Frames that are read, processed and written at a time: long enough to make the cost
 /// of a call vanish, short enough for a smooth progress bar and a small memory.
 inline constexpr int kBufferFrames = 8192;
+
+/// The low-frequency channel among the library's, which copies it.
+inline constexpr std::size_t kLowFrequency = 5;
 
 /// The input as the stream takes it, then silence.
 class Source {
@@ -31,6 +35,7 @@ class Source {
   audio::AudioReader& input_;
   std::vector<int> order_;   // the file's channel of each of the stream's
   std::vector<int> delays_;  // of each, in frames
+  int lastFrames_ = 0;       // of the last call
   std::vector<float> interleaved_;
   Planar channels_;  // each from a delay before the next frame on
   std::vector<const float*> starts_;
@@ -48,15 +53,9 @@ class Sink {
  public:
   Sink(const Plan& plan, audio::AudioWriter& writer);
 
-  /// Where the stream writes kBufferFrames of each of its output channels.
-  float* const* buffers() { return starts_.data(); }
-
-  /// Brings `frames` of what the stream has written from its scale to the file's,
-  /// exactly. The low-frequency channel, which the stream copies, has no scale.
-  void undoScale(float scale, int frames);
-
-  /// Writes what the buffers hold of frames [first, end).
-  void write(int first, int end);
+  /// Writes frames [first, end) of the stream's output channels. A low-frequency
+  /// channel that the stream does not have stays silent.
+  void write(const Planar& channels, std::int64_t first, std::int64_t end);
 
   /// Of each channel of the file, as written.
   std::vector<ChannelLevel> levels() const;
@@ -66,8 +65,6 @@ class Sink {
  private:
   audio::AudioWriter& writer_;
   std::vector<int> order_;
-  Planar channels_;
-  std::vector<float*> starts_;
   std::vector<float> interleaved_;
   std::vector<ChannelLevel> sums_;  // rms: the sum of squares so far
   std::int64_t written_ = 0;

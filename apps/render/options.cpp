@@ -16,6 +16,7 @@ using apps::UsageError;
 
 constexpr Range kBlockLen = {host::kMinBlockLen, host::kMaxBlockLen, ""};
 constexpr Range kTailBlock = {2 * host::kMinBlockLen, host::kMaxBlockLen, ""};
+constexpr Range kJobs = {1, 256, ""};
 constexpr Range kSeed = {0, std::numeric_limits<std::uint32_t>::max(), ""};
 constexpr Range kPredelay = {0.0, 10000.0, " ms"};
 constexpr Range kCrossfeed = {0.0, 1.0, ""};
@@ -162,7 +163,8 @@ void addEngineOptions(CLI::App& app, Options& options) {
         options.blockLen = parsePowerOfTwo("--block", text, kBlockLen);
       },
       "Block length and latency, a power of two\n"
-      "(default: 512)");
+      "(default: what takes the least work, as the\n"
+      "latency is taken off; 512 with --no-align)");
   addValue(
       app, "--tail-block", "WHAT",
       [&](const std::string& text) {
@@ -171,6 +173,14 @@ void addEngineOptions(CLI::App& app, Options& options) {
       "A second engine of longer blocks for the end of\n"
       "the response, at less work: auto, off or its\n"
       "block length in frames (default: auto)");
+  addValue(
+      app, "--jobs", "N",
+      [&](const std::string& text) {
+        options.jobs = static_cast<int>(parseWhole("--jobs", text, kJobs));
+      },
+      "Render so many parts of the file side by side;\n"
+      "the result is the same, bit for bit (default:\n"
+      "as many as there are processors)");
   app.add_flag("--hf-truncate", options.hfTruncate,
                "Save work: cut the response above a quarter of\n"
                "the sample rate after the first 32 blocks, or\n"
@@ -247,10 +257,12 @@ void checkTogether(const Options& options) {
   if (!options.response.empty() && options.room) {
     refuse("--ir and --room exclude each other: give one of them");
   }
-  if (options.hfTruncate && options.blockLen < host::kMinTruncatedBlockLen) {
-    throw UsageError(
-        "--block is '" + std::to_string(options.blockLen) + "', and must be at least " +
-        std::to_string(host::kMinTruncatedBlockLen) + " with --hf-truncate");
+  if (options.hfTruncate &&
+      options.blockLen.value_or(kLiveBlockLen) < host::kMinTruncatedBlockLen) {
+    throw UsageError("--block is '" + std::to_string(*options.blockLen) +
+                     "', and must be at least " +
+                     std::to_string(host::kMinTruncatedBlockLen) +
+                     " with --hf-truncate");
   }
   if (options.seed && !options.room)
     refuse("--seed belongs to --room, which is not given");

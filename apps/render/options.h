@@ -60,16 +60,20 @@ struct Options {
   std::optional<double> crossover;  // Hz
   double rearDelay = 0.0;           // s
 
-  int blockLen = 512;  // frames
+  std::optional<int> blockLen;  // frames; by cost if not given
   bool hfTruncate = false;
   int tailBlock = host::kTailAuto;  // of a second engine; see host::StreamOptions
 
   Tail tail;
   std::optional<audio::ChannelLayout> outLayout;  // by input and response if not given
   std::optional<audio::SampleFormat> format;      // the container's finest if not given
+  std::optional<int> jobs;  // streams side by side; as many as processors if not given
   bool check = false;
   bool json = false;
 };
+
+/// The block length where the latency stays in, as with a live host.
+inline constexpr int kLiveBlockLen = 512;
 
 /// Reads the command line. Prints what was asked for and returns nothing if that was
 /// the help or the version. Throws UsageError naming the option, its value and its

@@ -1,10 +1,13 @@
 #include "apps/render/plan.h"
 
+#include <algorithm>
+#include <thread>
 #include <utility>
 
 #include "apps/common/files.h"
 #include "apps/common/text.h"
 #include "apps/draw/picture.h"
+#include "apps/render/timeline.h"
 #include "ulmar/host/crossover_design.h"
 #include "ulmar/host/error.h"
 #include "ulmar/host/geometry.h"
@@ -35,16 +38,16 @@ std::optional<double> crossoverOf(const Options& options, const Routing& routing
 }
 
 host::StreamOptions streamOptions(const Options& options, const Routing& routing,
-                                  const ResponseInfo& response, int sampleRate) {
+                                  const ResponseInfo& response, int sampleRate,
+                                  int blockLen) {
   host::StreamOptions stream;
-  stream.blockLen = options.blockLen;
+  stream.blockLen = blockLen;
   stream.hfTruncate = options.hfTruncate;
   stream.tail = options.tailBlock;
   stream.wetGain = static_cast<float>(options.wetGain);
   stream.dryGain = static_cast<float>(options.dryGain);
   stream.crossfeed = static_cast<float>(options.crossfeed);
-  stream.dryDelay =
-      options.align ? options.blockLen + static_cast<int>(response.ringing) : 0;
+  stream.dryDelay = options.align ? blockLen + static_cast<int>(response.ringing) : 0;
   if (routing.surround()) {
     stream.foldToStereo = routing.folds();
     stream.passThrough = !routing.decodes();
@@ -54,6 +57,33 @@ host::StreamOptions streamOptions(const Options& options, const Routing& routing
     stream.crossover = host::designCrossover(*crossover, sampleRate);
   }
   return stream;
+}
+
+// The stream in the blocks asked for, or else, where nobody hears the latency, in those
+// that take the least work for a frame.
+host::StreamPlan streamPlan(const Options& options, const PreparedResponse& prepared,
+                            int sampleRate) {
+  const Routing& routing = prepared.routing;
+  const auto planFor = [&](int blockLen) {
+    return host::StreamPlan(
+        routing.streamInputs(), routing.streamOutputs(), prepared.responses.shape(),
+        streamOptions(options, routing, prepared.info, sampleRate, blockLen));
+  };
+  if (options.blockLen) return planFor(*options.blockLen);
+  if (!options.align) return planFor(kLiveBlockLen);
+  // Longer blocks leave the caches, and jobs side by side would need longer histories.
+  constexpr int kLongest = 1 << 13;
+  const int longest =
+      options.tailBlock > 0 ? std::min(kLongest, options.tailBlock / 2) : kLongest;
+  host::StreamPlan best = planFor(std::min(kLiveBlockLen, longest));
+  const auto workPerFrame = [](const host::StreamPlan& plan) {
+    return plan.work().mean / plan.latency();
+  };
+  for (int blockLen = 2 * best.latency(); blockLen <= longest; blockLen *= 2) {
+    host::StreamPlan plan = planFor(blockLen);
+    if (workPerFrame(plan) < workPerFrame(best)) best = std::move(plan);
+  }
+  return best;
 }
 
 // The wet signal ends a response's length less one frame after the input, a latency
@@ -71,6 +101,13 @@ std::int64_t tailFrames(const Plan& plan) {
              plan.params().rearDelay +
              (plan.routing.decodes() ? host::crossoverTail(plan.params().xoverCfs) : 0);
   }
+}
+
+// What a picture shows of the cost of blocks is that of one stream.
+int jobsAskedFor(const Options& options) {
+  if (!options.picture.empty()) return 1;
+  return options.jobs.value_or(
+      std::max(1, static_cast<int>(std::thread::hardware_concurrency())));
 }
 
 audio::AudioFormat outputFormat(const Plan& plan) {
@@ -100,9 +137,7 @@ Plan makePlan(const Options& options, const audio::AudioInfo& input) {
   PreparedResponse prepared = prepareResponse(options, input);
 
   const Routing routing = prepared.routing;
-  host::StreamPlan stream(
-      routing.streamInputs(), routing.streamOutputs(), prepared.responses.shape(),
-      streamOptions(options, routing, prepared.info, input.sampleRate));
+  host::StreamPlan stream = streamPlan(options, prepared, input.sampleRate);
   Plan plan{.options = options,
             .input = input,
             .response = std::move(prepared.info),
@@ -115,6 +150,7 @@ Plan makePlan(const Options& options, const audio::AudioInfo& input) {
   plan.tailFrames = tailFrames(plan);
   plan.format = outputFormat(plan);
   if (plan.format.samples == audio::SampleFormat::float32) plan.scale = kFloatScale;
+  plan.jobs = jobsFor(plan, jobsAskedFor(options));
   if (!options.output.empty()) audio::checkAudioOutput(options.output, plan.format);
   if (!options.picture.empty()) {
     refuseToReplace(options.picture, input.path);

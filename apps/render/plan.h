@@ -28,6 +28,7 @@ struct Plan {
   /// A power of two. Float files are rendered at this scale and written without it, so
   /// that they keep what the library would limit to full scale.
   float scale = 1.0F;
+  int jobs = 1;  // streams that render side by side
 
   /// The stream's parameters, with gains as the file has them.
   const ParamStruct& params() const { return stream.params(); }
@@ -39,8 +40,10 @@ struct Plan {
   double outSeconds() const {
     return static_cast<double>(outFrames()) / format.sampleRate;
   }
-  /// Of the stream and its partition sets.
-  std::int64_t memoryBytes() const { return stream.streamBytes() + stream.setBytes(); }
+  /// Of all streams and the partition sets that they share.
+  std::int64_t memoryBytes() const {
+    return jobs * stream.streamBytes() + stream.setBytes();
+  }
   /// Frames that the stream processes: the input, then silence.
   std::int64_t streamFrames() const { return skippedFrames + outFrames(); }
 };

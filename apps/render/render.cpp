@@ -1,22 +1,27 @@
 #include "apps/render/render.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <deque>
+#include <future>
+#include <span>
+#include <utility>
 
 #include "apps/render/channels.h"
 #include "apps/render/progress.h"
+#include "apps/render/timeline.h"
+#include "apps/render/workers.h"
 #include "ulmar/audio/channel_layout.h"
-#include "ulmar/host/stream.h"
 
 namespace ulmar::render {
 namespace {
 
 // The levels as written, but the peaks of the library's meters, which measure before
 // the limit.
-std::vector<ChannelLevel> levelsOf(const Plan& plan, const host::Stream& stream,
+std::vector<ChannelLevel> levelsOf(const Plan& plan, std::span<const float> peaks,
                                    const Sink& sink) {
   std::vector<ChannelLevel> levels = sink.levels();
-  const auto peaks = stream.peaks();
   for (std::size_t k = 0; k < std::min(peaks.size(), sink.order().size()); ++k) {
     levels[static_cast<std::size_t>(sink.order()[k])].peak =
         double{peaks[k]} / double{plan.scale};
@@ -35,48 +40,87 @@ double peakOf(const Plan& plan, const std::vector<ChannelLevel>& levels) {
   return peak;
 }
 
-// The stream at the plan's scale.
-host::Stream streamOf(const Plan& plan) {
-  host::Stream stream(plan.stream, plan.responses);
-  const ParamStruct& params = plan.params();
-  stream.setDryGain(params.dryGain * plan.scale);
-  stream.setWetGain(params.wetGain[0] * plan.scale);
-  return stream;
-}
+// Reads what the stretches need, in their order.
+class Reader {
+ public:
+  Reader(const Plan& plan, audio::AudioReader& input, Trace* trace)
+      : plan_(plan),
+        source_(plan, input),
+        trace_(trace),
+        kept_(static_cast<std::size_t>(plan.routing.streamInputs())) {}
+
+  Work workFor(const Stretch& stretch, std::int64_t keep) {
+    Work work;
+    work.ahead = stretch.first - stretch.start;
+    work.continues = stretch.first > 0 && work.ahead == 0;
+    work.samples = std::move(kept_);
+    for (auto& channel : work.samples) {
+      channel.reserve(static_cast<std::size_t>(stretch.end - stretch.start));
+    }
+    for (std::int64_t pos = stretch.first; pos < stretch.end;) {
+      const auto frames =
+          static_cast<int>(std::min<std::int64_t>(kBufferFrames, stretch.end - pos));
+      const float* const* const in = source_.next(frames);
+      for (std::size_t k = 0; k < work.samples.size(); ++k) {
+        work.samples[k].insert(work.samples[k].end(), in[k], in[k] + frames);
+      }
+      if (trace_ != nullptr) {
+        const auto given = static_cast<int>(
+            std::clamp<std::int64_t>(plan_.input.frames - pos, 0, frames));
+        trace_->input.add(source_.undelayed(), plan_.routing.streamInputs(), 0, given);
+      }
+      pos += frames;
+    }
+    kept_.resize(work.samples.size());
+    for (std::size_t k = 0; k < kept_.size(); ++k) {
+      kept_[k].assign(work.samples[k].end() - static_cast<std::ptrdiff_t>(keep),
+                      work.samples[k].end());
+    }
+    return work;
+  }
+
+ private:
+  const Plan& plan_;
+  Source source_;
+  Trace* trace_;
+  Planar kept_;  // what the next stretch needs again
+};
 
 }  // namespace
 
+// Reading, rendering and writing overlap: stretches are read ahead of those that the
+// workers are at, and written when they are due.
 Rendering render(const Plan& plan, audio::AudioReader& input, Trace* trace) {
   const auto start = std::chrono::steady_clock::now();
-  host::Stream stream = streamOf(plan);
   audio::AudioWriter writer(plan.options.output, plan.format);
   Progress progress(plan.streamFrames(), plan.format.sampleRate);
-  Source source(plan, input);
+  Reader reader(plan, input, trace);
   Sink sink(plan, writer);
+  std::array<float, kMaxChannels> peaks{};
 
-  std::int64_t done = 0;
-  while (done < plan.streamFrames()) {
-    const auto frames = static_cast<int>(
-        std::min<std::int64_t>(kBufferFrames, plan.streamFrames() - done));
-    const auto skipped = static_cast<int>(
-        std::clamp<std::int64_t>(plan.skippedFrames - done, 0, frames));
-    const float* const* const in = source.next(frames);
-    if (trace == nullptr) {
-      stream.process(in, sink.buffers(), frames);
-      sink.undoScale(plan.scale, frames);
-    } else {
-      const int numInputs = plan.routing.streamInputs();
-      const int numOutputs = plan.routing.streamOutputs();
-      const auto given = static_cast<int>(
-          std::clamp<std::int64_t>(plan.input.frames - done, 0, frames));
-      trace->input.add(source.undelayed(), numInputs, 0, given);
-      processTraced(stream, in, numInputs, sink.buffers(), numOutputs, frames, *trace);
-      sink.undoScale(plan.scale, frames);
-      trace->output.add(sink.buffers(), numOutputs, skipped, frames);
+  const std::vector<Stretch> stretches = stretchesOf(plan);
+  std::deque<std::future<Rendered>> pending;
+  Workers workers(plan, trace);
+  std::size_t numRead = 0;
+  for (const Stretch& stretch : stretches) {
+    for (; numRead < stretches.size() && std::cmp_less_equal(pending.size(), plan.jobs);
+         ++numRead) {
+      const Stretch& next = stretches[numRead];
+      const bool isLast = numRead + 1 == stretches.size();
+      const std::int64_t keep = isLast ? 0 : next.end - stretches[numRead + 1].start;
+      pending.push_back(workers.render(reader.workFor(next, keep)));
     }
-    sink.write(skipped, frames);
-    done += frames;
-    progress.show(done);
+    const Rendered rendered = pending.front().get();
+    pending.pop_front();
+    // In the stretch's own frames.
+    const std::int64_t frames = stretch.end - stretch.start;
+    const std::int64_t first =
+        std::min(std::max(plan.skippedFrames, stretch.first) - stretch.start, frames);
+    if (trace != nullptr) trace->output.add(rendered.samples, first, frames);
+    sink.write(rendered.samples, first, frames);
+    std::ranges::transform(peaks, rendered.peaks, peaks.begin(),
+                           [](float a, float b) { return std::max(a, b); });
+    progress.show(stretch.end);
   }
 
   Rendering rendering;
@@ -84,7 +128,7 @@ Rendering render(const Plan& plan, audio::AudioReader& input, Trace* trace) {
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   rendering.timesRealTime = plan.outSeconds() / rendering.elapsed;
   rendering.channels = audio::channelNames(plan.routing.output);
-  rendering.levels = levelsOf(plan, stream, sink);
+  rendering.levels = levelsOf(plan, peaks, sink);
   const double peak = peakOf(plan, rendering.levels);
   rendering.gainWithoutClipping = peak > kMaxSample ? kMaxSample / peak : 1.0;
   rendering.limited = peak * double{plan.scale} > kMaxSample;

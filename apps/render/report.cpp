@@ -147,8 +147,10 @@ std::string engineText(const Plan& plan) {
     text += ", then " + geometryText(tail->geometry) + ", spread over " +
             std::to_string(tail->numSlots) + " blocks of the first";
   }
-  return text + truncationText(plan) + ", " +
-         fixed(static_cast<double>(plan.memoryBytes()) / (1 << 20), 1) + " MiB";
+  text += truncationText(plan);
+  if (plan.jobs > 1) text += ", in " + countText(plan.jobs, "stream") + " side by side";
+  return text + ", " + fixed(static_cast<double>(plan.memoryBytes()) / (1 << 20), 1) +
+         " MiB";
 }
 
 std::string latencyText(const Plan& plan) {

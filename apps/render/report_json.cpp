@@ -67,6 +67,7 @@ Json engineFigures(const Plan& plan) {
                {"meanWork", stream.work().mean},
                {"worstWork", stream.work().worst},
                {"latencyFrames", plan.latency()},
+               {"jobs", plan.jobs},
                {"memoryBytes", plan.memoryBytes()}});
   if (plan.crossover) json["crossover"] = *plan.crossover;
   if (const auto& tail = stream.tail()) {

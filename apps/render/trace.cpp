@@ -34,6 +34,12 @@ void Envelope::add(const float* const* channels, int numChannels, int first, int
   }
 }
 
+void Envelope::add(const Planar& channels, std::int64_t first, std::int64_t end) {
+  std::vector<const float*> starts;
+  for (const auto& channel : channels) starts.push_back(channel.data() + first);
+  add(starts.data(), static_cast<int>(starts.size()), 0, static_cast<int>(end - first));
+}
+
 double Envelope::timeOf(std::size_t column) const {
   return (static_cast<double>(column) + 0.5) / static_cast<double>(columns_.size()) *
          static_cast<double>(numFrames_) / sampleRate_;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "apps/draw/plot.h"
+#include "ulmar/host/planar.h"
 #include "ulmar/host/stream.h"
 
 namespace ulmar::render {
@@ -17,6 +18,7 @@ class Envelope {
 
   /// The next frames [first, end) of every channel.
   void add(const float* const* channels, int numChannels, int first, int end);
+  void add(const Planar& channels, std::int64_t first, std::int64_t end);
 
   /// Over s, of all channels.
   std::vector<draw::Extent> extents() const;
