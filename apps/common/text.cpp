@@ -7,6 +7,8 @@
 #include <locale>
 #include <sstream>
 
+#include "ulmar/host/decibels.h"
+
 namespace ulmar::apps {
 
 std::int64_t framesIn(double seconds, int sampleRate) {
@@ -52,10 +54,6 @@ std::string secondsText(std::int64_t frames, int sampleRate) {
 std::string millisecondsText(double seconds, int decimals) {
   return fixed(1000.0 * seconds, decimals) + " ms";
 }
-
-double decibelsOfGain(double gain) { return 20.0 * std::log10(gain); }
-
-double decibelsOfPower(double power) { return 10.0 * std::log10(power); }
 
 std::string decibelText(double gain) {
   if (gain == 0.0) return "off";

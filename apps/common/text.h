@@ -29,10 +29,6 @@ std::string secondsText(double seconds);
 /// "12.5 ms".
 std::string millisecondsText(double seconds, int decimals = 1);
 
-/// Of a linear gain or amplitude, and of a power; minus infinity for 0.
-double decibelsOfGain(double gain);
-double decibelsOfPower(double power);
-
 /// "-3.1 dB" of a linear gain, or "off" for 0.
 std::string decibelText(double gain);
 

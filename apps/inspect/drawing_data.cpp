@@ -5,12 +5,10 @@
 #include <cmath>
 #include <numeric>
 
-#include "apps/common/text.h"
+#include "ulmar/acoustics/spectrum.h"
 
 namespace ulmar::inspect {
 namespace {
-
-double decibels(double power) { return apps::decibelsOfPower(std::max(power, 1e-30)); }
 
 /// The indices [first, second) that fall into a column, at least one of them.
 std::pair<std::size_t, std::size_t> columnRange(std::size_t column,
@@ -82,7 +80,7 @@ std::vector<draw::Point2> levelCurve(const Channel& channel, double duration,
     // Without a decay, what a constant power would have to come over the whole time.
     const double toCome = rate > 0.0 ? 1.0 / rate : profile.end();
     points.push_back({profile.timeOf(first) + 0.5 * length,
-                      decibels(energy / length * toCome / whole)});
+                      acoustics::levelOf(energy / length * toCome / whole)});
   }
   return points;
 }
@@ -109,8 +107,8 @@ std::vector<draw::Extent> spectrumExtents(const acoustics::EnergySpectrum& spect
     const auto [low, high] =
         std::minmax_element(begin + static_cast<std::ptrdiff_t>(first),
                             begin + static_cast<std::ptrdiff_t>(end));
-    extents.push_back(
-        {edge(static_cast<double>(column) + 0.5), decibels(*low), decibels(*high)});
+    extents.push_back({edge(static_cast<double>(column) + 0.5),
+                       acoustics::levelOf(*low), acoustics::levelOf(*high)});
   }
   return extents;
 }

@@ -4,6 +4,7 @@
 #include "apps/common/text.h"
 #include "apps/inspect/drawing_data.h"
 #include "apps/inspect/panels.h"
+#include "ulmar/host/decibels.h"
 
 namespace ulmar::inspect {
 namespace {
@@ -17,7 +18,7 @@ constexpr double kFirstQuefrency = 0.0005;  // s
 constexpr double kLastQuefrency = 0.05;
 
 double loudestLevel(const Inspection& inspection) {
-  double loudest = -300.0;
+  double loudest = acoustics::kSilentLevel;
   for (const Channel& channel : inspection.channels) {
     const auto& spectrum = channel.spectrum;
     if (!spectrum) continue;
@@ -101,7 +102,7 @@ void drawCepstra(draw::Picture& picture, const Inspection& inspection, const Box
     if (const auto& echo = cepstrum.echo) {
       plot.disc({1000.0 * echo->delay, echo->value}, 4.5, colorOf(i));
       text += ", echo at " + apps::millisecondsText(echo->delay, 2) + ", about " +
-              fixed(apps::decibelsOfGain(std::abs(echo->gain())), 0) + " dB";
+              fixed(decibelsOfGain(std::abs(echo->gain())), 0) + " dB";
     } else {
       text += ", no echo stands out";
     }

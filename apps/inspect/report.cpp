@@ -6,12 +6,12 @@
 
 #include "apps/common/text.h"
 #include "apps/inspect/table.h"
+#include "ulmar/host/decibels.h"
 #include "ulmar/host/geometry.h"
 
 namespace ulmar::inspect {
 namespace {
 
-using apps::decibelsOfGain;
 using apps::fixed;
 using apps::millisecondsText;
 using Rows = std::vector<std::vector<std::string>>;
@@ -52,7 +52,7 @@ std::string levelText(const Inspection& inspection) {
     }
     rows.push_back({channel.name, fullScaleText(channel.measures.peak),
                     timeText(channel.measures.peakFrame, rate),
-                    fixed(apps::decibelsOfPower(channel.measures.energy), 1) + " dB",
+                    fixed(decibelsOfPower(channel.measures.energy), 1) + " dB",
                     fullScaleText(std::abs(channel.measures.dcOffset)),
                     timeText(*channel.measures.onset, rate),
                     noiseText(inspection, channel)});

@@ -1,7 +1,7 @@
 #include <nlohmann/json.hpp>
 
-#include "apps/common/text.h"
 #include "apps/inspect/report.h"
+#include "ulmar/host/decibels.h"
 
 namespace ulmar::inspect {
 namespace {
@@ -40,7 +40,7 @@ Json noiseFigures(const Channel& channel, int sampleRate) {
   const acoustics::Decay& decay = channel.measures.broadband.decay;
   if (!decay.reachesNoise) return nullptr;
   const double onset = static_cast<double>(*channel.measures.onset) / sampleRate;
-  return {{"level", apps::decibelsOfPower(decay.noisePower / sampleRate)},
+  return {{"level", decibelsOfPower(decay.noisePower / sampleRate)},
           {"fromSeconds", onset + decay.end}};
 }
 

@@ -6,6 +6,7 @@
 
 #include "apps/common/text.h"
 #include "apps/render/option_values.h"
+#include "ulmar/host/decibels.h"
 #include "ulmar/host/geometry.h"
 
 namespace ulmar::render {
@@ -217,7 +218,7 @@ std::string speedText(const Plan& plan, const Rendering& rendering) {
 // What change of level would have avoided clipping, in dB.
 std::string adviceText(const Options& options, double change) {
   const auto takes = [change](double gain) {
-    return gain == 0.0 || apps::decibelsOfGain(gain) + change >= kLevel.low;
+    return gain == 0.0 || decibelsOfGain(gain) + change >= kLevel.low;
   };
   // The gains that a signal passes.
   const std::string names = options.dryGain == 0.0   ? "--wet"
@@ -235,7 +236,7 @@ std::string peakText(const Plan& plan, const Rendering& rendering) {
   const double gain = rendering.gainWithoutClipping;
   if (gain == 1.0) return text + ", within full scale";
   // Rounded down, so that it is enough.
-  const double decibels = std::floor(100.0 * apps::decibelsOfGain(gain)) / 100.0;
+  const double decibels = std::floor(100.0 * decibelsOfGain(gain)) / 100.0;
   const std::string advice = adviceText(plan.options, decibels);
   if (!rendering.limited) {
     return text + ", above full scale, which a float file keeps; " + advice;
