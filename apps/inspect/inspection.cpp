@@ -2,28 +2,13 @@
 
 #include <algorithm>
 
+#include "ulmar/audio/response_layout.h"
 #include "ulmar/host/error.h"
 
 namespace ulmar::inspect {
 namespace {
 
 constexpr int kMaxChannels = 16;
-
-/// By what the renderer makes of so many channels.
-std::string nameOf(std::size_t channel, std::size_t numChannels) {
-  static constexpr const char* kStereo[] = {"left", "right"};
-  static constexpr const char* kTrueStereo[] = {"LL", "LR", "RL", "RR"};
-  switch (numChannels) {
-    case 1:
-      return "mono";
-    case 2:
-      return kStereo[channel];
-    case 4:
-      return kTrueStereo[channel];
-    default:
-      return "channel " + std::to_string(channel + 1);
-  }
-}
 
 /// Channels one after the other make pairs: left and right, or those of each source of
 /// true stereo.
@@ -77,9 +62,10 @@ Inspection inspect(const std::string& path) {
          " channels, and the limits are 1 and ", kMaxChannels);
   }
   const auto& samples = inspection.file.samples;
+  const std::vector<std::string> names = audio::responseChannelNames(info.channels);
   for (std::size_t i = 0; i < samples.size(); ++i) {
     Channel& channel = inspection.channels.emplace_back();
-    channel.name = nameOf(i, samples.size());
+    channel.name = names[i];
     channel.measures = acoustics::measureResponse(samples[i], info.sampleRate);
   }
   const auto sounds = [](const Channel& channel) {

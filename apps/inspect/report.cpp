@@ -7,7 +7,6 @@
 #include "apps/common/text.h"
 #include "apps/inspect/table.h"
 #include "ulmar/host/decibels.h"
-#include "ulmar/host/geometry.h"
 
 namespace ulmar::inspect {
 namespace {
@@ -177,20 +176,6 @@ std::string blocksText(const Suggestions& suggestions) {
   return tableText(rows, 0);
 }
 
-/// Why there is no block length to suggest.
-std::string unsuggestedText(const Inspection& inspection) {
-  if (inspection.suggestions->length > std::size_t{host::kMaxIRLen}) {
-    return "it is longer than ulmar-render takes";
-  }
-  const std::size_t numChannels = inspection.channels.size();
-  if (numChannels == 6) {
-    return "ulmar-render takes 6 channels as B-format, with --bformat, or as speaker "
-           "feeds, with --passthrough";
-  }
-  return "ulmar-render takes responses of 1 to 6, 8 or 10 channels, not of " +
-         std::to_string(numChannels);
-}
-
 std::string suggestionText(const Inspection& inspection) {
   const Suggestions& suggestions = *inspection.suggestions;
   const int rate = inspection.sampleRate();
@@ -201,7 +186,7 @@ std::string suggestionText(const Inspection& inspection) {
   };
   std::string text = "\nRendering it\n";
   if (suggestions.blocks.empty()) {
-    return text + "  " + unsuggestedText(inspection) + "\n";
+    return text + "  " + suggestions.obstacle + "\n";
   }
   const BlockChoice& choice = suggestions.blocks[suggestions.suggestedBlock];
   text += "  ulmar-render --ir " + apps::shellPath(inspection.file.info.path);

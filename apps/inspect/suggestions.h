@@ -4,7 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <string>
 #include <vector>
 
 #include "apps/inspect/channel.h"
@@ -33,6 +33,7 @@ struct Suggestions {
   static constexpr double kAffordable = 0.01;
   /// Empty if the file does not say what the channels are, and if they are too long.
   std::vector<BlockChoice> blocks;
+  std::string obstacle;            // in words, where `blocks` is empty
   bool asBFormat = false;          // what `blocks` takes them for, which must be said
   std::size_t suggestedBlock = 0;  // in `blocks`, the shortest that is affordable
 };

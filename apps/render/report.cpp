@@ -80,7 +80,8 @@ std::string pairText(const Plan& plan) {
 
 std::string decodingText(const Plan& plan) {
   const bool mono = plan.routing.input == audio::ChannelLayout::mono;
-  const bool oneSource = plan.response.channels <= 4;
+  const bool oneSource =
+      audio::numSources(ResponseLayout::bFormat, plan.response.channels) == 1;
   std::string text;
   if (oneSource) {
     text = mono ? "mono through W, X and Y"
@@ -105,7 +106,7 @@ std::string feedsText(const Plan& plan) {
   } else {
     text = "left and right to five loudspeakers each, through their own responses";
   }
-  if (plan.response.channels == 6) {
+  if (audio::hasLowFrequency(ResponseLayout::feeds, plan.response.channels)) {
     text += "; the response's low-frequency channel is not used";
   }
   return text;
