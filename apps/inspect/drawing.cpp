@@ -1,7 +1,7 @@
 #include "apps/inspect/drawing.h"
 
-#include "apps/common/text.h"
 #include "apps/inspect/panels.h"
+#include "apps/inspect/report.h"
 
 namespace ulmar::inspect {
 namespace {
@@ -36,11 +36,7 @@ void drawHeader(Picture& picture, const Inspection& inspection) {
   const std::string name = info.path.substr(info.path.rfind('/') + 1);
   picture.text({kMargin, 38.0}, picture.shortened(name, kTextWidth, kNameFont),
                draw::Align::left, kNameFont);
-  std::string text = info.format + ", ";
-  text += apps::audioText(info.channels, info.sampleRate, info.frames);
-  text += " (";
-  text += apps::countText(info.frames, "frame");
-  text += ")";
+  std::string text = fileText(inspection.results);
   if (inspection.channels.size() > kMaxCurves) {
     text += "; the first ";
     text += std::to_string(kMaxCurves);
@@ -66,12 +62,12 @@ void draw(const Inspection& inspection, const std::string& path) {
   const double spectrogramTop = decayTop + kRowHeight + kBetweenRows;
   const double spectrumTop = spectrogramTop + kSpectrogramHeight + kBetweenRows;
   const double bottom =
-      inspection.silent() ? waveforms.bottom() : spectrumTop + kRowHeight;
+      inspection.results.silent() ? waveforms.bottom() : spectrumTop + kRowHeight;
 
   Picture picture(path, kWidth, static_cast<int>(bottom + kLabels + 0.5 * kMargin));
   drawHeader(picture, inspection);
   drawWaveforms(picture, inspection, waveforms);
-  if (!inspection.silent()) {
+  if (!inspection.results.silent()) {
     drawDecays(picture, inspection, {kLeft, decayTop, kColumnWidth, kRowHeight});
     drawDecayTimes(picture, inspection,
                    {kRightColumn, decayTop, kColumnWidth, kRowHeight});

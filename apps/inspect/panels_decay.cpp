@@ -14,11 +14,6 @@ using draw::Box;
 using draw::Plot;
 using Fit = std::optional<acoustics::DecayFit>;
 
-const Fit& lateFit(const acoustics::Decay& decay) {
-  return decay.t30 ? decay.t30 : decay.t20;
-}
-const Fit& earlyFit(const acoustics::Decay& decay) { return decay.edt; }
-
 /// What of the time after the onset is worth showing, in s.
 double shownDuration(const Inspection& inspection) {
   double end = 0.0;
@@ -53,18 +48,19 @@ bool anyFit(const Inspection& inspection) {
       inspection.channels.begin() + static_cast<std::ptrdiff_t>(numCurves(inspection)),
       [](const Channel& channel) {
         const acoustics::Decay& decay = channel.measures.broadband.decay;
-        return lateFit(decay) || earlyFit(decay);
+        return decay.late() || decay.edt;
       });
 }
 
-std::string fitText(const Channel& channel) {
-  const acoustics::Decay& decay = channel.measures.broadband.decay;
+std::string fitText(const ChannelResult& channel) {
+  const BandResult& band = channel.sound->broadband;
   std::string text = channel.name;
-  if (const Fit& fit = lateFit(decay)) {
-    text += (decay.t30 ? ", T30 " : ", T20 ") + fixed(fit->decayTime(), 2) + " s";
+  if (band.reverberationTime) {
+    text += band.t30 ? ", T30 " : ", T20 ";
+    text += fixed(*band.reverberationTime, 2) + " s";
   }
-  if (decay.edt) text += ", EDT " + fixed(decay.edt->decayTime(), 2) + " s";
-  if (decay.range == 0.0) text += ", no decay found";
+  if (band.edt) text += ", EDT " + fixed(band.edt->seconds, 2) + " s";
+  if (band.range == 0.0) text += ", no decay found";
   return text;
 }
 
@@ -84,16 +80,17 @@ void drawFits(Plot& plot, const acoustics::Decay& decay, double lowest,
     plot.curve(inUnit(unit, {{0.0, fit->at(0.0)}, {end, low}}),
                {.color = draw::kInk, .width = width, .dashed = true});
   };
-  draw(lateFit(decay), lowest, 1.5);
-  draw(earlyFit(decay), -20.0, 1.0);
+  draw(decay.late(), lowest, 1.5);
+  draw(decay.edt, -20.0, 1.0);
 }
 
 /// Of the octave bands of the first channel that has any.
 std::vector<Axis::Tick> octaveTicks(const Inspection& inspection) {
   std::vector<Axis::Tick> ticks;
-  for (const Channel& channel : inspection.channels) {
+  for (const ChannelResult& channel : inspection.results.channels) {
     if (!ticks.empty()) break;
-    for (const acoustics::BandMeasures& band : channel.measures.octaves) {
+    if (!channel.sound) continue;
+    for (const BandResult& band : channel.sound->octaves) {
       const bool thousands = band.centre >= 1000.0;
       ticks.push_back({band.centre, thousands ? fixed(band.centre / 1000.0, 0) + "k"
                                               : fixed(band.centre, 0)});
@@ -102,15 +99,24 @@ std::vector<Axis::Tick> octaveTicks(const Inspection& inspection) {
   return ticks;
 }
 
+using BandTime = std::optional<double> (*)(const BandResult&);
+
+std::optional<double> lateTime(const BandResult& band) {
+  return band.reverberationTime;
+}
+
+std::optional<double> earlyTime(const BandResult& band) {
+  return band.edt ? std::optional(band.edt->seconds) : std::nullopt;
+}
+
 /// The decay times of the bands that have one, as a broken line with a mark in each.
-void drawBandTimes(Plot& plot, const Channel& channel,
-                   const Fit& (*fitOf)(const acoustics::Decay&),
+void drawBandTimes(Plot& plot, const SoundResult& sound, BandTime timeOf,
                    const draw::Stroke& stroke) {
   std::vector<draw::Point2> points;
-  for (const acoustics::BandMeasures& band : channel.measures.octaves) {
-    const Fit& fit = fitOf(band.decay);
-    points.push_back({band.centre, fit ? fit->decayTime() : std::nan("")});
-    if (fit) plot.disc(points.back(), stroke.dashed ? 3.0 : 4.5, stroke.color);
+  for (const BandResult& band : sound.octaves) {
+    const std::optional<double> time = timeOf(band);
+    points.push_back({band.centre, time.value_or(std::nan(""))});
+    if (time) plot.disc(points.back(), stroke.dashed ? 3.0 : 4.5, stroke.color);
   }
   plot.curve(points, stroke);
 }
@@ -118,10 +124,11 @@ void drawBandTimes(Plot& plot, const Channel& channel,
 double longestTime(const Inspection& inspection) {
   double longest = 0.0;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    for (const acoustics::BandMeasures& band :
-         inspection.channels[i].measures.octaves) {
-      for (const Fit& fit : {lateFit(band.decay), earlyFit(band.decay)}) {
-        if (fit) longest = std::max(longest, fit->decayTime());
+    const auto& sound = inspection.results.channels[i].sound;
+    if (!sound) continue;
+    for (const BandResult& band : sound->octaves) {
+      for (const auto& time : {lateTime(band), earlyTime(band)}) {
+        longest = std::max(longest, time.value_or(0.0));
       }
     }
   }
@@ -158,7 +165,8 @@ void drawDecays(draw::Picture& picture, const Inspection& inspection, const Box&
     if (!channel.measures.onset) continue;
     plot.curve(inUnit(unit, decayCurve(channel, 4 * width)),
                {.color = colorOf(i), .width = 2.0});
-    legend.push_back({fitText(channel), {.color = colorOf(i), .width = 2.0}});
+    legend.push_back(
+        {fitText(inspection.results.channels[i]), {.color = colorOf(i), .width = 2.0}});
   }
   const acoustics::Decay& first = inspection.channels[0].measures.broadband.decay;
   if (first.reachesNoise) {
@@ -186,11 +194,13 @@ void drawDecayTimes(draw::Picture& picture, const Inspection& inspection,
   if (longest == 0.0) return plot.remark("No octave band has enough decay range.");
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    const Channel& channel = inspection.channels[i];
+    const ChannelResult& channel = inspection.results.channels[i];
     const draw::Stroke late = {.color = colorOf(i), .width = 2.0};
-    drawBandTimes(plot, channel, lateFit, late);
-    drawBandTimes(plot, channel, earlyFit,
-                  {.color = colorOf(i), .width = 1.2, .dashed = true});
+    if (channel.sound) {
+      drawBandTimes(plot, *channel.sound, lateTime, late);
+      drawBandTimes(plot, *channel.sound, earlyTime,
+                    {.color = colorOf(i), .width = 1.2, .dashed = true});
+    }
     legend.push_back({channel.name + ", T30 (T20 if short of range)", late});
   }
   legend.push_back({"EDT", {.color = draw::kInk, .width = 1.2, .dashed = true}});

@@ -19,7 +19,7 @@ using draw::Plot;
 constexpr draw::Color kTrimmed = {0.45, 0.45, 0.48, 0.16};
 
 Axis timeAxis(const Inspection& inspection) {
-  const double duration = durationOf(inspection);
+  const double duration = inspection.results.seconds;
   const TimeUnit unit = apps::unitFor(duration);
   return {.label = std::string("Time (") + unit.name + ")",
           .high = unit.perSecond * duration};
@@ -41,29 +41,25 @@ std::vector<Axis::Tick> amplitudeTicks(double range) {
 
 /// Whether the suggested trim leaves out enough at one end to be seen, a few pixels.
 bool showsTrim(const Inspection& inspection) {
-  if (!inspection.suggestions) return false;
-  const Suggestions& suggestions = *inspection.suggestions;
-  const std::size_t after =
-      inspection.numFrames() - suggestions.start - suggestions.length;
-  return 400 * std::uint64_t{std::max(suggestions.start, after)} >=
+  if (inspection.results.silent()) return false;
+  const Suggestions& suggestions = *inspection.results.suggestions;
+  return 400 * std::uint64_t{std::max(suggestions.start.frame, suggestions.leftOut)} >=
          inspection.numFrames();
 }
 
 void shadeTrimmed(Plot& plot, const Inspection& inspection, double unit) {
   if (!showsTrim(inspection)) return;
-  const Suggestions& suggestions = *inspection.suggestions;
-  const auto time = [&](std::size_t frame) {
-    return unit * static_cast<double>(frame) / inspection.sampleRate();
-  };
-  plot.shade(0.0, time(suggestions.start), kTrimmed);
-  plot.shade(time(suggestions.start + suggestions.length), time(inspection.numFrames()),
-             kTrimmed);
+  const Suggestions& suggestions = *inspection.results.suggestions;
+  const double start = suggestions.start.seconds;
+  const double end = start + suggestions.length.seconds;
+  plot.shade(0.0, unit * start, kTrimmed);
+  plot.shade(unit * end, unit * inspection.results.seconds, kTrimmed);
 }
 
-std::string stripName(const Channel& channel, int sampleRate) {
-  if (!channel.measures.onset) return channel.name + ", silent";
-  const double onset = static_cast<double>(*channel.measures.onset) / sampleRate;
-  return channel.name + ", onset at " + apps::fixed(onset, 4) + " s";
+std::string stripName(const ChannelResult& channel) {
+  if (!channel.sound) return channel.name + ", silent";
+  return channel.name + ", onset at " + apps::fixed(channel.sound->onset.seconds, 4) +
+         " s";
 }
 
 /// The colours beside a spectrogram and what they mean.
@@ -87,15 +83,15 @@ void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
   const std::size_t numStrips = numCurves(inspection);
   const double pitch = (box.height + kGap) / static_cast<double>(numStrips);
   double peak = 0.0;
-  for (const Channel& channel : inspection.channels)
-    peak = std::max(peak, channel.measures.peak);
+  for (const ChannelResult& channel : inspection.results.channels) {
+    peak = std::max(peak, channel.peak);
+  }
   const double range = peak > 0.0 ? 1.1 * peak : 1.1;
-  const TimeUnit unit = apps::unitFor(durationOf(inspection));
+  const TimeUnit unit = apps::unitFor(inspection.results.seconds);
   const char* const title = showsTrim(inspection)
                                 ? "Waveform (shaded: left out by the suggested trim)"
                                 : "Waveform";
   for (std::size_t i = 0; i < numStrips; ++i) {
-    const Channel& channel = inspection.channels[i];
     const bool first = i == 0;
     const bool last = i + 1 == numStrips;
     const Box strip = {box.left, box.top + static_cast<double>(i) * pitch, box.width,
@@ -113,7 +109,7 @@ void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
     plot.waveform(extents, colorOf(i));
     shadeTrimmed(plot, inspection, unit.perSecond);
     plot.legend(std::vector<draw::LegendEntry>{
-        {stripName(channel, inspection.sampleRate()), {colorOf(i), 2.0}}});
+        {stripName(inspection.results.channels[i]), {colorOf(i), 2.0}}});
     plot.frame();
   }
 }

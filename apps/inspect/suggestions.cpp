@@ -14,7 +14,7 @@ namespace {
 using audio::ResponseLayout;
 
 constexpr int kInputChannels = 2;
-// Of B-format, of which both cost the same.
+// Of B-format. The other one costs the same.
 constexpr host::BFormat kConvention = host::BFormat::fuma;
 
 // What lies before an onset at a tenth of the peak, such as the ringing of a sharp
@@ -22,7 +22,7 @@ constexpr host::BFormat kConvention = host::BFormat::fuma;
 constexpr double kLeadIn = 0.001;  // s
 
 void suggestPart(Suggestions& suggestions, const std::vector<Channel>& channels,
-                 std::size_t numFrames, double sampleRate) {
+                 std::size_t numFrames, int sampleRate) {
   constexpr double kMaxFade = 0.25;  // s
   std::size_t start = numFrames;
   std::size_t end = 0;
@@ -39,11 +39,12 @@ void suggestPart(Suggestions& suggestions, const std::vector<Channel>& channels,
   }
   end = std::clamp(end, start + 1, numFrames);
   start -= std::min(start, static_cast<std::size_t>(kLeadIn * sampleRate));
-  suggestions.start = start;
-  suggestions.length = end - start;
+  suggestions.start = momentOf(start, sampleRate);
+  suggestions.length = momentOf(end - start, sampleRate);
+  suggestions.leftOut = numFrames - end;
   if (end < std::min(soundEnd, numFrames)) {
-    suggestions.fade = std::min(suggestions.length / 10,
-                                static_cast<std::size_t>(kMaxFade * sampleRate));
+    const auto longest = static_cast<std::size_t>(kMaxFade * sampleRate);
+    suggestions.fade = momentOf(std::min((end - start) / 10, longest), sampleRate);
   }
 }
 
@@ -116,7 +117,7 @@ Suggestions suggest(const std::vector<Channel>& channels,
   suggestPart(suggestions, channels, static_cast<std::size_t>(info.frames),
               info.sampleRate);
   const auto layout = layoutFor(info);
-  if (suggestions.length > std::size_t{host::kMaxIRLen}) {
+  if (suggestions.length.frame > std::size_t{host::kMaxIRLen}) {
     suggestions.obstacle = "it is longer than ulmar-render takes";
     return suggestions;
   }
@@ -125,7 +126,9 @@ Suggestions suggest(const std::vector<Channel>& channels,
     return suggestions;
   }
   suggestions.asBFormat = *layout == ResponseLayout::bFormat;
-  const auto irLen = static_cast<int>(suggestions.length);
+  suggestions.orAmbix = suggestions.asBFormat &&
+                        audio::canHave(*layout, info.channels, host::BFormat::ambix);
+  const auto irLen = static_cast<int>(suggestions.length.frame);
   bool affordable = false;
   for (int blockLen = kShortest;
        blockLen <= kLongestShown || (!affordable && blockLen <= host::kMaxBlockLen);

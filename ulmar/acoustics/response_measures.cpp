@@ -103,9 +103,8 @@ std::optional<double> centreTimeOf(const EnergyProfile& profile, const Decay& de
 }  // namespace
 
 std::optional<double> BandMeasures::reverberationTime() const {
-  if (decay.t30) return decay.t30->decayTime();
-  if (decay.t20) return decay.t20->decayTime();
-  return std::nullopt;
+  if (!decay.late()) return std::nullopt;
+  return decay.late()->decayTime();
 }
 
 std::optional<double> ResponseMeasures::midReverberationTime() const {
