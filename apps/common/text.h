@@ -15,12 +15,8 @@ std::string fixed(double value, int decimals);
 /// The shortest digits that mean the value: "0.25", "384000".
 std::string shortest(double value);
 
-/// Milliseconds where seconds would be small numbers.
-struct TimeUnit {
-  const char* name;
-  double perSecond;
-};
-TimeUnit unitFor(double seconds);
+/// At most so many significant digits: "0.0005", "5e-06".
+std::string significant(double value, int digits);
 
 /// "0.012 s", "4.32 s" or "1:02:03 h".
 std::string secondsText(std::int64_t frames, int sampleRate);

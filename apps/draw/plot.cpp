@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <locale>
-#include <sstream>
+
+#include "apps/common/text.h"
 
 namespace ulmar::draw {
 namespace {
@@ -15,14 +15,6 @@ constexpr Picture::Font kTickFont = {.size = 13.0, .color = kSoftInk};
 constexpr double kTickLength = 5.0;
 constexpr double kPixelsPerTickX = 80.0;
 constexpr double kPixelsPerTickY = 38.0;
-
-std::string numberText(double value, int decimals) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text.precision(decimals);
-  text << std::fixed << (value == 0.0 ? 0.0 : value);
-  return text.str();
-}
 
 /// Multiples of 1, 2 or 5 times a power of ten, about maxCount of them.
 std::vector<Axis::Tick> linearTicks(double low, double high, double maxCount) {
@@ -41,7 +33,7 @@ std::vector<Axis::Tick> linearTicks(double low, double high, double maxCount) {
   const auto last = static_cast<std::int64_t>(std::floor((high + slack) / step));
   for (std::int64_t multiple = first; multiple <= last; ++multiple) {
     const double value = static_cast<double>(multiple) * step;
-    ticks.push_back({value, numberText(value, decimals)});
+    ticks.push_back({value, apps::fixed(value, decimals)});
   }
   return ticks;
 }
@@ -58,11 +50,7 @@ std::vector<Axis::Tick> logarithmicTicks(double low, double high, double maxCoun
       if (factor > 1.0 && !dense) continue;
       const double value = factor * std::pow(10.0, exponent);
       if (value < low * (1.0 - 1e-9) || value > high * (1.0 + 1e-9)) continue;
-      const bool thousands = value >= 1000.0;
-      const double shown = thousands ? value / 1000.0 : value;
-      const int decimals =
-          shown < 1.0 ? -static_cast<int>(std::floor(std::log10(shown) + 1e-9)) : 0;
-      ticks.push_back({value, numberText(shown, decimals) + (thousands ? "k" : "")});
+      ticks.push_back({value, roundText(value)});
     }
   }
   return ticks;
@@ -83,6 +71,14 @@ void chooseTicks(Axis& axis, double maxCount) {
 }
 
 }  // namespace
+
+std::string roundText(double value) {
+  const bool thousands = value >= 1000.0;
+  const double shown = thousands ? value / 1000.0 : value;
+  const int decimals =
+      shown < 1.0 ? -static_cast<int>(std::floor(std::log10(shown) + 1e-9)) : 0;
+  return apps::fixed(shown, decimals) + (thousands ? "k" : "");
+}
 
 Plot::Plot(Picture& picture, const Box& box, const std::string& title, Axis x, Axis y)
     : picture_(picture), box_(box), x_(std::move(x)), y_(std::move(y)) {
@@ -185,9 +181,8 @@ void Plot::band(std::span<const Extent> extents, Color color) {
 }
 
 void Plot::waveform(std::span<const Extent> extents, Color color) {
-  constexpr std::size_t kFew = 64;
   band(extents, color);
-  if (extents.size() > kFew) return;
+  if (extents.size() > kFewToMark) return;
   for (const Extent& extent : extents) {
     disc({extent.x, extent.high}, 2.5, color);
     if (extent.low < extent.high) disc({extent.x, extent.low}, 2.5, color);

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "apps/common/text.h"
+#include "apps/draw/time_scale.h"
 #include "apps/inspect/drawing_data.h"
 #include "apps/inspect/panels.h"
 
@@ -64,20 +65,14 @@ std::string fitText(const ChannelResult& channel) {
   return text;
 }
 
-std::vector<draw::Point2> inUnit(apps::TimeUnit unit,
-                                 std::vector<draw::Point2> points) {
-  for (draw::Point2& point : points) point.x *= unit.perSecond;
-  return points;
-}
-
 /// The late fit down to the lowest level, the early one to somewhat below its range. To
 /// be drawn before the curves, which they shall not hide.
 void drawFits(Plot& plot, const acoustics::Decay& decay, double lowest,
-              apps::TimeUnit unit) {
+              const draw::TimeScale& time) {
   const auto draw = [&](const Fit& fit, double low, double width) {
     if (!fit) return;
     const double end = (low - fit->intercept) / fit->slope;
-    plot.curve(inUnit(unit, {{0.0, fit->at(0.0)}, {end, low}}),
+    plot.curve(time.inUnit<draw::Point2>({{0.0, fit->at(0.0)}, {end, low}}),
                {.color = draw::kInk, .width = width, .dashed = true});
   };
   draw(decay.late(), lowest, 1.5);
@@ -91,9 +86,7 @@ std::vector<Axis::Tick> octaveTicks(const Inspection& inspection) {
     if (!ticks.empty()) break;
     if (!channel.sound) continue;
     for (const BandResult& band : channel.sound->octaves) {
-      const bool thousands = band.centre >= 1000.0;
-      ticks.push_back({band.centre, thousands ? fixed(band.centre / 1000.0, 0) + "k"
-                                              : fixed(band.centre, 0)});
+      ticks.push_back({band.centre, draw::roundText(band.centre)});
     }
   }
   return ticks;
@@ -140,12 +133,11 @@ double longestTime(const Inspection& inspection) {
 void drawDecays(draw::Picture& picture, const Inspection& inspection, const Box& box) {
   const double duration = shownDuration(inspection);
   const double lowest = lowestLevel(inspection);
-  const apps::TimeUnit unit = apps::unitFor(duration);
+  const draw::TimeScale time(duration);
   Plot plot(picture, box,
             anyFit(inspection) ? "Decay (Schroeder curve, dashed fits; pale: level)"
                                : "Decay (Schroeder curve; pale: level)",
-            {.label = std::string("Time after the onset (") + unit.name + ")",
-             .high = unit.perSecond * duration},
+            time.axis("Time after the onset"),
             {.label = "Level (dB)",
              .low = lowest,
              .high = anyDecay(inspection)
@@ -155,15 +147,15 @@ void drawDecays(draw::Picture& picture, const Inspection& inspection, const Box&
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     const Channel& channel = inspection.channels[i];
     if (!channel.measures.onset) continue;
-    plot.curve(inUnit(unit, levelCurve(channel, duration, width / 2)),
+    plot.curve(time.inUnit(levelCurve(channel, duration, width / 2)),
                {.color = withAlpha(colorOf(i), 0.35)});
-    drawFits(plot, channel.measures.broadband.decay, lowest, unit);
+    drawFits(plot, channel.measures.broadband.decay, lowest, time);
   }
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     const Channel& channel = inspection.channels[i];
     if (!channel.measures.onset) continue;
-    plot.curve(inUnit(unit, decayCurve(channel, 4 * width)),
+    plot.curve(time.inUnit(decayCurve(channel, 4 * width)),
                {.color = colorOf(i), .width = 2.0});
     legend.push_back(
         {fitText(inspection.results.channels[i]), {.color = colorOf(i), .width = 2.0}});

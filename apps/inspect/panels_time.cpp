@@ -1,29 +1,19 @@
 #include <algorithm>
 #include <cmath>
-#include <locale>
-#include <sstream>
 
 #include "apps/common/text.h"
+#include "apps/draw/time_scale.h"
 #include "apps/inspect/drawing_data.h"
 #include "apps/inspect/panels.h"
 
 namespace ulmar::inspect {
 namespace {
 
-using apps::TimeUnit;
-
 using draw::Axis;
 using draw::Box;
 using draw::Plot;
 
 constexpr draw::Color kTrimmed = {0.45, 0.45, 0.48, 0.16};
-
-Axis timeAxis(const Inspection& inspection) {
-  const double duration = inspection.results.seconds;
-  const TimeUnit unit = apps::unitFor(duration);
-  return {.label = std::string("Time (") + unit.name + ")",
-          .high = unit.perSecond * duration};
-}
 
 /// Zero and the roundest numbers that keep their distance from the strips above and
 /// below.
@@ -32,11 +22,8 @@ std::vector<Axis::Tick> amplitudeTicks(double range) {
   const double decade = std::pow(10.0, std::floor(std::log10(limit)));
   const double digit = limit >= 5.0 * decade ? 5.0 : limit >= 2.0 * decade ? 2.0 : 1.0;
   const double value = digit * decade;
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text << value;
-  return {
-      {-value, std::string("-").append(text.str())}, {0.0, "0"}, {value, text.str()}};
+  const std::string text = apps::significant(value, 6);
+  return {{-value, "-" + text}, {0.0, "0"}, {value, text}};
 }
 
 /// Whether the suggested trim leaves out enough at one end to be seen, a few pixels.
@@ -47,13 +34,14 @@ bool showsTrim(const Inspection& inspection) {
          inspection.numFrames();
 }
 
-void shadeTrimmed(Plot& plot, const Inspection& inspection, double unit) {
+void shadeTrimmed(Plot& plot, const Inspection& inspection,
+                  const draw::TimeScale& time) {
   if (!showsTrim(inspection)) return;
   const Suggestions& suggestions = *inspection.results.suggestions;
   const double start = suggestions.start.seconds;
   const double end = start + suggestions.length.seconds;
-  plot.shade(0.0, unit * start, kTrimmed);
-  plot.shade(unit * end, unit * inspection.results.seconds, kTrimmed);
+  plot.shade(0.0, time.inUnit(start), kTrimmed);
+  plot.shade(time.inUnit(end), time.inUnit(inspection.results.seconds), kTrimmed);
 }
 
 std::string stripName(const ChannelResult& channel) {
@@ -87,7 +75,7 @@ void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
     peak = std::max(peak, channel.peak);
   }
   const double range = peak > 0.0 ? 1.1 * peak : 1.1;
-  const TimeUnit unit = apps::unitFor(inspection.results.seconds);
+  const draw::TimeScale time(inspection.results.seconds);
   const char* const title = showsTrim(inspection)
                                 ? "Waveform (shaded: left out by the suggested trim)"
                                 : "Waveform";
@@ -96,18 +84,18 @@ void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
     const bool last = i + 1 == numStrips;
     const Box strip = {box.left, box.top + static_cast<double>(i) * pitch, box.width,
                        pitch - kGap};
-    Axis x = timeAxis(inspection);
+    Axis x = time.axis();
     x.labelled = last;
     const Axis y = {.label = first ? "Amplitude" : "",
                     .low = -range,
                     .high = range,
                     .ticks = amplitudeTicks(range)};
     Plot plot(picture, strip, first ? title : "", x, y);
-    auto extents = waveformExtents(inspection.file.samples[i], inspection.sampleRate(),
-                                   static_cast<std::size_t>(box.width));
-    for (draw::Extent& extent : extents) extent.x *= unit.perSecond;
-    plot.waveform(extents, colorOf(i));
-    shadeTrimmed(plot, inspection, unit.perSecond);
+    const auto extents =
+        waveformExtents(inspection.file.samples[i], inspection.sampleRate(),
+                        static_cast<std::size_t>(box.width));
+    plot.waveform(time.inUnit(extents), colorOf(i));
+    shadeTrimmed(plot, inspection, time);
     plot.legend(std::vector<draw::LegendEntry>{
         {stripName(inspection.results.channels[i]), {colorOf(i), 2.0}}});
     plot.frame();
@@ -129,7 +117,7 @@ void drawSpectrogram(draw::Picture& picture, const Inspection& inspection,
             inspection.channels.size() == 1
                 ? "Spectrogram"
                 : "Spectrogram (power of all channels together)",
-            timeAxis(inspection),
+            draw::TimeScale(inspection.results.seconds).axis(),
             {.label = "Frequency (Hz)",
              .low = spectrogram.lowest,
              .high = spectrogram.highest,
