@@ -72,6 +72,10 @@ std::string decibelText(double gain) {
   return fixed(decibelsOfGain(gain), 1) + " dB";
 }
 
+std::string memoryText(std::int64_t bytes) {
+  return fixed(static_cast<double>(bytes) / (1 << 20), 1) + " MiB";
+}
+
 std::string countText(std::int64_t count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }

@@ -28,6 +28,9 @@ std::string millisecondsText(double seconds, int decimals = 1);
 /// "-3.1 dB" of a linear gain, or "off" for 0.
 std::string decibelText(double gain);
 
+/// "1.5 MiB".
+std::string memoryText(std::int64_t bytes);
+
 /// "1 channel", "2 channels".
 std::string countText(std::int64_t count, const std::string& noun);
 

@@ -13,6 +13,9 @@ constexpr Picture::Font kTitleFont = {.size = 16.0, .bold = true};
 constexpr Picture::Font kLabelFont = {.size = 14.0, .color = kInk};
 constexpr Picture::Font kTickFont = {.size = 13.0, .color = kSoftInk};
 constexpr double kTickLength = 5.0;
+constexpr double kLegendLine = 19.0;
+constexpr double kLegendMargin = 8.0;  // in its ground
+constexpr double kLegendInset = 6.0;   // from the frame
 constexpr double kPixelsPerTickX = 80.0;
 constexpr double kPixelsPerTickY = 38.0;
 
@@ -70,7 +73,17 @@ void chooseTicks(Axis& axis, double maxCount) {
                                 : linearTicks(axis.low, axis.high, maxCount);
 }
 
+double legendHeight(std::size_t numEntries) {
+  return kLegendLine * static_cast<double>(numEntries) + kLegendMargin;
+}
+
 }  // namespace
+
+double withRoomForLegend(double low, double high, std::size_t numEntries,
+                         const Box& box) {
+  const double part = (legendHeight(numEntries) + 2.0 * kLegendInset) / box.height;
+  return low + (high - low) / (1.0 - part);
+}
 
 std::string roundText(double value) {
   const bool thousands = value >= 1000.0;
@@ -223,24 +236,23 @@ void Plot::image(const Image& image) { picture_.image(box_, image); }
 
 void Plot::legend(std::span<const LegendEntry> entries) {
   if (entries.empty()) return;
-  constexpr double kLineHeight = 19.0;
   constexpr double kSampleWidth = 26.0;
-  constexpr double kMargin = 8.0;
   double width = 0.0;
   for (const LegendEntry& entry : entries) {
     width = std::max(width, picture_.textWidth(entry.text, kTickFont));
   }
-  width += kSampleWidth + 3.0 * kMargin;
-  const double height = kLineHeight * static_cast<double>(entries.size()) + kMargin;
-  const Box ground = {box_.right() - width - 6.0, box_.top + 6.0, width, height};
+  width += kSampleWidth + 3.0 * kLegendMargin;
+  const double height = legendHeight(entries.size());
+  const Box ground = {box_.right() - width - kLegendInset, box_.top + kLegendInset,
+                      width, height};
   picture_.fill(ground, withAlpha(kGround, 0.88));
-  double y = ground.top + 0.5 * kMargin + 0.5 * kLineHeight;
+  double y = ground.top + 0.5 * kLegendMargin + 0.5 * kLegendLine;
   for (const LegendEntry& entry : entries) {
-    const double x = ground.left + kMargin;
+    const double x = ground.left + kLegendMargin;
     picture_.line({x, y}, {x + kSampleWidth, y}, entry.stroke);
-    picture_.text({x + kSampleWidth + kMargin, y + 4.5}, entry.text, Align::left,
+    picture_.text({x + kSampleWidth + kLegendMargin, y + 4.5}, entry.text, Align::left,
                   {.size = kTickFont.size, .color = kInk});
-    y += kLineHeight;
+    y += kLegendLine;
   }
 }
 

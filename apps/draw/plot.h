@@ -47,6 +47,10 @@ struct LegendEntry {
   Stroke stroke;
 };
 
+/// The upper end of an axis that leaves room for a legend above values up to `high`.
+double withRoomForLegend(double low, double high, std::size_t numEntries,
+                         const Box& box);
+
 class Plot {
  public:
   /// Draws title, grid, ticks and labels. box: of the frame; texts need about 70 pixels

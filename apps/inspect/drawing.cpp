@@ -36,12 +36,6 @@ void drawHeader(Picture& picture, const Inspection& inspection) {
 
 }  // namespace
 
-double withRoomForLegend(double low, double high, std::size_t numEntries,
-                         const draw::Box& box) {
-  const double part = (19.0 * static_cast<double>(numEntries) + 20.0) / box.height;
-  return low + (high - low) / (1.0 - part);
-}
-
 void draw(const Inspection& inspection, const std::string& path) {
   const draw::Box waveforms = {draw::kFrameLeft, kFirstTop, draw::kFrameWidth,
                                waveformHeight(inspection)};

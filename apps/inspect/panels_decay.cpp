@@ -134,15 +134,16 @@ void drawDecays(draw::Picture& picture, const Inspection& inspection, const Box&
   const double duration = shownDuration(inspection);
   const double lowest = lowestLevel(inspection);
   const draw::TimeScale time(duration);
-  Plot plot(picture, box,
-            anyFit(inspection) ? "Decay (Schroeder curve, dashed fits; pale: level)"
-                               : "Decay (Schroeder curve; pale: level)",
-            time.axis("Time after the onset"),
-            {.label = "Level (dB)",
-             .low = lowest,
-             .high = anyDecay(inspection)
-                         ? 5.0
-                         : withRoomForLegend(lowest, 3.0, numCurves(inspection), box)});
+  Plot plot(
+      picture, box,
+      anyFit(inspection) ? "Decay (Schroeder curve, dashed fits; pale: level)"
+                         : "Decay (Schroeder curve; pale: level)",
+      time.axis("Time after the onset"),
+      {.label = "Level (dB)",
+       .low = lowest,
+       .high = anyDecay(inspection)
+                   ? 5.0
+                   : draw::withRoomForLegend(lowest, 3.0, numCurves(inspection), box)});
   const auto width = static_cast<std::size_t>(box.width);
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     const Channel& channel = inspection.channels[i];
@@ -173,16 +174,16 @@ void drawDecayTimes(draw::Picture& picture, const Inspection& inspection,
                     const Box& box) {
   const double longest = longestTime(inspection);
   const std::size_t numEntries = numCurves(inspection) + 1;
-  Plot plot(
-      picture, box, "Decay times in octave bands",
-      {.label = "Frequency (Hz)",
-       .low = 88.0,
-       .high = 11300.0,
-       .logarithmic = true,
-       .ticks = octaveTicks(inspection)},
-      {.label = "Time for 60 dB (s)",
-       .high = longest > 0.0 ? withRoomForLegend(0.0, 1.05 * longest, numEntries, box)
-                             : 1.0});
+  Plot plot(picture, box, "Decay times in octave bands",
+            {.label = "Frequency (Hz)",
+             .low = 88.0,
+             .high = 11300.0,
+             .logarithmic = true,
+             .ticks = octaveTicks(inspection)},
+            {.label = "Time for 60 dB (s)",
+             .high = longest > 0.0
+                         ? draw::withRoomForLegend(0.0, 1.05 * longest, numEntries, box)
+                         : 1.0});
   if (longest == 0.0) return plot.remark("No octave band has enough decay range.");
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {

@@ -46,7 +46,8 @@ void drawSpectra(draw::Picture& picture, const Inspection& inspection, const Box
   const double highest = 0.5 * inspection.sampleRate();
   const double loudest = loudestLevel(inspection);
   const double low = 5.0 * std::floor((loudest - kRange) / 5.0);
-  const double high = withRoomForLegend(low, loudest + 6.0, numCurves(inspection), box);
+  const double high =
+      draw::withRoomForLegend(low, loudest + 6.0, numCurves(inspection), box);
   Plot plot(picture, box, "Magnitude (line: third-octave mean; pale: all bins)",
             {.label = "Frequency (Hz)",
              .low = kLowestFrequency,
@@ -80,11 +81,12 @@ void drawSpectra(draw::Picture& picture, const Inspection& inspection, const Box
 
 void drawCepstra(draw::Picture& picture, const Inspection& inspection, const Box& box) {
   const double largest = 1.1 * largestCepstrum(inspection);
-  Plot plot(picture, box, "Real cepstrum (an echo makes a line at its delay)",
-            {.label = "Quefrency (ms)", .high = 1000.0 * kLastQuefrency},
-            {.label = "Cepstrum (Np)",
-             .low = -largest,
-             .high = withRoomForLegend(-largest, largest, numCurves(inspection), box)});
+  Plot plot(
+      picture, box, "Real cepstrum (an echo makes a line at its delay)",
+      {.label = "Quefrency (ms)", .high = 1000.0 * kLastQuefrency},
+      {.label = "Cepstrum (Np)",
+       .low = -largest,
+       .high = draw::withRoomForLegend(-largest, largest, numCurves(inspection), box)});
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     if (!inspection.channels[i].spectrum) continue;

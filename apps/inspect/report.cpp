@@ -145,8 +145,8 @@ std::string blocksText(const Suggestions& suggestions) {
     const BlockChoice& choice = suggestions.blocks[i];
     rows.push_back({std::to_string(choice.blockLen), millisecondsText(choice.latency),
                     choice.tailBlockLen > 0 ? std::to_string(choice.tailBlockLen) : "-",
-                    fixed(static_cast<double>(choice.memory) / (1 << 20), 1) + " MiB",
-                    percent(choice.meanLoad), percent(choice.worstLoad),
+                    apps::memoryText(choice.memory), percent(choice.meanLoad),
+                    percent(choice.worstLoad),
                     i == suggestions.suggestedBlock ? "<- suggested" : ""});
   }
   return tableText(rows, 0);

@@ -1,15 +1,11 @@
-#include <nlohmann/json.hpp>
-
+#include "apps/common/json.h"
 #include "apps/inspect/report.h"
 
 namespace ulmar::inspect {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-Json orNull(const std::optional<double>& value) {
-  return value ? Json(*value) : Json();
-}
+using apps::Json;
+using apps::orNull;
 
 Json fileFigures(const Results& results) {
   const audio::AudioInfo& info = results.file;
@@ -124,8 +120,7 @@ std::string figures(const Results& results) {
   if (results.suggestions) {
     json["suggestions"] = suggestionFigures(*results.suggestions);
   }
-  // File names need not be UTF-8, which JSON must be.
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+  return apps::textOf(json);
 }
 
 }  // namespace ulmar::inspect

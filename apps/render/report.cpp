@@ -149,8 +149,7 @@ std::string engineText(const Plan& plan) {
     text += ", then " + geometryText(tail->geometry) + ", spread over " +
             std::to_string(tail->numSlots) + " blocks of the first";
   }
-  return text + truncationText(plan) + ", " +
-         fixed(static_cast<double>(plan.memoryBytes()) / (1 << 20), 1) + " MiB";
+  return text + truncationText(plan) + ", " + apps::memoryText(plan.memoryBytes());
 }
 
 std::string latencyText(const Plan& plan) {
