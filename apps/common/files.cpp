@@ -12,7 +12,7 @@ void refuseToReplace(const std::string& output, const std::string& read) {
   std::error_code missing;
   if (!std::filesystem::equivalent(read, output, missing) || missing) return;
   fail("cannot write ", output, ": it is ", read,
-       ", which is an input and would be replaced; give it another name");
+       ", which is read and would be replaced; give it another name");
 }
 
 }  // namespace ulmar::apps

@@ -7,7 +7,21 @@
 #include <locale>
 #include <sstream>
 
+#include "ulmar/host/decibels.h"
+
 namespace ulmar::apps {
+namespace {
+
+/// write(first, last): to a buffer that takes any number, as std::to_chars() does.
+template <class Write>
+std::string digitsOf(const Write& write) {
+  std::array<char, 32> digits{};
+  char* const first = digits.data();
+  const char* const end = write(first, first + digits.size()).ptr;
+  return {first, static_cast<std::size_t>(end - first)};
+}
+
+}  // namespace
 
 std::int64_t framesIn(double seconds, int sampleRate) {
   return std::llround(seconds * sampleRate);
@@ -23,14 +37,14 @@ std::string fixed(double value, int decimals) {
 }
 
 std::string shortest(double value) {
-  std::array<char, 32> digits{};
-  char* const first = digits.data();
-  const char* const end = std::to_chars(first, first + digits.size(), value).ptr;
-  return {first, static_cast<std::size_t>(end - first)};
+  return digitsOf(
+      [&](char* first, char* last) { return std::to_chars(first, last, value); });
 }
 
-TimeUnit unitFor(double seconds) {
-  return seconds < 0.1 ? TimeUnit{"ms", 1000.0} : TimeUnit{"s", 1.0};
+std::string significant(double value, int digits) {
+  return digitsOf([&](char* first, char* last) {
+    return std::to_chars(first, last, value, std::chars_format::general, digits);
+  });
 }
 
 std::string secondsText(double seconds) {
@@ -53,13 +67,13 @@ std::string millisecondsText(double seconds, int decimals) {
   return fixed(1000.0 * seconds, decimals) + " ms";
 }
 
-double decibelsOfGain(double gain) { return 20.0 * std::log10(gain); }
-
-double decibelsOfPower(double power) { return 10.0 * std::log10(power); }
-
 std::string decibelText(double gain) {
   if (gain == 0.0) return "off";
   return fixed(decibelsOfGain(gain), 1) + " dB";
+}
+
+std::string memoryText(std::int64_t bytes) {
+  return fixed(static_cast<double>(bytes) / (1 << 20), 1) + " MiB";
 }
 
 std::string countText(std::int64_t count, const std::string& noun) {

@@ -15,12 +15,8 @@ std::string fixed(double value, int decimals);
 /// The shortest digits that mean the value: "0.25", "384000".
 std::string shortest(double value);
 
-/// Milliseconds where seconds would be small numbers.
-struct TimeUnit {
-  const char* name;
-  double perSecond;
-};
-TimeUnit unitFor(double seconds);
+/// At most so many significant digits: "0.0005", "5e-06".
+std::string significant(double value, int digits);
 
 /// "0.012 s", "4.32 s" or "1:02:03 h".
 std::string secondsText(std::int64_t frames, int sampleRate);
@@ -29,12 +25,11 @@ std::string secondsText(double seconds);
 /// "12.5 ms".
 std::string millisecondsText(double seconds, int decimals = 1);
 
-/// Of a linear gain or amplitude, and of a power; minus infinity for 0.
-double decibelsOfGain(double gain);
-double decibelsOfPower(double power);
-
 /// "-3.1 dB" of a linear gain, or "off" for 0.
 std::string decibelText(double gain);
+
+/// "1.5 MiB".
+std::string memoryText(std::int64_t bytes);
 
 /// "1 channel", "2 channels".
 std::string countText(std::int64_t count, const std::string& noun);

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <locale>
-#include <sstream>
+
+#include "apps/common/text.h"
 
 namespace ulmar::draw {
 namespace {
@@ -13,16 +13,11 @@ constexpr Picture::Font kTitleFont = {.size = 16.0, .bold = true};
 constexpr Picture::Font kLabelFont = {.size = 14.0, .color = kInk};
 constexpr Picture::Font kTickFont = {.size = 13.0, .color = kSoftInk};
 constexpr double kTickLength = 5.0;
+constexpr double kLegendLine = 19.0;
+constexpr double kLegendMargin = 8.0;  // in its ground
+constexpr double kLegendInset = 6.0;   // from the frame
 constexpr double kPixelsPerTickX = 80.0;
 constexpr double kPixelsPerTickY = 38.0;
-
-std::string numberText(double value, int decimals) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text.precision(decimals);
-  text << std::fixed << (value == 0.0 ? 0.0 : value);
-  return text.str();
-}
 
 /// Multiples of 1, 2 or 5 times a power of ten, about maxCount of them.
 std::vector<Axis::Tick> linearTicks(double low, double high, double maxCount) {
@@ -41,7 +36,7 @@ std::vector<Axis::Tick> linearTicks(double low, double high, double maxCount) {
   const auto last = static_cast<std::int64_t>(std::floor((high + slack) / step));
   for (std::int64_t multiple = first; multiple <= last; ++multiple) {
     const double value = static_cast<double>(multiple) * step;
-    ticks.push_back({value, numberText(value, decimals)});
+    ticks.push_back({value, apps::fixed(value, decimals)});
   }
   return ticks;
 }
@@ -58,11 +53,7 @@ std::vector<Axis::Tick> logarithmicTicks(double low, double high, double maxCoun
       if (factor > 1.0 && !dense) continue;
       const double value = factor * std::pow(10.0, exponent);
       if (value < low * (1.0 - 1e-9) || value > high * (1.0 + 1e-9)) continue;
-      const bool thousands = value >= 1000.0;
-      const double shown = thousands ? value / 1000.0 : value;
-      const int decimals =
-          shown < 1.0 ? -static_cast<int>(std::floor(std::log10(shown) + 1e-9)) : 0;
-      ticks.push_back({value, numberText(shown, decimals) + (thousands ? "k" : "")});
+      ticks.push_back({value, roundText(value)});
     }
   }
   return ticks;
@@ -82,7 +73,25 @@ void chooseTicks(Axis& axis, double maxCount) {
                                 : linearTicks(axis.low, axis.high, maxCount);
 }
 
+double legendHeight(std::size_t numEntries) {
+  return kLegendLine * static_cast<double>(numEntries) + kLegendMargin;
+}
+
 }  // namespace
+
+double withRoomForLegend(double low, double high, std::size_t numEntries,
+                         const Box& box) {
+  const double part = (legendHeight(numEntries) + 2.0 * kLegendInset) / box.height;
+  return low + (high - low) / (1.0 - part);
+}
+
+std::string roundText(double value) {
+  const bool thousands = value >= 1000.0;
+  const double shown = thousands ? value / 1000.0 : value;
+  const int decimals =
+      shown < 1.0 ? -static_cast<int>(std::floor(std::log10(shown) + 1e-9)) : 0;
+  return apps::fixed(shown, decimals) + (thousands ? "k" : "");
+}
 
 Plot::Plot(Picture& picture, const Box& box, const std::string& title, Axis x, Axis y)
     : picture_(picture), box_(box), x_(std::move(x)), y_(std::move(y)) {
@@ -185,9 +194,8 @@ void Plot::band(std::span<const Extent> extents, Color color) {
 }
 
 void Plot::waveform(std::span<const Extent> extents, Color color) {
-  constexpr std::size_t kFew = 64;
   band(extents, color);
-  if (extents.size() > kFew) return;
+  if (extents.size() > kFewToMark) return;
   for (const Extent& extent : extents) {
     disc({extent.x, extent.high}, 2.5, color);
     if (extent.low < extent.high) disc({extent.x, extent.low}, 2.5, color);
@@ -228,24 +236,23 @@ void Plot::image(const Image& image) { picture_.image(box_, image); }
 
 void Plot::legend(std::span<const LegendEntry> entries) {
   if (entries.empty()) return;
-  constexpr double kLineHeight = 19.0;
   constexpr double kSampleWidth = 26.0;
-  constexpr double kMargin = 8.0;
   double width = 0.0;
   for (const LegendEntry& entry : entries) {
     width = std::max(width, picture_.textWidth(entry.text, kTickFont));
   }
-  width += kSampleWidth + 3.0 * kMargin;
-  const double height = kLineHeight * static_cast<double>(entries.size()) + kMargin;
-  const Box ground = {box_.right() - width - 6.0, box_.top + 6.0, width, height};
+  width += kSampleWidth + 3.0 * kLegendMargin;
+  const double height = legendHeight(entries.size());
+  const Box ground = {box_.right() - width - kLegendInset, box_.top + kLegendInset,
+                      width, height};
   picture_.fill(ground, withAlpha(kGround, 0.88));
-  double y = ground.top + 0.5 * kMargin + 0.5 * kLineHeight;
+  double y = ground.top + 0.5 * kLegendMargin + 0.5 * kLegendLine;
   for (const LegendEntry& entry : entries) {
-    const double x = ground.left + kMargin;
+    const double x = ground.left + kLegendMargin;
     picture_.line({x, y}, {x + kSampleWidth, y}, entry.stroke);
-    picture_.text({x + kSampleWidth + kMargin, y + 4.5}, entry.text, Align::left,
+    picture_.text({x + kSampleWidth + kLegendMargin, y + 4.5}, entry.text, Align::left,
                   {.size = kTickFont.size, .color = kInk});
-    y += kLineHeight;
+    y += kLegendLine;
   }
 }
 

@@ -35,10 +35,21 @@ struct Extent {
   double high;
 };
 
+/// "0.02", "500" or "2k", as a logarithmic axis has it. value: above 0, of one digit,
+/// or whole below and whole thousands above 1000.
+std::string roundText(double value);
+
+/// Up to so many values are marked with discs, as few make no line to see.
+inline constexpr std::size_t kFewToMark = 64;
+
 struct LegendEntry {
   std::string text;
   Stroke stroke;
 };
+
+/// The upper end of an axis that leaves room for a legend above values up to `high`.
+double withRoomForLegend(double low, double high, std::size_t numEntries,
+                         const Box& box);
 
 class Plot {
  public:
@@ -51,7 +62,7 @@ class Plot {
   void curve(std::span<const Point2> points, const Stroke& stroke);
   /// A filled band from low to high.
   void band(std::span<const Extent> extents, Color color);
-  /// A band, in which a few values are marked, as there may be no line to see.
+  /// A band, in which a few values are marked.
   void waveform(std::span<const Extent> extents, Color color);
   void disc(Point2 at, double radius, Color color);
   /// Across the whole frame. The text stands beside the line, at the top or above it.

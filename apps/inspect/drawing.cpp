@@ -1,27 +1,22 @@
 #include "apps/inspect/drawing.h"
 
-#include "apps/common/text.h"
+#include "apps/draw/page.h"
 #include "apps/inspect/panels.h"
+#include "apps/inspect/report.h"
+#include "ulmar/audio/file_name.h"
 
 namespace ulmar::inspect {
 namespace {
 
 using draw::Picture;
 
-// The page, in pixels. A row of diagrams takes its frame, the title above and the
-// labels below.
-constexpr int kWidth = 1200;
-constexpr double kMargin = 30.0;
-constexpr double kLeft = 82.0;
-constexpr double kInnerWidth = kWidth - kMargin - kLeft;
-constexpr double kHeader = 78.0;
-constexpr double kTitle = 44.0;
-constexpr double kLabels = 46.0;
+// In pixels.
+constexpr double kFirstTop = 122.0;  // of a frame, below the heading
 constexpr double kRowHeight = 270.0;
 constexpr double kSpectrogramHeight = 230.0;
 constexpr double kColumnGap = 90.0;
-constexpr double kColumnWidth = 0.5 * (kInnerWidth - kColumnGap);
-constexpr double kRightColumn = kLeft + kColumnWidth + kColumnGap;
+constexpr double kColumnWidth = 0.5 * (draw::kFrameWidth - kColumnGap);
+constexpr double kRightColumn = draw::kFrameLeft + kColumnWidth + kColumnGap;
 
 double waveformHeight(const Inspection& inspection) {
   static constexpr double kHeights[kMaxCurves] = {170.0, 228.0, 274.0, 328.0};
@@ -29,55 +24,40 @@ double waveformHeight(const Inspection& inspection) {
 }
 
 void drawHeader(Picture& picture, const Inspection& inspection) {
-  constexpr Picture::Font kNameFont = {.size = 21.0, .color = draw::kInk, .bold = true};
-  constexpr Picture::Font kTextFont = {.size = 14.0, .color = draw::kSoftInk};
-  constexpr double kTextWidth = kWidth - 2.0 * kMargin;
-  const audio::AudioInfo& info = inspection.file.info;
-  const std::string name = info.path.substr(info.path.rfind('/') + 1);
-  picture.text({kMargin, 38.0}, picture.shortened(name, kTextWidth, kNameFont),
-               draw::Align::left, kNameFont);
-  std::string text = info.format + ", ";
-  text += apps::audioText(info.channels, info.sampleRate, info.frames);
-  text += " (";
-  text += apps::countText(info.frames, "frame");
-  text += ")";
+  draw::drawHeading(picture, audio::withoutFolders(inspection.results.file.path));
+  std::string text = fileText(inspection.results);
   if (inspection.channels.size() > kMaxCurves) {
     text += "; the first ";
     text += std::to_string(kMaxCurves);
     text += " channels are drawn";
   }
-  picture.text({kMargin, 62.0}, picture.shortened(text, kTextWidth, kTextFont),
-               draw::Align::left, kTextFont);
+  draw::drawSubheading(picture, text);
 }
 
 }  // namespace
 
-double withRoomForLegend(double low, double high, std::size_t numEntries,
-                         const draw::Box& box) {
-  const double part = (19.0 * static_cast<double>(numEntries) + 20.0) / box.height;
-  return low + (high - low) / (1.0 - part);
-}
-
 void draw(const Inspection& inspection, const std::string& path) {
-  constexpr double kBetweenRows = kLabels + kTitle;
-  const draw::Box waveforms = {kLeft, kHeader + kTitle, kInnerWidth,
+  const draw::Box waveforms = {draw::kFrameLeft, kFirstTop, draw::kFrameWidth,
                                waveformHeight(inspection)};
-  const double decayTop = waveforms.bottom() + kBetweenRows;
-  const double spectrogramTop = decayTop + kRowHeight + kBetweenRows;
-  const double spectrumTop = spectrogramTop + kSpectrogramHeight + kBetweenRows;
+  const double decayTop = waveforms.bottom() + draw::kBetweenFrames;
+  const double spectrogramTop = decayTop + kRowHeight + draw::kBetweenFrames;
+  const double spectrumTop = spectrogramTop + kSpectrogramHeight + draw::kBetweenFrames;
   const double bottom =
-      inspection.silent() ? waveforms.bottom() : spectrumTop + kRowHeight;
+      inspection.results.silent() ? waveforms.bottom() : spectrumTop + kRowHeight;
 
-  Picture picture(path, kWidth, static_cast<int>(bottom + kLabels + 0.5 * kMargin));
+  Picture picture(path, draw::kPageWidth, draw::pageHeight(bottom));
   drawHeader(picture, inspection);
   drawWaveforms(picture, inspection, waveforms);
-  if (!inspection.silent()) {
-    drawDecays(picture, inspection, {kLeft, decayTop, kColumnWidth, kRowHeight});
+  if (!inspection.results.silent()) {
+    drawDecays(picture, inspection,
+               {draw::kFrameLeft, decayTop, kColumnWidth, kRowHeight});
     drawDecayTimes(picture, inspection,
                    {kRightColumn, decayTop, kColumnWidth, kRowHeight});
-    drawSpectrogram(picture, inspection,
-                    {kLeft, spectrogramTop, kInnerWidth, kSpectrogramHeight});
-    drawSpectra(picture, inspection, {kLeft, spectrumTop, kColumnWidth, kRowHeight});
+    drawSpectrogram(
+        picture, inspection,
+        {draw::kFrameLeft, spectrogramTop, draw::kFrameWidth, kSpectrogramHeight});
+    drawSpectra(picture, inspection,
+                {draw::kFrameLeft, spectrumTop, kColumnWidth, kRowHeight});
     drawCepstra(picture, inspection,
                 {kRightColumn, spectrumTop, kColumnWidth, kRowHeight});
   }

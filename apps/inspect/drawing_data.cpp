@@ -5,12 +5,10 @@
 #include <cmath>
 #include <numeric>
 
-#include "apps/common/text.h"
+#include "ulmar/acoustics/spectrum.h"
 
 namespace ulmar::inspect {
 namespace {
-
-double decibels(double power) { return apps::decibelsOfPower(std::max(power, 1e-30)); }
 
 /// The indices [first, second) that fall into a column, at least one of them.
 std::pair<std::size_t, std::size_t> columnRange(std::size_t column,
@@ -23,6 +21,23 @@ std::pair<std::size_t, std::size_t> columnRange(std::size_t column,
   };
   const std::size_t first = std::min(place(column), to - 1);
   return {first, std::max(first + 1, place(column + 1))};
+}
+
+/// Least and largest of the samples [from, to) in each of at most numColumns parts,
+/// over the index.
+std::vector<draw::Extent> extentsOf(acoustics::Samples samples, std::size_t from,
+                                    std::size_t to, std::size_t numColumns) {
+  std::vector<draw::Extent> extents;
+  if (from >= to) return extents;
+  numColumns = std::min(numColumns, to - from);
+  for (std::size_t column = 0; column < numColumns; ++column) {
+    const auto [first, end] = columnRange(column, numColumns, from, to);
+    const acoustics::Samples inside = acoustics::part(samples, first, end);
+    const auto [low, high] = std::minmax_element(inside.begin(), inside.end());
+    extents.push_back(
+        {0.5 * static_cast<double>(first + end - 1), double{*low}, double{*high}});
+  }
+  return extents;
 }
 
 /// ln 10^6 over the time of 60 dB: a decay's power over the energy that is still to
@@ -42,15 +57,8 @@ double decayRate(const Channel& channel) {
 
 std::vector<draw::Extent> waveformExtents(acoustics::Samples samples, double sampleRate,
                                           std::size_t numColumns) {
-  std::vector<draw::Extent> extents;
-  numColumns = std::min(numColumns, samples.size());
-  for (std::size_t column = 0; column < numColumns; ++column) {
-    const auto [first, end] = columnRange(column, numColumns, 0, samples.size());
-    const acoustics::Samples inside = acoustics::part(samples, first, end);
-    const auto [low, high] = std::minmax_element(inside.begin(), inside.end());
-    const double time = 0.5 * static_cast<double>(first + end - 1) / sampleRate;
-    extents.push_back({time, double{*low}, double{*high}});
-  }
+  auto extents = extentsOf(samples, 0, samples.size(), numColumns);
+  for (draw::Extent& extent : extents) extent.x /= sampleRate;
   return extents;
 }
 
@@ -82,7 +90,7 @@ std::vector<draw::Point2> levelCurve(const Channel& channel, double duration,
     // Without a decay, what a constant power would have to come over the whole time.
     const double toCome = rate > 0.0 ? 1.0 / rate : profile.end();
     points.push_back({profile.timeOf(first) + 0.5 * length,
-                      decibels(energy / length * toCome / whole)});
+                      acoustics::levelOf(energy / length * toCome / whole)});
   }
   return points;
 }
@@ -109,8 +117,8 @@ std::vector<draw::Extent> spectrumExtents(const acoustics::EnergySpectrum& spect
     const auto [low, high] =
         std::minmax_element(begin + static_cast<std::ptrdiff_t>(first),
                             begin + static_cast<std::ptrdiff_t>(end));
-    extents.push_back(
-        {edge(static_cast<double>(column) + 0.5), decibels(*low), decibels(*high)});
+    extents.push_back({edge(static_cast<double>(column) + 0.5),
+                       acoustics::levelOf(*low), acoustics::levelOf(*high)});
   }
   return extents;
 }
@@ -118,19 +126,14 @@ std::vector<draw::Extent> spectrumExtents(const acoustics::EnergySpectrum& spect
 std::vector<draw::Extent> cepstrumExtents(const acoustics::CepstrumAnalysis& cepstrum,
                                           double from, double to,
                                           std::size_t numColumns) {
-  std::vector<draw::Extent> extents;
   const auto first = static_cast<std::size_t>(from / cepstrum.step);
   const std::size_t last =
       std::min(static_cast<std::size_t>(to / cepstrum.step), cepstrum.values.size());
-  if (first >= last) return extents;
-  numColumns = std::min(numColumns, last - first);
-  for (std::size_t column = 0; column < numColumns; ++column) {
-    const auto [start, end] = columnRange(column, numColumns, first, last);
-    const acoustics::Samples inside = acoustics::part(cepstrum.values, start, end);
-    const auto [low, high] = std::minmax_element(inside.begin(), inside.end());
-    const double time = 0.5 * static_cast<double>(start + end - 1) * cepstrum.step;
-    extents.push_back(
-        {1000.0 * time, std::min(0.0, double{*low}), std::max(0.0, double{*high})});
+  auto extents = extentsOf(cepstrum.values, first, last, numColumns);
+  for (draw::Extent& extent : extents) {
+    extent.x *= 1000.0 * cepstrum.step;
+    extent.low = std::min(0.0, extent.low);
+    extent.high = std::max(0.0, extent.high);
   }
   return extents;
 }

@@ -1,7 +1,9 @@
 #include "apps/inspect/inspection.h"
 
 #include <algorithm>
+#include <cmath>
 
+#include "ulmar/audio/response_layout.h"
 #include "ulmar/host/error.h"
 
 namespace ulmar::inspect {
@@ -9,43 +11,36 @@ namespace {
 
 constexpr int kMaxChannels = 16;
 
-/// By what the renderer makes of so many channels.
-std::string nameOf(std::size_t channel, std::size_t numChannels) {
-  static constexpr const char* kStereo[] = {"left", "right"};
-  static constexpr const char* kTrueStereo[] = {"LL", "LR", "RL", "RR"};
-  switch (numChannels) {
-    case 1:
-      return "mono";
-    case 2:
-      return kStereo[channel];
-    case 4:
-      return kTrueStereo[channel];
-    default:
-      return "channel " + std::to_string(channel + 1);
-  }
-}
-
 /// Channels one after the other make pairs: left and right, or those of each source of
 /// true stereo.
-std::vector<ChannelPair> correlatePairs(const Inspection& inspection) {
+std::vector<PairResult> correlatePairs(const Inspection& inspection,
+                                       const std::vector<std::string>& names) {
   const auto& channels = inspection.channels;
-  std::vector<ChannelPair> pairs;
-  if (channels.size() != 2 && channels.size() != 4) return pairs;
+  std::vector<PairResult> pairs;
+  const auto layout = audio::layoutOfResponse(inspection.file.info);
+  if (layout != audio::ResponseLayout::stereo &&
+      layout != audio::ResponseLayout::trueStereo) {
+    return pairs;
+  }
   for (std::size_t first = 0; first < channels.size(); first += 2) {
-    ChannelPair& pair = pairs.emplace_back();
-    pair.first = first;
-    pair.second = first + 1;
-    const auto& a = channels[pair.first].measures.onset;
-    const auto& b = channels[pair.second].measures.onset;
+    PairResult& pair = pairs.emplace_back();
+    pair.first = names[first];
+    pair.second = names[first + 1];
+    const auto& a = channels[first].measures.onset;
+    const auto& b = channels[first + 1].measures.onset;
     if (!a || !b) continue;
     const auto between = [&](double from, double to) {
-      return acoustics::correlate(inspection.file.samples[pair.first],
-                                  inspection.file.samples[pair.second],
-                                  std::min(*a, *b), from, to, inspection.sampleRate());
+      return acoustics::correlate(inspection.file.samples[first],
+                                  inspection.file.samples[first + 1], std::min(*a, *b),
+                                  from, to, inspection.sampleRate());
     };
     pair.whole = between(0.0, 1.0);
     pair.early = between(0.0, 0.08);
     pair.late = between(0.08, 1.0);
+    const double lag = pair.whole ? pair.whole->lag.value_or(0.0) : 0.0;
+    if (lag == 0.0) continue;
+    pair.lateChannel = lag > 0.0 ? pair.second : pair.first;
+    pair.lateBy = std::abs(lag);
   }
   return pairs;
 }
@@ -53,12 +48,13 @@ std::vector<ChannelPair> correlatePairs(const Inspection& inspection) {
 ChannelSpectrum measureSpectrum(const Inspection& inspection, std::size_t index) {
   const acoustics::Samples samples = inspection.file.samples[index];
   const Channel& channel = inspection.channels[index];
-  const Suggestions& suggestions = *inspection.suggestions;
-  const std::size_t end = suggestions.start + suggestions.length;
+  const Suggestions& suggestions = *inspection.results.suggestions;
+  const std::size_t end = suggestions.start.frame + suggestions.length.frame;
   const double rate = inspection.sampleRate();
   ChannelSpectrum spectrum;
-  spectrum.energy =
-      acoustics::spectrumOf(acoustics::part(samples, suggestions.start, end), rate);
+  spectrum.energy = acoustics::spectrumOf(
+      acoustics::part(samples, suggestions.start.frame, end), rate);
+  spectrum.thirdOctaves = acoustics::thirdOctaveLevels(spectrum.energy);
   spectrum.tilt = acoustics::spectralTilt(spectrum.energy);
   spectrum.cepstrum =
       acoustics::analyseCepstrum(acoustics::part(samples, *channel.measures.onset, end),
@@ -77,24 +73,26 @@ Inspection inspect(const std::string& path) {
          " channels, and the limits are 1 and ", kMaxChannels);
   }
   const auto& samples = inspection.file.samples;
+  const std::vector<std::string> names = audio::responseChannelNames(info.channels);
   for (std::size_t i = 0; i < samples.size(); ++i) {
     Channel& channel = inspection.channels.emplace_back();
-    channel.name = nameOf(i, samples.size());
     channel.measures = acoustics::measureResponse(samples[i], info.sampleRate);
   }
   const auto sounds = [](const Channel& channel) {
     return channel.measures.onset.has_value();
   };
-  if (std::none_of(inspection.channels.begin(), inspection.channels.end(), sounds)) {
-    return inspection;
+  Results& results = inspection.results;
+  results.file = info;
+  results.seconds = static_cast<double>(info.frames) / info.sampleRate;
+  if (std::ranges::any_of(inspection.channels, sounds)) {
+    results.suggestions = suggest(inspection.channels, info);
+    results.pairs = correlatePairs(inspection, names);
   }
-  inspection.suggestions = suggest(inspection.channels, info);
   for (std::size_t i = 0; i < samples.size(); ++i) {
-    if (sounds(inspection.channels[i])) {
-      inspection.channels[i].spectrum = measureSpectrum(inspection, i);
-    }
+    Channel& channel = inspection.channels[i];
+    if (sounds(channel)) channel.spectrum = measureSpectrum(inspection, i);
+    results.channels.push_back(resultOf(names[i], channel, info.sampleRate));
   }
-  inspection.pairs = correlatePairs(inspection);
   return inspection;
 }
 

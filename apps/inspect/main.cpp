@@ -27,7 +27,8 @@ void run(const Options& options, std::vector<std::string>& written) {
     draw(inspection, options.picture);
     written.push_back(options.picture);
   }
-  apps::print(options.json ? figures(inspection) : describe(inspection));
+  apps::print(options.json ? figures(inspection.results)
+                           : describe(inspection.results));
 }
 
 }  // namespace

@@ -18,15 +18,6 @@ inline std::size_t numCurves(const Inspection& inspection) {
 
 inline draw::Color colorOf(std::size_t channel) { return draw::kCurveColors[channel]; }
 
-/// s
-inline double durationOf(const Inspection& inspection) {
-  return static_cast<double>(inspection.numFrames()) / inspection.sampleRate();
-}
-
-/// The upper end of an axis that leaves room for a legend above values up to `high`.
-double withRoomForLegend(double low, double high, std::size_t numEntries,
-                         const draw::Box& box);
-
 /// Strips one above the other; height: of each.
 void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
                    const draw::Box& box);

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "apps/common/text.h"
+#include "apps/draw/time_scale.h"
 #include "apps/inspect/drawing_data.h"
 #include "apps/inspect/panels.h"
 
@@ -13,11 +14,6 @@ using draw::Axis;
 using draw::Box;
 using draw::Plot;
 using Fit = std::optional<acoustics::DecayFit>;
-
-const Fit& lateFit(const acoustics::Decay& decay) {
-  return decay.t30 ? decay.t30 : decay.t20;
-}
-const Fit& earlyFit(const acoustics::Decay& decay) { return decay.edt; }
 
 /// What of the time after the onset is worth showing, in s.
 double shownDuration(const Inspection& inspection) {
@@ -53,64 +49,67 @@ bool anyFit(const Inspection& inspection) {
       inspection.channels.begin() + static_cast<std::ptrdiff_t>(numCurves(inspection)),
       [](const Channel& channel) {
         const acoustics::Decay& decay = channel.measures.broadband.decay;
-        return lateFit(decay) || earlyFit(decay);
+        return decay.late() || decay.edt;
       });
 }
 
-std::string fitText(const Channel& channel) {
-  const acoustics::Decay& decay = channel.measures.broadband.decay;
+std::string fitText(const ChannelResult& channel) {
+  const BandResult& band = channel.sound->broadband;
   std::string text = channel.name;
-  if (const Fit& fit = lateFit(decay)) {
-    text += (decay.t30 ? ", T30 " : ", T20 ") + fixed(fit->decayTime(), 2) + " s";
+  if (band.reverberationTime) {
+    text += band.t30 ? ", T30 " : ", T20 ";
+    text += fixed(*band.reverberationTime, 2) + " s";
   }
-  if (decay.edt) text += ", EDT " + fixed(decay.edt->decayTime(), 2) + " s";
-  if (decay.range == 0.0) text += ", no decay found";
+  if (band.edt) text += ", EDT " + fixed(band.edt->seconds, 2) + " s";
+  if (band.range == 0.0) text += ", no decay found";
   return text;
-}
-
-std::vector<draw::Point2> inUnit(apps::TimeUnit unit,
-                                 std::vector<draw::Point2> points) {
-  for (draw::Point2& point : points) point.x *= unit.perSecond;
-  return points;
 }
 
 /// The late fit down to the lowest level, the early one to somewhat below its range. To
 /// be drawn before the curves, which they shall not hide.
 void drawFits(Plot& plot, const acoustics::Decay& decay, double lowest,
-              apps::TimeUnit unit) {
+              const draw::TimeScale& time) {
   const auto draw = [&](const Fit& fit, double low, double width) {
     if (!fit) return;
     const double end = (low - fit->intercept) / fit->slope;
-    plot.curve(inUnit(unit, {{0.0, fit->at(0.0)}, {end, low}}),
+    plot.curve(time.inUnit<draw::Point2>({{0.0, fit->at(0.0)}, {end, low}}),
                {.color = draw::kInk, .width = width, .dashed = true});
   };
-  draw(lateFit(decay), lowest, 1.5);
-  draw(earlyFit(decay), -20.0, 1.0);
+  draw(decay.late(), lowest, 1.5);
+  draw(decay.edt, -20.0, 1.0);
 }
 
 /// Of the octave bands of the first channel that has any.
 std::vector<Axis::Tick> octaveTicks(const Inspection& inspection) {
   std::vector<Axis::Tick> ticks;
-  for (const Channel& channel : inspection.channels) {
+  for (const ChannelResult& channel : inspection.results.channels) {
     if (!ticks.empty()) break;
-    for (const acoustics::BandMeasures& band : channel.measures.octaves) {
-      const bool thousands = band.centre >= 1000.0;
-      ticks.push_back({band.centre, thousands ? fixed(band.centre / 1000.0, 0) + "k"
-                                              : fixed(band.centre, 0)});
+    if (!channel.sound) continue;
+    for (const BandResult& band : channel.sound->octaves) {
+      ticks.push_back({band.centre, draw::roundText(band.centre)});
     }
   }
   return ticks;
 }
 
+using BandTime = std::optional<double> (*)(const BandResult&);
+
+std::optional<double> lateTime(const BandResult& band) {
+  return band.reverberationTime;
+}
+
+std::optional<double> earlyTime(const BandResult& band) {
+  return band.edt ? std::optional(band.edt->seconds) : std::nullopt;
+}
+
 /// The decay times of the bands that have one, as a broken line with a mark in each.
-void drawBandTimes(Plot& plot, const Channel& channel,
-                   const Fit& (*fitOf)(const acoustics::Decay&),
+void drawBandTimes(Plot& plot, const SoundResult& sound, BandTime timeOf,
                    const draw::Stroke& stroke) {
   std::vector<draw::Point2> points;
-  for (const acoustics::BandMeasures& band : channel.measures.octaves) {
-    const Fit& fit = fitOf(band.decay);
-    points.push_back({band.centre, fit ? fit->decayTime() : std::nan("")});
-    if (fit) plot.disc(points.back(), stroke.dashed ? 3.0 : 4.5, stroke.color);
+  for (const BandResult& band : sound.octaves) {
+    const std::optional<double> time = timeOf(band);
+    points.push_back({band.centre, time.value_or(std::nan(""))});
+    if (time) plot.disc(points.back(), stroke.dashed ? 3.0 : 4.5, stroke.color);
   }
   plot.curve(points, stroke);
 }
@@ -118,10 +117,11 @@ void drawBandTimes(Plot& plot, const Channel& channel,
 double longestTime(const Inspection& inspection) {
   double longest = 0.0;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    for (const acoustics::BandMeasures& band :
-         inspection.channels[i].measures.octaves) {
-      for (const Fit& fit : {lateFit(band.decay), earlyFit(band.decay)}) {
-        if (fit) longest = std::max(longest, fit->decayTime());
+    const auto& sound = inspection.results.channels[i].sound;
+    if (!sound) continue;
+    for (const BandResult& band : sound->octaves) {
+      for (const auto& time : {lateTime(band), earlyTime(band)}) {
+        longest = std::max(longest, time.value_or(0.0));
       }
     }
   }
@@ -133,32 +133,33 @@ double longestTime(const Inspection& inspection) {
 void drawDecays(draw::Picture& picture, const Inspection& inspection, const Box& box) {
   const double duration = shownDuration(inspection);
   const double lowest = lowestLevel(inspection);
-  const apps::TimeUnit unit = apps::unitFor(duration);
-  Plot plot(picture, box,
-            anyFit(inspection) ? "Decay (Schroeder curve, dashed fits; pale: level)"
-                               : "Decay (Schroeder curve; pale: level)",
-            {.label = std::string("Time after the onset (") + unit.name + ")",
-             .high = unit.perSecond * duration},
-            {.label = "Level (dB)",
-             .low = lowest,
-             .high = anyDecay(inspection)
-                         ? 5.0
-                         : withRoomForLegend(lowest, 3.0, numCurves(inspection), box)});
+  const draw::TimeScale time(duration);
+  Plot plot(
+      picture, box,
+      anyFit(inspection) ? "Decay (Schroeder curve, dashed fits; pale: level)"
+                         : "Decay (Schroeder curve; pale: level)",
+      time.axis("Time after the onset"),
+      {.label = "Level (dB)",
+       .low = lowest,
+       .high = anyDecay(inspection)
+                   ? 5.0
+                   : draw::withRoomForLegend(lowest, 3.0, numCurves(inspection), box)});
   const auto width = static_cast<std::size_t>(box.width);
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     const Channel& channel = inspection.channels[i];
     if (!channel.measures.onset) continue;
-    plot.curve(inUnit(unit, levelCurve(channel, duration, width / 2)),
+    plot.curve(time.inUnit(levelCurve(channel, duration, width / 2)),
                {.color = withAlpha(colorOf(i), 0.35)});
-    drawFits(plot, channel.measures.broadband.decay, lowest, unit);
+    drawFits(plot, channel.measures.broadband.decay, lowest, time);
   }
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     const Channel& channel = inspection.channels[i];
     if (!channel.measures.onset) continue;
-    plot.curve(inUnit(unit, decayCurve(channel, 4 * width)),
+    plot.curve(time.inUnit(decayCurve(channel, 4 * width)),
                {.color = colorOf(i), .width = 2.0});
-    legend.push_back({fitText(channel), {.color = colorOf(i), .width = 2.0}});
+    legend.push_back(
+        {fitText(inspection.results.channels[i]), {.color = colorOf(i), .width = 2.0}});
   }
   const acoustics::Decay& first = inspection.channels[0].measures.broadband.decay;
   if (first.reachesNoise) {
@@ -173,24 +174,26 @@ void drawDecayTimes(draw::Picture& picture, const Inspection& inspection,
                     const Box& box) {
   const double longest = longestTime(inspection);
   const std::size_t numEntries = numCurves(inspection) + 1;
-  Plot plot(
-      picture, box, "Decay times in octave bands",
-      {.label = "Frequency (Hz)",
-       .low = 88.0,
-       .high = 11300.0,
-       .logarithmic = true,
-       .ticks = octaveTicks(inspection)},
-      {.label = "Time for 60 dB (s)",
-       .high = longest > 0.0 ? withRoomForLegend(0.0, 1.05 * longest, numEntries, box)
-                             : 1.0});
+  Plot plot(picture, box, "Decay times in octave bands",
+            {.label = "Frequency (Hz)",
+             .low = 88.0,
+             .high = 11300.0,
+             .logarithmic = true,
+             .ticks = octaveTicks(inspection)},
+            {.label = "Time for 60 dB (s)",
+             .high = longest > 0.0
+                         ? draw::withRoomForLegend(0.0, 1.05 * longest, numEntries, box)
+                         : 1.0});
   if (longest == 0.0) return plot.remark("No octave band has enough decay range.");
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
-    const Channel& channel = inspection.channels[i];
+    const ChannelResult& channel = inspection.results.channels[i];
     const draw::Stroke late = {.color = colorOf(i), .width = 2.0};
-    drawBandTimes(plot, channel, lateFit, late);
-    drawBandTimes(plot, channel, earlyFit,
-                  {.color = colorOf(i), .width = 1.2, .dashed = true});
+    if (channel.sound) {
+      drawBandTimes(plot, *channel.sound, lateTime, late);
+      drawBandTimes(plot, *channel.sound, earlyTime,
+                    {.color = colorOf(i), .width = 1.2, .dashed = true});
+    }
     legend.push_back({channel.name + ", T30 (T20 if short of range)", late});
   }
   legend.push_back({"EDT", {.color = draw::kInk, .width = 1.2, .dashed = true}});

@@ -1,14 +1,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "apps/common/text.h"
 #include "apps/inspect/drawing_data.h"
 #include "apps/inspect/panels.h"
+#include "apps/inspect/report.h"
 
 namespace ulmar::inspect {
 namespace {
 
-using apps::fixed;
 using draw::Box;
 using draw::Plot;
 
@@ -17,12 +16,10 @@ constexpr double kFirstQuefrency = 0.0005;  // s
 constexpr double kLastQuefrency = 0.05;
 
 double loudestLevel(const Inspection& inspection) {
-  double loudest = -300.0;
+  double loudest = acoustics::kSilentLevel;
   for (const Channel& channel : inspection.channels) {
-    const auto& spectrum = channel.spectrum;
-    if (!spectrum) continue;
-    for (const acoustics::SpectrumPoint& point :
-         acoustics::thirdOctaveLevels(spectrum->energy)) {
+    if (!channel.spectrum) continue;
+    for (const acoustics::SpectrumPoint& point : channel.spectrum->thirdOctaves) {
       loudest = std::max(loudest, point.level);
     }
   }
@@ -49,7 +46,8 @@ void drawSpectra(draw::Picture& picture, const Inspection& inspection, const Box
   const double highest = 0.5 * inspection.sampleRate();
   const double loudest = loudestLevel(inspection);
   const double low = 5.0 * std::floor((loudest - kRange) / 5.0);
-  const double high = withRoomForLegend(low, loudest + 6.0, numCurves(inspection), box);
+  const double high =
+      draw::withRoomForLegend(low, loudest + 6.0, numCurves(inspection), box);
   Plot plot(picture, box, "Magnitude (line: third-octave mean; pale: all bins)",
             {.label = "Frequency (Hz)",
              .low = kLowestFrequency,
@@ -67,15 +65,14 @@ void drawSpectra(draw::Picture& picture, const Inspection& inspection, const Box
     if (!inspection.channels[i].spectrum) continue;
     std::vector<draw::Point2> points;
     for (const acoustics::SpectrumPoint& point :
-         acoustics::thirdOctaveLevels(inspection.channels[i].spectrum->energy)) {
+         inspection.channels[i].spectrum->thirdOctaves) {
       points.push_back({point.frequency, point.level});
     }
     const draw::Stroke stroke = {.color = colorOf(i), .width = 2.0};
     plot.curve(points, stroke);
-    std::string text = inspection.channels[i].name;
-    if (const auto& tilt = inspection.channels[i].spectrum->tilt) {
-      text += ", " + fixed(*tilt, 1) + " dB per octave";
-    }
+    const ChannelResult& channel = inspection.results.channels[i];
+    std::string text = channel.name;
+    if (channel.sound->tilt) text += ", " + tiltText(*channel.sound->tilt);
     legend.push_back({text, stroke});
   }
   plot.legend(legend);
@@ -84,11 +81,12 @@ void drawSpectra(draw::Picture& picture, const Inspection& inspection, const Box
 
 void drawCepstra(draw::Picture& picture, const Inspection& inspection, const Box& box) {
   const double largest = 1.1 * largestCepstrum(inspection);
-  Plot plot(picture, box, "Real cepstrum (an echo makes a line at its delay)",
-            {.label = "Quefrency (ms)", .high = 1000.0 * kLastQuefrency},
-            {.label = "Cepstrum (Np)",
-             .low = -largest,
-             .high = withRoomForLegend(-largest, largest, numCurves(inspection), box)});
+  Plot plot(
+      picture, box, "Real cepstrum (an echo makes a line at its delay)",
+      {.label = "Quefrency (ms)", .high = 1000.0 * kLastQuefrency},
+      {.label = "Cepstrum (Np)",
+       .low = -largest,
+       .high = draw::withRoomForLegend(-largest, largest, numCurves(inspection), box)});
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     if (!inspection.channels[i].spectrum) continue;
@@ -97,11 +95,11 @@ void drawCepstra(draw::Picture& picture, const Inspection& inspection, const Box
     plot.band(cepstrumExtents(cepstrum, kFirstQuefrency, kLastQuefrency,
                               static_cast<std::size_t>(box.width)),
               withAlpha(colorOf(i), 0.8));
-    std::string text = inspection.channels[i].name;
-    if (const auto& echo = cepstrum.echo) {
-      plot.disc({1000.0 * echo->delay, echo->value}, 4.5, colorOf(i));
-      text += ", echo at " + apps::millisecondsText(echo->delay, 2) + ", about " +
-              fixed(apps::decibelsOfGain(std::abs(echo->gain())), 0) + " dB";
+    const ChannelResult& channel = inspection.results.channels[i];
+    std::string text = channel.name;
+    if (const auto& echo = channel.sound->echo) {
+      plot.disc({1000.0 * echo->delay, echo->cepstrum}, 4.5, colorOf(i));
+      text += ", " + echoText(*echo);
     } else {
       text += ", no echo stands out";
     }

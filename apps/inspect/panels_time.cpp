@@ -1,29 +1,19 @@
 #include <algorithm>
 #include <cmath>
-#include <locale>
-#include <sstream>
 
 #include "apps/common/text.h"
+#include "apps/draw/time_scale.h"
 #include "apps/inspect/drawing_data.h"
 #include "apps/inspect/panels.h"
 
 namespace ulmar::inspect {
 namespace {
 
-using apps::TimeUnit;
-
 using draw::Axis;
 using draw::Box;
 using draw::Plot;
 
 constexpr draw::Color kTrimmed = {0.45, 0.45, 0.48, 0.16};
-
-Axis timeAxis(const Inspection& inspection) {
-  const double duration = durationOf(inspection);
-  const TimeUnit unit = apps::unitFor(duration);
-  return {.label = std::string("Time (") + unit.name + ")",
-          .high = unit.perSecond * duration};
-}
 
 /// Zero and the roundest numbers that keep their distance from the strips above and
 /// below.
@@ -32,38 +22,32 @@ std::vector<Axis::Tick> amplitudeTicks(double range) {
   const double decade = std::pow(10.0, std::floor(std::log10(limit)));
   const double digit = limit >= 5.0 * decade ? 5.0 : limit >= 2.0 * decade ? 2.0 : 1.0;
   const double value = digit * decade;
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text << value;
-  return {
-      {-value, std::string("-").append(text.str())}, {0.0, "0"}, {value, text.str()}};
+  const std::string text = apps::significant(value, 6);
+  return {{-value, "-" + text}, {0.0, "0"}, {value, text}};
 }
 
 /// Whether the suggested trim leaves out enough at one end to be seen, a few pixels.
 bool showsTrim(const Inspection& inspection) {
-  if (!inspection.suggestions) return false;
-  const Suggestions& suggestions = *inspection.suggestions;
-  const std::size_t after =
-      inspection.numFrames() - suggestions.start - suggestions.length;
-  return 400 * std::uint64_t{std::max(suggestions.start, after)} >=
+  if (inspection.results.silent()) return false;
+  const Suggestions& suggestions = *inspection.results.suggestions;
+  return 400 * std::uint64_t{std::max(suggestions.start.frame, suggestions.leftOut)} >=
          inspection.numFrames();
 }
 
-void shadeTrimmed(Plot& plot, const Inspection& inspection, double unit) {
+void shadeTrimmed(Plot& plot, const Inspection& inspection,
+                  const draw::TimeScale& time) {
   if (!showsTrim(inspection)) return;
-  const Suggestions& suggestions = *inspection.suggestions;
-  const auto time = [&](std::size_t frame) {
-    return unit * static_cast<double>(frame) / inspection.sampleRate();
-  };
-  plot.shade(0.0, time(suggestions.start), kTrimmed);
-  plot.shade(time(suggestions.start + suggestions.length), time(inspection.numFrames()),
-             kTrimmed);
+  const Suggestions& suggestions = *inspection.results.suggestions;
+  const double start = suggestions.start.seconds;
+  const double end = start + suggestions.length.seconds;
+  plot.shade(0.0, time.inUnit(start), kTrimmed);
+  plot.shade(time.inUnit(end), time.inUnit(inspection.results.seconds), kTrimmed);
 }
 
-std::string stripName(const Channel& channel, int sampleRate) {
-  if (!channel.measures.onset) return channel.name + ", silent";
-  const double onset = static_cast<double>(*channel.measures.onset) / sampleRate;
-  return channel.name + ", onset at " + apps::fixed(onset, 4) + " s";
+std::string stripName(const ChannelResult& channel) {
+  if (!channel.sound) return channel.name + ", silent";
+  return channel.name + ", onset at " + apps::fixed(channel.sound->onset.seconds, 4) +
+         " s";
 }
 
 /// The colours beside a spectrogram and what they mean.
@@ -87,33 +71,33 @@ void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
   const std::size_t numStrips = numCurves(inspection);
   const double pitch = (box.height + kGap) / static_cast<double>(numStrips);
   double peak = 0.0;
-  for (const Channel& channel : inspection.channels)
-    peak = std::max(peak, channel.measures.peak);
+  for (const ChannelResult& channel : inspection.results.channels) {
+    peak = std::max(peak, channel.peak);
+  }
   const double range = peak > 0.0 ? 1.1 * peak : 1.1;
-  const TimeUnit unit = apps::unitFor(durationOf(inspection));
+  const draw::TimeScale time(inspection.results.seconds);
   const char* const title = showsTrim(inspection)
                                 ? "Waveform (shaded: left out by the suggested trim)"
                                 : "Waveform";
   for (std::size_t i = 0; i < numStrips; ++i) {
-    const Channel& channel = inspection.channels[i];
     const bool first = i == 0;
     const bool last = i + 1 == numStrips;
     const Box strip = {box.left, box.top + static_cast<double>(i) * pitch, box.width,
                        pitch - kGap};
-    Axis x = timeAxis(inspection);
+    Axis x = time.axis();
     x.labelled = last;
     const Axis y = {.label = first ? "Amplitude" : "",
                     .low = -range,
                     .high = range,
                     .ticks = amplitudeTicks(range)};
     Plot plot(picture, strip, first ? title : "", x, y);
-    auto extents = waveformExtents(inspection.file.samples[i], inspection.sampleRate(),
-                                   static_cast<std::size_t>(box.width));
-    for (draw::Extent& extent : extents) extent.x *= unit.perSecond;
-    plot.waveform(extents, colorOf(i));
-    shadeTrimmed(plot, inspection, unit.perSecond);
+    const auto extents =
+        waveformExtents(inspection.file.samples[i], inspection.sampleRate(),
+                        static_cast<std::size_t>(box.width));
+    plot.waveform(time.inUnit(extents), colorOf(i));
+    shadeTrimmed(plot, inspection, time);
     plot.legend(std::vector<draw::LegendEntry>{
-        {stripName(channel, inspection.sampleRate()), {colorOf(i), 2.0}}});
+        {stripName(inspection.results.channels[i]), {colorOf(i), 2.0}}});
     plot.frame();
   }
 }
@@ -133,7 +117,7 @@ void drawSpectrogram(draw::Picture& picture, const Inspection& inspection,
             inspection.channels.size() == 1
                 ? "Spectrogram"
                 : "Spectrogram (power of all channels together)",
-            timeAxis(inspection),
+            draw::TimeScale(inspection.results.seconds).axis(),
             {.label = "Frequency (Hz)",
              .low = spectrogram.lowest,
              .high = spectrogram.highest,

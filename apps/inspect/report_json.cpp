@@ -1,77 +1,69 @@
-#include <nlohmann/json.hpp>
-
-#include "apps/common/text.h"
+#include "apps/common/json.h"
 #include "apps/inspect/report.h"
 
 namespace ulmar::inspect {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using apps::Json;
+using apps::orNull;
 
-Json orNull(const std::optional<double>& value) {
-  return value ? Json(*value) : Json();
+Json fileFigures(const Results& results) {
+  const audio::AudioInfo& info = results.file;
+  return {{"path", info.path},         {"format", info.format},
+          {"channels", info.channels}, {"sampleRate", info.sampleRate},
+          {"frames", info.frames},     {"seconds", results.seconds}};
 }
 
-Json fileFigures(const audio::AudioInfo& info) {
-  return {{"path", info.path},
-          {"format", info.format},
-          {"channels", info.channels},
-          {"sampleRate", info.sampleRate},
-          {"frames", info.frames},
-          {"seconds", static_cast<double>(info.frames) / info.sampleRate}};
+Json timeFigures(const std::optional<DecayTime>& time) {
+  if (!time) return nullptr;
+  return {{"seconds", time->seconds}, {"correlation", time->correlation}};
 }
 
-Json fitFigures(const std::optional<acoustics::DecayFit>& fit) {
-  if (!fit) return nullptr;
-  return {{"seconds", fit->decayTime()}, {"correlation", fit->correlation}};
-}
-
-Json bandFigures(const acoustics::BandMeasures& band) {
+Json bandFigures(const BandResult& band) {
   return {{"centre", band.centre > 0.0 ? Json(band.centre) : Json()},
-          {"edt", fitFigures(band.decay.edt)},
-          {"t20", fitFigures(band.decay.t20)},
-          {"t30", fitFigures(band.decay.t30)},
-          {"c50", orNull(band.clarity.c50)},
-          {"c80", orNull(band.clarity.c80)},
-          {"range", band.decay.range}};
+          {"edt", timeFigures(band.edt)},
+          {"t20", timeFigures(band.t20)},
+          {"t30", timeFigures(band.t30)},
+          {"c50", orNull(band.c50)},
+          {"c80", orNull(band.c80)},
+          {"range", band.range}};
 }
 
-Json noiseFigures(const Channel& channel, int sampleRate) {
-  const acoustics::Decay& decay = channel.measures.broadband.decay;
-  if (!decay.reachesNoise) return nullptr;
-  const double onset = static_cast<double>(*channel.measures.onset) / sampleRate;
-  return {{"level", apps::decibelsOfPower(decay.noisePower / sampleRate)},
-          {"fromSeconds", onset + decay.end}};
+Json noiseFigures(const std::optional<NoiseFloor>& noise) {
+  if (!noise) return nullptr;
+  return {{"level", noise->level}, {"fromSeconds", noise->from}};
 }
 
-Json echoFigures(const std::optional<acoustics::Echo>& echo) {
+Json echoFigures(const std::optional<EchoResult>& echo) {
   if (!echo) return nullptr;
   return {{"delay", echo->delay},
-          {"cepstrum", echo->value},
-          {"gain", echo->gain()},
-          {"combSpacing", echo->combSpacing()}};
+          {"cepstrum", echo->cepstrum},
+          {"gain", echo->gain},
+          {"combSpacing", echo->combSpacing}};
 }
 
-Json channelFigures(const Channel& channel, int sampleRate) {
+Json channelFigures(const ChannelResult& channel) {
   Json json = {{"name", channel.name},
-               {"peak", channel.measures.peak},
-               {"peakFrame", channel.measures.peakFrame},
-               {"energy", channel.measures.energy},
-               {"dcOffset", channel.measures.dcOffset},
-               {"silent", !channel.measures.onset}};
-  if (!channel.measures.onset) return json;
-  json["onsetFrame"] = *channel.measures.onset;
-  json["onsetSeconds"] = static_cast<double>(*channel.measures.onset) / sampleRate;
-  json["noiseFloor"] = noiseFigures(channel, sampleRate);
-  json["reverberationTime"] = orNull(channel.measures.midReverberationTime());
-  json["definition"] = orNull(channel.measures.d50);
-  json["centreTime"] = orNull(channel.measures.centreTime);
-  json["broadband"] = bandFigures(channel.measures.broadband);
+               {"peak", channel.peak},
+               {"peakFrame", channel.peakAt.frame},
+               {"energy", channel.energy},
+               {"dcOffset", channel.dcOffset},
+               {"silent", !channel.sound}};
+  if (!channel.sound) return json;
+  const SoundResult& sound = *channel.sound;
+  json["onsetFrame"] = sound.onset.frame;
+  json["onsetSeconds"] = sound.onset.seconds;
+  json["noiseFloor"] = noiseFigures(sound.noiseFloor);
+  json["reverberationTime"] = orNull(sound.reverberationTime);
+  json["definition"] = orNull(sound.definition);
+  json["centreTime"] = orNull(sound.centreTime);
+  json["broadband"] = bandFigures(sound.broadband);
   json["octaves"] = Json::array();
-  for (const acoustics::BandMeasures& band : channel.measures.octaves)
+  for (const BandResult& band : sound.octaves) {
     json["octaves"].push_back(bandFigures(band));
-  json["tilt"] = orNull(channel.spectrum->tilt);
-  json["echo"] = echoFigures(channel.spectrum->cepstrum.echo);
+  }
+  json["tilt"] = orNull(sound.tilt);
+  json["echo"] = echoFigures(sound.echo);
   return json;
 }
 
@@ -80,9 +72,9 @@ Json correlationFigures(const std::optional<acoustics::Correlation>& correlation
   return {{"value", correlation->value}, {"lag", orNull(correlation->lag)}};
 }
 
-Json pairFigures(const Inspection& inspection, const ChannelPair& pair) {
-  return {{"first", inspection.channels[pair.first].name},
-          {"second", inspection.channels[pair.second].name},
+Json pairFigures(const PairResult& pair) {
+  return {{"first", pair.first},
+          {"second", pair.second},
           {"whole", correlationFigures(pair.whole)},
           {"early", correlationFigures(pair.early)},
           {"late", correlationFigures(pair.late)}};
@@ -97,9 +89,9 @@ Json blockFigures(const BlockChoice& choice) {
 }
 
 Json suggestionFigures(const Suggestions& suggestions) {
-  Json json = {{"startFrame", suggestions.start},
-               {"frames", suggestions.length},
-               {"fadeFrames", suggestions.fade},
+  Json json = {{"startFrame", suggestions.start.frame},
+               {"frames", suggestions.length.frame},
+               {"fadeFrames", suggestions.fade.frame},
                {"asBFormat", suggestions.asBFormat},
                {"blockLen", nullptr},
                {"blocks", Json::array()}};
@@ -114,23 +106,21 @@ Json suggestionFigures(const Suggestions& suggestions) {
 
 }  // namespace
 
-std::string figures(const Inspection& inspection) {
-  Json json = {{"file", fileFigures(inspection.file.info)},
+std::string figures(const Results& results) {
+  Json json = {{"file", fileFigures(results)},
                {"channels", Json::array()},
                {"pairs", Json::array()},
                {"suggestions", nullptr}};
-  for (std::size_t i = 0; i < inspection.channels.size(); ++i) {
-    json["channels"].push_back(
-        channelFigures(inspection.channels[i], inspection.sampleRate()));
+  for (const ChannelResult& channel : results.channels) {
+    json["channels"].push_back(channelFigures(channel));
   }
-  for (const ChannelPair& pair : inspection.pairs) {
-    json["pairs"].push_back(pairFigures(inspection, pair));
+  for (const PairResult& pair : results.pairs) {
+    json["pairs"].push_back(pairFigures(pair));
   }
-  if (inspection.suggestions) {
-    json["suggestions"] = suggestionFigures(*inspection.suggestions);
+  if (results.suggestions) {
+    json["suggestions"] = suggestionFigures(*results.suggestions);
   }
-  // File names need not be UTF-8, which JSON must be.
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+  return apps::textOf(json);
 }
 
 }  // namespace ulmar::inspect

@@ -4,23 +4,25 @@
 #include <cmath>
 
 #include "ulmar/audio/channel_layout.h"
+#include "ulmar/audio/response_layout.h"
 #include "ulmar/host/crossover_design.h"
 #include "ulmar/host/plan.h"
-#include "ulmar/host/responses.h"
-#include "ulmar/host/surround_responses.h"
 
 namespace ulmar::inspect {
 namespace {
 
+using audio::ResponseLayout;
+
 constexpr int kInputChannels = 2;
-constexpr int kNumLoudspeakers = 5;
+// Of B-format. The other one costs the same.
+constexpr host::BFormat kConvention = host::BFormat::fuma;
 
 // What lies before an onset at a tenth of the peak, such as the ringing of a sharp
 // filter.
 constexpr double kLeadIn = 0.001;  // s
 
 void suggestPart(Suggestions& suggestions, const std::vector<Channel>& channels,
-                 std::size_t numFrames, double sampleRate) {
+                 std::size_t numFrames, int sampleRate) {
   constexpr double kMaxFade = 0.25;  // s
   std::size_t start = numFrames;
   std::size_t end = 0;
@@ -37,64 +39,68 @@ void suggestPart(Suggestions& suggestions, const std::vector<Channel>& channels,
   }
   end = std::clamp(end, start + 1, numFrames);
   start -= std::min(start, static_cast<std::size_t>(kLeadIn * sampleRate));
-  suggestions.start = start;
-  suggestions.length = end - start;
+  suggestions.start = momentOf(start, sampleRate);
+  suggestions.length = momentOf(end - start, sampleRate);
+  suggestions.leftOut = numFrames - end;
   if (end < std::min(soundEnd, numFrames)) {
-    suggestions.fade = std::min(suggestions.length / 10,
-                                static_cast<std::size_t>(kMaxFade * sampleRate));
+    const auto longest = static_cast<std::size_t>(kMaxFade * sampleRate);
+    suggestions.fade = momentOf(std::min((end - start) / 10, longest), sampleRate);
   }
 }
 
-/// 3 channels are one source in B-format and 8 are two, whatever the convention.
-bool isBFormat(const audio::AudioInfo& info) {
-  return info.channels == 3 || info.channels == 8;
+/// What the renderer would take the channels for, if it is told B-format of what can be
+/// nothing else; nothing if that is not clear.
+std::optional<ResponseLayout> layoutFor(const audio::AudioInfo& info) {
+  if (audio::isOnlyBFormat(info.channels)) return ResponseLayout::bFormat;
+  const auto layout = audio::layoutOfResponse(info);
+  return layout && audio::statesSpeakersOf(*layout, info) ? layout : std::nullopt;
 }
 
-/// How the renderer would arrange the channels; nothing if the file does not say what
-/// they are.
-std::optional<host::Responses> arrangementOf(const audio::AudioInfo& info) {
-  const auto silent = [](std::size_t count) { return Planar(count, {0.0F}); };
-  if (isBFormat(info)) {
-    return host::arrangeForDecoding(silent(info.channels == 3 ? 3 : 6), kInputChannels);
+std::string obstacleOf(const audio::AudioInfo& info) {
+  const std::string channels = std::to_string(info.channels);
+  const bool bFormat = audio::canHave(ResponseLayout::bFormat, info.channels);
+  if (!audio::canHave(ResponseLayout::feeds, info.channels)) {
+    return "ulmar-render takes responses of 1 to 6, 8 or 10 channels, not of " +
+           channels;
   }
-  switch (info.channels) {
-    case 1:
-    case 2:
-    case 4:
-      return host::arrangeResponses(silent(static_cast<std::size_t>(info.channels)),
-                                    kInputChannels);
-    case 6:
-      // Only a file that says so is 5.1, whose low-frequency channel is left out.
-      if (info.speakers.empty() || !audio::layoutOf(info)) return std::nullopt;
-      return host::arrangeFeeds(silent(5), kInputChannels);
-    case 5:
-    case 10:
-      return host::arrangeFeeds(silent(static_cast<std::size_t>(info.channels)),
-                                kInputChannels);
-    default:
-      return std::nullopt;
+  if (audio::statesSpeakersOf(ResponseLayout::feeds, info)) {
+    return "ulmar-render takes " + channels +
+           " channels as B-format, with --bformat, or as speaker feeds, with "
+           "--passthrough";
   }
+  return "its " + channels +
+         " channels are for other loudspeakers than those of 5.0 or 5.1" +
+         (bFormat ? "; ulmar-render takes them as B-format only, with --bformat" : "");
 }
 
-BlockChoice choiceOf(int blockLen, int irLen, const host::Responses& arrangement,
-                     int sampleRate) {
+/// irLen: of every response of the stream.
+host::ResponseShape shapeFor(ResponseLayout layout, const audio::AudioInfo& info,
+                             int irLen) {
+  const Planar silence(static_cast<std::size_t>(info.channels), {0.0F});
+  const Planar channels = audio::channelsInOrder({info, silence}, layout, kConvention);
+  host::ResponseShape shape = audio::arrange(channels, layout, kInputChannels).shape();
+  std::fill(shape.lengths.begin(), shape.lengths.end(), irLen);
+  return shape;
+}
+
+BlockChoice choiceOf(int blockLen, int irLen, ResponseLayout layout,
+                     const audio::AudioInfo& info) {
   host::StreamOptions options;
   options.blockLen = blockLen;
   options.dryGain = 1.0F;
   options.dryDelay = blockLen;
-  options.passThrough = arrangement.numOutputs == kNumLoudspeakers;
+  options.passThrough = layout == ResponseLayout::feeds;
   options.crossover = host::designCrossover(host::kDefaultCrossover, 48000.0);
-  host::ResponseShape shape = arrangement.shape();
-  std::fill(shape.lengths.begin(), shape.lengths.end(), irLen);
-  // What is for more than two outputs is decoded or passed on to all loudspeakers.
-  const int numOutputs =
-      arrangement.numOutputs > 2 ? kNumLoudspeakers : arrangement.numOutputs;
+  const host::ResponseShape shape = shapeFor(layout, info, irLen);
+  const int numOutputs = audio::isForFive(layout)
+                             ? audio::channelsOf(audio::ChannelLayout::five)
+                             : shape.numOutputs;
   const host::StreamPlan plan(kInputChannels, numOutputs, shape, options);
   constexpr double kPicosecond = 1e-12;
   BlockChoice choice;
   choice.blockLen = blockLen;
   choice.tailBlockLen = plan.tail() ? plan.tail()->geometry.blockLen : 0;
-  choice.latency = static_cast<double>(blockLen) / sampleRate;
+  choice.latency = static_cast<double>(blockLen) / info.sampleRate;
   choice.memory = plan.streamBytes() + plan.setBytes();
   choice.meanLoad = kPicosecond * plan.work().mean / choice.latency;
   choice.worstLoad = kPicosecond * plan.work().worst / choice.latency;
@@ -110,18 +116,24 @@ Suggestions suggest(const std::vector<Channel>& channels,
   Suggestions suggestions;
   suggestPart(suggestions, channels, static_cast<std::size_t>(info.frames),
               info.sampleRate);
-  const auto arrangement = arrangementOf(info);
-  if (!arrangement || suggestions.length > std::size_t{host::kMaxIRLen}) {
+  const auto layout = layoutFor(info);
+  if (suggestions.length.frame > std::size_t{host::kMaxIRLen}) {
+    suggestions.obstacle = "it is longer than ulmar-render takes";
     return suggestions;
   }
-  suggestions.asBFormat = isBFormat(info);
-  const auto irLen = static_cast<int>(suggestions.length);
+  if (!layout) {
+    suggestions.obstacle = obstacleOf(info);
+    return suggestions;
+  }
+  suggestions.asBFormat = *layout == ResponseLayout::bFormat;
+  suggestions.orAmbix = suggestions.asBFormat &&
+                        audio::canHave(*layout, info.channels, host::BFormat::ambix);
+  const auto irLen = static_cast<int>(suggestions.length.frame);
   bool affordable = false;
   for (int blockLen = kShortest;
        blockLen <= kLongestShown || (!affordable && blockLen <= host::kMaxBlockLen);
        blockLen *= 2) {
-    suggestions.blocks.push_back(
-        choiceOf(blockLen, irLen, *arrangement, info.sampleRate));
+    suggestions.blocks.push_back(choiceOf(blockLen, irLen, *layout, info));
     if (affordable) continue;
     affordable = suggestions.blocks.back().meanLoad <= Suggestions::kAffordable;
     suggestions.suggestedBlock = suggestions.blocks.size() - 1;

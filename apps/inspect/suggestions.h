@@ -4,7 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <string>
 #include <vector>
 
 #include "apps/inspect/channel.h"
@@ -24,16 +24,18 @@ struct BlockChoice {
 };
 
 struct Suggestions {
-  // Frames of the file.
-  std::size_t start = 0;   // a little before the first onset
-  std::size_t length = 0;  // to where the last channel sinks into its noise
-  std::size_t fade = 0;    // at the end of that, 0 if silence only is cut off
+  Moment start;             // a little before the first onset
+  Moment length;            // from there to where the last channel sinks into its noise
+  Moment fade;              // at the end of that, 0 if silence only is cut off
+  std::size_t leftOut = 0;  // frames of the file behind that
 
   /// The mean load that the suggested block length stays within.
   static constexpr double kAffordable = 0.01;
   /// Empty if the file does not say what the channels are, and if they are too long.
   std::vector<BlockChoice> blocks;
+  std::string obstacle;            // in words, where `blocks` is empty
   bool asBFormat = false;          // what `blocks` takes them for, which must be said
+  bool orAmbix = false;            // the other convention of B-format fits as well
   std::size_t suggestedBlock = 0;  // in `blocks`, the shortest that is affordable
 };
 

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "apps/common/text.h"
+#include "apps/draw/page.h"
+#include "apps/draw/time_scale.h"
+#include "ulmar/audio/file_name.h"
 
 namespace ulmar::render {
 namespace {
@@ -19,36 +21,8 @@ using draw::Box;
 using draw::Picture;
 using draw::Plot;
 
-constexpr int kWidth = 1200;
-constexpr int kHeight = 1116;
-constexpr double kLeft = 82.0;
-constexpr double kInnerWidth = kWidth - 30.0 - kLeft;
-constexpr double kBetween = 90.0;
-
-/// The time that all diagrams show, and the unit that it is shown in.
-class TimeScale {
- public:
-  explicit TimeScale(double seconds)
-      : seconds_(seconds), unit_(apps::unitFor(seconds)) {}
-
-  Axis axis() const {
-    return {.label = std::string("Time (") + unit_.name + ")",
-            .high = unit_.perSecond * seconds_};
-  }
-  /// Values over seconds as values over the unit.
-  template <class Value>
-  std::vector<Value> inUnit(std::vector<Value> values) const {
-    for (Value& value : values) value.x *= unit_.perSecond;
-    return values;
-  }
-
- private:
-  double seconds_;
-  apps::TimeUnit unit_;
-};
-
 void drawWaveform(Picture& picture, const Box& box, const std::string& title,
-                  const Envelope& envelope, double peak, const TimeScale& time,
+                  const Envelope& envelope, double peak, const draw::TimeScale& time,
                   draw::Color color) {
   Plot plot(picture, box, title, time.axis(),
             {.label = "Amplitude", .low = -1.1 * peak, .high = 1.1 * peak});
@@ -59,16 +33,15 @@ void drawWaveform(Picture& picture, const Box& box, const std::string& title,
 /// Few levels are marked with discs as well: a single one makes no line.
 void drawLevel(Plot& plot, const std::vector<draw::Point2>& levels, double lowest,
                const draw::Stroke& stroke) {
-  constexpr std::size_t kFew = 64;
   plot.curve(levels, stroke);
-  if (levels.size() > kFew) return;
+  if (levels.size() > draw::kFewToMark) return;
   for (const draw::Point2& level : levels) {
     if (level.y >= lowest) plot.disc(level, 2.5, stroke.color);
   }
 }
 
 void drawLevels(Picture& picture, const Box& box, const Trace& trace,
-                const TimeScale& time) {
+                const draw::TimeScale& time) {
   Axis levels = {.label = "Level (dBFS)", .low = -100.0, .high = 10.0};
   for (int level = -100; level <= 0; level += 20) {
     levels.ticks.push_back({static_cast<double>(level), std::to_string(level)});
@@ -112,7 +85,7 @@ Axis costAxis(double least, double most) {
 }
 
 void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan& plan,
-               const TimeScale& time) {
+               const draw::TimeScale& time) {
   constexpr double kClockTick = 1e-3;  // microseconds
   std::vector<double> costs;
   for (const float seconds : trace.blockSeconds) {
@@ -146,40 +119,39 @@ void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan&
   plot.frame();
 }
 
-std::string nameOf(const std::string& path) {
-  return std::filesystem::path(path).filename().string();
-}
-
 std::string titleOf(const Plan& plan) {
-  return nameOf(plan.input.path) + " through " + (plan.options.room ? "a " : "") +
-         nameOf(plan.response.name) + ", in blocks of " +
-         std::to_string(plan.blockLen()) + " frames";
+  return audio::withoutFolders(plan.input.path) + " through " +
+         (plan.options.room ? "a " : "") + audio::withoutFolders(plan.response.name) +
+         ", in blocks of " + std::to_string(plan.blockLen()) + " frames";
 }
 
 }  // namespace
 
 void draw(const Plan& plan, const Trace& trace) {
-  constexpr Picture::Font kNameFont = {.size = 21.0, .color = draw::kInk, .bold = true};
   constexpr double kRowHeight = 150.0;
   constexpr double kTallRowHeight = 200.0;
-  const TimeScale time(static_cast<double>(plan.outFrames()) / plan.format.sampleRate);
+  const draw::TimeScale time(static_cast<double>(plan.outFrames()) /
+                             plan.format.sampleRate);
   const double largest = std::max(trace.input.peak(), trace.output.peak());
   const double peak = largest > 0.0 ? largest : 1.0;
 
-  Picture picture(plan.options.picture, kWidth, kHeight);
-  picture.text({30.0, 38.0}, picture.shortened(titleOf(plan), kWidth - 60.0, kNameFont),
-               draw::Align::left, kNameFont);
-  Box box = {kLeft, 88.0, kInnerWidth, kRowHeight};
+  constexpr double kFirstTop = 88.0;
+  constexpr double kBottom =
+      kFirstTop + 2.0 * (kRowHeight + kTallRowHeight) + 3.0 * draw::kBetweenFrames;
+  Picture picture(plan.options.picture, draw::kPageWidth, draw::pageHeight(kBottom));
+  draw::drawHeading(picture, titleOf(plan));
+  Box box = {draw::kFrameLeft, kFirstTop, draw::kFrameWidth, kRowHeight};
   drawWaveform(picture, box, "Input (dry)", trace.input, peak, time,
                draw::kCurveColors[0]);
-  box.top = box.bottom() + kBetween;
+  box.top = box.bottom() + draw::kBetweenFrames;
   drawWaveform(picture, box,
-               "Output " + nameOf(plan.options.output) + " (wet and dry as mixed)",
+               "Output " + audio::withoutFolders(plan.options.output) +
+                   " (wet and dry as mixed)",
                trace.output, peak, time, draw::kCurveColors[1]);
-  box.top = box.bottom() + kBetween;
+  box.top = box.bottom() + draw::kBetweenFrames;
   box.height = kTallRowHeight;
   drawLevels(picture, box, trace, time);
-  box.top = box.bottom() + kBetween;
+  box.top = box.bottom() + draw::kBetweenFrames;
   drawCosts(picture, box, trace, plan, time);
   picture.commit();
 }

@@ -4,8 +4,8 @@
 namespace ulmar::render {
 
 inline constexpr const char* kDescription =
-    R"(Puts dry audio into a room: convolves it with the room's impulse response and
-mixes the result with the dry signal.
+    R"(Puts audio into a room: convolves the input with the room's impulse response, and
+mixes that, the wet signal, with the input as it is, the dry signal.
 )";
 
 inline constexpr const char* kFooter = R"(Examples:

@@ -1,4 +1,4 @@
-// ulmar-render: dry audio and an impulse response in, wet audio out.
+// ulmar-render: an input and an impulse response in, the input in that room out.
 #include <optional>
 #include <string>
 #include <vector>

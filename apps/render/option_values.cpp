@@ -2,12 +2,12 @@
 
 #include <bit>
 #include <charconv>
-#include <cmath>
 #include <string_view>
 #include <system_error>
 
 #include "apps/common/program.h"
 #include "apps/common/text.h"
+#include "ulmar/host/decibels.h"
 
 namespace ulmar::render {
 namespace {
@@ -79,7 +79,7 @@ double parseGain(const std::string& option, const std::string& text) {
   if (!readWithin(kLevel, text, level)) {
     refuse(option, text, "a level from " + limits(kLevel) + ", or 'off'");
   }
-  return std::pow(10.0, level / 20.0);
+  return gainOfDecibels(level);
 }
 
 Tail parseTail(const std::string& option, const std::string& text) {

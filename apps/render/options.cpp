@@ -33,7 +33,7 @@ void addValue(CLI::App& app, const std::string& names, const char* value,
 
 void addFileOptions(CLI::App& app, Options& options) {
   app.option_defaults()->group("Files");
-  app.add_option("-i,--input", options.input, "The dry audio: WAV, FLAC or AIFF")
+  app.add_option("-i,--input", options.input, "The input: WAV, FLAC or AIFF")
       ->option_text("FILE");
   app.add_option("-o,--output", options.output,
                  "The result, by its extension .wav, .flac or .aiff")
@@ -247,7 +247,7 @@ void checkResponseWords(const Options& options) {
 
 void checkTogether(const Options& options) {
   const auto refuse = [](const char* why) { throw UsageError(why); };
-  if (options.input.empty()) refuse("-i is missing, and must name the dry audio");
+  if (options.input.empty()) refuse("-i is missing, and must name the input");
   if (options.output.empty() && !options.check) {
     refuse("-o is missing, and must name the file to write");
   }

@@ -7,23 +7,17 @@
 
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/audio/channel_layout.h"
+#include "ulmar/audio/response_layout.h"
 #include "ulmar/host/plan.h"
 #include "ulmar/host/surround_responses.h"
 #include "ulmar/room/room.h"
 
 namespace ulmar::render {
 
+using audio::ResponseLayout;
+
 /// What the response is brought to 1 in, before it is used.
 enum class Normalization { none, peak, energy };
-
-/// What the channels of a response are.
-enum class ResponseLayout {
-  mono,
-  stereo,      // left, right
-  trueStereo,  // left to left, left to right, right to left, right to right
-  bFormat,
-  feeds  // of five loudspeakers
-};
 
 /// How much is rendered beyond the end of the input.
 struct Tail {

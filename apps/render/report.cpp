@@ -6,6 +6,7 @@
 
 #include "apps/common/text.h"
 #include "apps/render/option_values.h"
+#include "ulmar/host/decibels.h"
 #include "ulmar/host/geometry.h"
 
 namespace ulmar::render {
@@ -79,7 +80,8 @@ std::string pairText(const Plan& plan) {
 
 std::string decodingText(const Plan& plan) {
   const bool mono = plan.routing.input == audio::ChannelLayout::mono;
-  const bool oneSource = plan.response.channels <= 4;
+  const bool oneSource =
+      audio::numSources(ResponseLayout::bFormat, plan.response.channels) == 1;
   std::string text;
   if (oneSource) {
     text = mono ? "mono through W, X and Y"
@@ -104,7 +106,7 @@ std::string feedsText(const Plan& plan) {
   } else {
     text = "left and right to five loudspeakers each, through their own responses";
   }
-  if (plan.response.channels == 6) {
+  if (audio::hasLowFrequency(ResponseLayout::feeds, plan.response.channels)) {
     text += "; the response's low-frequency channel is not used";
   }
   return text;
@@ -149,8 +151,7 @@ std::string engineText(const Plan& plan) {
   }
   text += truncationText(plan);
   if (plan.jobs > 1) text += ", in " + countText(plan.jobs, "stream") + " side by side";
-  return text + ", " + fixed(static_cast<double>(plan.memoryBytes()) / (1 << 20), 1) +
-         " MiB";
+  return text + ", " + apps::memoryText(plan.memoryBytes());
 }
 
 std::string latencyText(const Plan& plan) {
@@ -219,7 +220,7 @@ std::string speedText(const Plan& plan, const Rendering& rendering) {
 // What change of level would have avoided clipping, in dB.
 std::string adviceText(const Options& options, double change) {
   const auto takes = [change](double gain) {
-    return gain == 0.0 || apps::decibelsOfGain(gain) + change >= kLevel.low;
+    return gain == 0.0 || decibelsOfGain(gain) + change >= kLevel.low;
   };
   // The gains that a signal passes.
   const std::string names = options.dryGain == 0.0   ? "--wet"
@@ -237,7 +238,7 @@ std::string peakText(const Plan& plan, const Rendering& rendering) {
   const double gain = rendering.gainWithoutClipping;
   if (gain == 1.0) return text + ", within full scale";
   // Rounded down, so that it is enough.
-  const double decibels = std::floor(100.0 * apps::decibelsOfGain(gain)) / 100.0;
+  const double decibels = std::floor(100.0 * decibelsOfGain(gain)) / 100.0;
   const std::string advice = adviceText(plan.options, decibels);
   if (!rendering.limited) {
     return text + ", above full scale, which a float file keeps; " + advice;

@@ -1,5 +1,4 @@
-#include <nlohmann/json.hpp>
-
+#include "apps/common/json.h"
 #include "apps/render/option_values.h"
 #include "apps/render/report.h"
 #include "ulmar/host/geometry.h"
@@ -7,7 +6,7 @@
 namespace ulmar::render {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using apps::Json;
 
 Json inputFigures(const Plan& plan) {
   const audio::AudioInfo& input = plan.input;
@@ -58,7 +57,7 @@ Json engineFigures(const Plan& plan) {
   Json json = geometryFigures(host::geometryOf(plan.params()));
   json.update({{"hfTruncate", plan.options.hfTruncate},
                {"upperBandFrames", stream.upperBandLen()},
-               {"crossover", nullptr},
+               {"crossover", apps::orNull(plan.crossover)},
                {"numInputs", plan.params().numInputs},
                {"numOutputs", plan.params().numOutputs},
                {"numPairs", stream.shape().numPairs()},
@@ -69,7 +68,6 @@ Json engineFigures(const Plan& plan) {
                {"latencyFrames", plan.latency()},
                {"jobs", plan.jobs},
                {"memoryBytes", plan.memoryBytes()}});
-  if (plan.crossover) json["crossover"] = *plan.crossover;
   if (const auto& tail = stream.tail()) {
     json["tail"] = geometryFigures(tail->geometry);
     json["tail"]["startFrame"] = tail->start;
@@ -111,8 +109,7 @@ std::string figures(const Plan& plan, const Rendering* rendering) {
                {"mix", mixFigures(plan)},       {"engine", engineFigures(plan)},
                {"output", outputFigures(plan)}, {"rendering", nullptr}};
   if (rendering != nullptr) json["rendering"] = renderingFigures(*rendering);
-  // File names need not be UTF-8, which JSON must be.
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+  return apps::textOf(json);
 }
 
 }  // namespace ulmar::render

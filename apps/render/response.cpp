@@ -114,14 +114,7 @@ double normalizationGain(Normalization normalization, const host::Responses& res
 host::Responses arrange(const Planar& signal, const ResponseInfo& info,
                         ResponseLayout layout, const audio::AudioInfo& input) {
   try {
-    switch (layout) {
-      case ResponseLayout::bFormat:
-        return host::arrangeForDecoding(signal, input.channels);
-      case ResponseLayout::feeds:
-        return host::arrangeFeeds(signal, input.channels);
-      default:
-        return host::arrangeResponses(signal, input.channels);
-    }
+    return audio::arrange(signal, layout, input.channels);
   } catch (const Error& error) {
     fail("cannot put ", input.path, " through ", info.name, ": ", error.what());
   }

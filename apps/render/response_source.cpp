@@ -32,24 +32,6 @@ Planar renderRoomFor(const Options& options, ResponseLayout layout,
   }
 }
 
-// A file's speaker feeds in the engine's order: left, right, left surround, right
-// surround, centre. Ten channels are twice five in the standard order of files; a
-// low-frequency channel is left out.
-Planar feedsOf(const audio::AudioFile& file) {
-  constexpr std::size_t kEngineToLibrary[] = {0, 2, 3, 4, 1};
-  const bool two = file.info.channels == 10;
-  const std::vector<int> order =
-      two ? audio::libraryOrder(5, {})
-          : audio::libraryOrder(file.info.channels, file.info.speakers);
-  Planar feeds;
-  for (std::size_t source = 0; source < (two ? 2 : 1); ++source) {
-    for (const std::size_t k : kEngineToLibrary) {
-      feeds.push_back(file.samples[5 * source + static_cast<std::size_t>(order[k])]);
-    }
-  }
-  return feeds;
-}
-
 }  // namespace
 
 Planar readResponse(const Options& options, const audio::AudioInfo& input,
@@ -68,13 +50,7 @@ Planar readResponse(const Options& options, const audio::AudioInfo& input,
     info.format = file.info.format;
     info.sourceRate = file.info.sampleRate;
     info.channels = file.info.channels;
-    if (routing.response == ResponseLayout::bFormat) {
-      signal = host::horizontalBFormat(file.samples, *options.bFormat);
-    } else if (routing.response == ResponseLayout::feeds) {
-      signal = feedsOf(file);
-    } else {
-      signal = std::move(file.samples);
-    }
+    signal = audio::channelsInOrder(std::move(file), routing.response, options.bFormat);
   }
   info.sourceFrames = std::ssize(signal[0]);
   return signal;

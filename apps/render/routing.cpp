@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <optional>
-#include <vector>
+#include <span>
 
 #include "apps/common/text.h"
 #include "apps/render/option_values.h"
@@ -19,10 +19,6 @@ bool hasFive(ChannelLayout layout) {
   return layout == ChannelLayout::five || layout == ChannelLayout::fiveOne;
 }
 
-bool isForFive(ResponseLayout response) {
-  return response == ResponseLayout::bFormat || response == ResponseLayout::feeds;
-}
-
 ChannelLayout inputLayout(const audio::AudioInfo& input) {
   if (const auto layout = audio::layoutOf(input)) return *layout;
   fail("cannot use ", input.path, " as input: its ",
@@ -30,32 +26,11 @@ ChannelLayout inputLayout(const audio::AudioInfo& input) {
        " are not those of mono, stereo, 5.0 or 5.1, which have 1, 2, 5 or 6");
 }
 
-// Channels of one response. In B-format, whose convention is given, those of one source
-// or of a left and a right one.
-std::vector<int> channelCounts(ResponseLayout layout,
-                               std::optional<host::BFormat> convention) {
-  switch (layout) {
-    case ResponseLayout::mono:
-      return {1};
-    case ResponseLayout::stereo:
-      return {2};
-    case ResponseLayout::trueStereo:
-      return {4};
-    case ResponseLayout::feeds:
-      return {5, 6, 10};
-    default:
-      if (convention == host::BFormat::ambix) return {4, 8};
-      return {3, 4, 6, 8};
-  }
-}
-
 void refuseCount(const audio::AudioInfo& response, ResponseLayout layout,
                  std::optional<host::BFormat> convention) {
-  const std::vector<int> counts = channelCounts(layout, convention);
-  const bool fits = std::ranges::find(counts, response.channels) != counts.end();
-  const bool ordered = layout != ResponseLayout::feeds || response.channels == 10 ||
-                       audio::layoutOf(response).has_value();
-  if (fits && ordered) return;
+  const bool fits = audio::canHave(layout, response.channels, convention);
+  if (fits && audio::statesSpeakersOf(layout, response)) return;
+  const std::span<const int> counts = audio::channelCounts(layout, convention);
   std::string needed;
   for (const int count : counts) {
     if (!needed.empty()) needed += count == counts.back() ? " or " : ", ";
@@ -72,24 +47,10 @@ void refuseCount(const audio::AudioInfo& response, ResponseLayout layout,
 }
 
 ResponseLayout layoutByCount(const audio::AudioInfo& response) {
-  const bool saysFiveOne =
-      !response.speakers.empty() && audio::layoutOf(response) == ChannelLayout::fiveOne;
-  if (saysFiveOne) return ResponseLayout::feeds;
-  switch (response.channels) {
-    case 1:
-      return ResponseLayout::mono;
-    case 2:
-      return ResponseLayout::stereo;
-    case 4:
-      return ResponseLayout::trueStereo;
-    case 5:
-    case 10:
-      return ResponseLayout::feeds;
-    default:
-      fail("cannot tell what the ", response.channels, " channels of ", response.path,
-           " are: 1, 2, 4, 5 or 10 say so by their number, B-format by --bformat fuma "
-           "or ambix");
-  }
+  if (const auto layout = audio::layoutOfResponse(response)) return *layout;
+  fail("cannot tell what the ", response.channels, " channels of ", response.path,
+       " are: 1, 2, 4, 5 or 10 say so by their number, B-format by --bformat fuma "
+       "or ambix");
 }
 
 ResponseLayout responseLayout(const Options& options,
@@ -123,7 +84,7 @@ ChannelLayout outputLayout(const Options& options, ChannelLayout input,
                            ResponseLayout response) {
   if (options.outLayout) return *options.outLayout;
   if (hasFive(input)) return input;
-  if (isForFive(response)) return ChannelLayout::five;
+  if (audio::isForFive(response)) return ChannelLayout::five;
   return input == ChannelLayout::mono && response == ResponseLayout::mono
              ? ChannelLayout::mono
              : ChannelLayout::stereo;
@@ -149,12 +110,12 @@ void refuseMismatch(const Routing& routing, const std::string& input,
   }
   const std::string through =
       start + " through " + response + ": it is " + nameOf(routing.response);
-  if (routing.surround() && !isForFive(routing.response)) {
+  if (routing.surround() && !audio::isForFive(routing.response)) {
     fail(through,
          ", and five loudspeakers take B-format (--bformat fuma or ambix) or "
          "speaker feeds (5 or 10 channels)");
   }
-  if (!routing.surround() && isForFive(routing.response)) {
+  if (!routing.surround() && audio::isForFive(routing.response)) {
     fail(through, ", which is for five loudspeakers; give --out-layout 5.0 or 5.1");
   }
   if (routing.output == ChannelLayout::mono &&

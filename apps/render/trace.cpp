@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "apps/common/text.h"
+#include "ulmar/host/decibels.h"
 
 namespace ulmar::render {
 namespace {
@@ -59,7 +59,7 @@ std::vector<draw::Point2> Envelope::levels() const {
     const Column& column = columns_[i];
     const double power =
         column.energy / static_cast<double>(std::max<std::int64_t>(column.count, 1));
-    levels.push_back({timeOf(i), apps::decibelsOfPower(std::max(power, 1e-20))});
+    levels.push_back({timeOf(i), decibelsOfPower(std::max(power, 1e-20))});
   }
   return levels;
 }

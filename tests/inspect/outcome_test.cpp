@@ -1,6 +1,7 @@
 // What the inspector leaves behind: answers to odd responses, complete pictures, and
 // nothing at all where it refuses.
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 
 #include "tests/inspect/responses.h"
@@ -78,6 +79,42 @@ TEST(OddNames, LeaveACommandThatCanBePasted) {
     ASSERT_NE(start, std::string::npos) << text;
     const std::string command = text.substr(start, text.find('\n', start) - start);
     EXPECT_EQ(thirdWordOf(command), name[0] == '-' ? "./" + name : name) << command;
+  }
+}
+
+/// Whether the renderer takes a response.
+bool renders(const ScratchDir& folder, const std::string& options) {
+  const std::string command = "cd '" + (folder / "") + "' && '" ULMAR_RENDERER "' " +
+                              options + " -i DRY.wav --check >/dev/null 2>&1";
+  return std::system(command.c_str()) == 0;
+}
+
+TEST(Suggestions, AreWhatTheRendererTakesAndMissOnlyWhatItRefuses) {
+  using enum audio::Speaker;
+  std::vector<std::vector<audio::Speaker>> speakers = {
+      {frontLeft, frontRight, lowFrequency, rearLeft, rearRight},
+      {frontLeft, frontRight, frontCenter, rearLeft, rearRight, rearCenter},
+      {frontLeft, frontRight, frontCenter, lowFrequency, sideLeft, sideRight}};
+  for (std::size_t channels = 1; channels <= 12; ++channels) {
+    speakers.emplace_back(channels);  // not stated
+  }
+  const ScratchDir folder;
+  write(folder, "DRY.wav", 2, Signal(2));
+  for (const auto& stated : speakers) {
+    const auto channels = static_cast<int>(stated.size());
+    audio::AudioFormat format = {.channels = channels, .sampleRate = kRate};
+    if (stated[0] != unknown) format.speakers = stated;
+    SCOPED_TRACE(std::to_string(channels) + " channels, " +
+                 (format.speakers.empty() ? "not stated" : "stated"));
+    audio::writeAudio(folder / "ir.wav", format, Signal(100 * stated.size(), 0.5F));
+    const std::string text = render::expectRun(folder, {"ir.wav"}).out;
+    const std::size_t start = text.find(" --ir ");
+    if (start == std::string::npos) {
+      EXPECT_FALSE(renders(folder, "--ir ir.wav")) << text;
+    } else {
+      EXPECT_TRUE(renders(folder, text.substr(start, text.find(" -i ") - start)))
+          << text;
+    }
   }
 }
 

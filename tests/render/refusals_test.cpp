@@ -121,9 +121,9 @@ std::vector<Refusal> refusals() {
       {{"-i", "slow.wav", "--room", "hall", "-o", "wet.wav"},
        {"slow.wav", "4000 Hz", "8000"}},
       // Outputs that cannot be.
-      {with({}, "dry.wav", "ir.wav", "dry.wav"), {"dry.wav", "input"}},
-      {with({}, "dry.wav", "ir.wav", "./folder.wav/../ir.wav"), {"ir.wav", "input"}},
-      {with({}, "dry.wav", "ir.wav", "link.wav"), {"link.wav", "dry.wav", "input"}},
+      {with({}, "dry.wav", "ir.wav", "dry.wav"), {"dry.wav", "replaced"}},
+      {with({}, "dry.wav", "ir.wav", "./folder.wav/../ir.wav"), {"ir.wav", "replaced"}},
+      {with({}, "dry.wav", "ir.wav", "link.wav"), {"link.wav", "dry.wav", "replaced"}},
       {with({}, "dry.wav", "ir.wav", "wet.mp3"), {"wet.mp3", "'.mp3'", ".flac"}},
       {with({"--picture", "wet.jpg"}), {"wet.jpg", "'.jpg'", ".svg, .png or .pdf"}},
       {with({"--format", "float"}, "dry.wav", "ir.wav", "wet.flac"),

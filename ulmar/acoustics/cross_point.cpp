@@ -6,6 +6,8 @@
 #include <span>
 #include <vector>
 
+#include "ulmar/host/decibels.h"
+
 namespace ulmar::acoustics {
 namespace {
 
@@ -18,8 +20,6 @@ constexpr double kIntervalsPer10dB = 5.0;  // of the later smoothing
 constexpr int kMaxIterations = 10;
 constexpr std::size_t kMinPoints = 5;
 
-double decibels(double power) { return 10.0 * std::log10(power); }
-
 /// Levels of the mean power in intervals of numSteps steps, at the intervals' middles.
 std::vector<PointXY> smoothed(const EnergyProfile& profile, std::size_t numSteps) {
   std::vector<PointXY> points;
@@ -30,7 +30,7 @@ std::vector<PointXY> smoothed(const EnergyProfile& profile, std::size_t numSteps
         std::accumulate(from, from + static_cast<std::ptrdiff_t>(numSteps), 0.0);
     // An interval of digital silence has a finite level, far below any other.
     points.push_back({profile.timeOf(i) + 0.5 * length,
-                      decibels(std::max(energy / length, 1e-200))});
+                      decibelsOfPower(std::max(energy / length, 1e-200))});
   }
   return points;
 }
@@ -99,7 +99,7 @@ class CrossPointSearch {
   }
 
   void intersect() {
-    const double noise = decibels(found_.noisePower);
+    const double noise = decibelsOfPower(found_.noisePower);
     found_.time = std::clamp((noise - found_.late.intercept) / found_.late.slope,
                              profile_.start, profile_.end());
   }
@@ -110,7 +110,7 @@ class CrossPointSearch {
     std::size_t numSteps = stepsIn(std::min(kFirstInterval, duration_ / 50.0));
     for (;;) {
       const auto points = smoothed(profile_, numSteps);
-      const double low = decibels(found_.noisePower) + kAboveNoise;
+      const double low = decibelsOfPower(found_.noisePower) + kAboveNoise;
       if (!points.empty() && fitLate(fallingPart(points, 1e9, low))) return true;
       if (numSteps == 1) return false;
       numSteps = (numSteps + 1) / 2;
@@ -125,7 +125,7 @@ class CrossPointSearch {
     found_.noisePower =
         meanPower(profile_, std::min(found_.time + safety, noiseStart_));
     if (!(found_.noisePower > 0.0)) return false;
-    const double low = decibels(found_.noisePower) + kAboveNoise;
+    const double low = decibelsOfPower(found_.noisePower) + kAboveNoise;
     if (!fitLate(fallingPart(points, low + kLateRange, low))) intersect();
     return true;
   }

@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "ulmar/acoustics/cross_point.h"
+#include "ulmar/host/decibels.h"
 
 namespace ulmar::acoustics {
 namespace {
@@ -17,7 +18,7 @@ constexpr std::size_t kMinPoints = 4;
 constexpr double kWorstCorrelation = -0.9;
 
 double powerAt(const LineFit& levels, double time) {
-  return std::pow(10.0, levels.at(time) / 10.0);
+  return powerOfDecibels(levels.at(time));
 }
 
 /// Mean power of the last hundredth of the response.
@@ -68,10 +69,10 @@ void integrate(Decay& decay, const EnergyProfile& profile) {
   }
   const double whole = *std::max_element(decay.curve.begin(), decay.curve.end());
   for (double& value : decay.curve) {
-    value = 10.0 * std::log10(std::max(value / whole, 1e-30));
+    value = decibelsOfPower(std::max(value / whole, 1e-30));
   }
   if (decay.tailEnergy > 0.0) {
-    decay.range = std::max(0.0, -10.0 * std::log10(decay.tailEnergy / whole));
+    decay.range = std::max(0.0, -decibelsOfPower(decay.tailEnergy / whole));
   }
 }
 

@@ -42,6 +42,9 @@ struct Decay {
   std::optional<DecayFit> edt;  // early decay, from 0 to -10 dB
   std::optional<DecayFit> t20;  // from -5 to -25 dB
   std::optional<DecayFit> t30;  // from -5 to -35 dB
+
+  /// T30, or T20 where the range is too short for that.
+  const std::optional<DecayFit>& late() const { return t30 ? t30 : t20; }
 };
 
 /// Truncates the response at its cross-point, subtracts the noise, and adds the energy

@@ -5,6 +5,7 @@
 
 #include "ulmar/acoustics/octave_centres.h"
 #include "ulmar/acoustics/octave_filter.h"
+#include "ulmar/host/decibels.h"
 #include "ulmar/host/error.h"
 
 namespace ulmar::acoustics {
@@ -71,7 +72,7 @@ std::optional<double> clarityAt(double limit, const BandMeasures& band, Samples 
             band.decay.noisePower * (end - limit);
   }
   if (!(early > 0.0) || !(late > 0.0)) return std::nullopt;
-  return 10.0 * std::log10(early / late);
+  return decibelsOfPower(early / late);
 }
 
 BandMeasures measureBand(double centre, const EnergyProfile& profile, Samples samples,
@@ -102,9 +103,8 @@ std::optional<double> centreTimeOf(const EnergyProfile& profile, const Decay& de
 }  // namespace
 
 std::optional<double> BandMeasures::reverberationTime() const {
-  if (decay.t30) return decay.t30->decayTime();
-  if (decay.t20) return decay.t20->decayTime();
-  return std::nullopt;
+  if (!decay.late()) return std::nullopt;
+  return decay.late()->decayTime();
 }
 
 std::optional<double> ResponseMeasures::midReverberationTime() const {
@@ -133,7 +133,7 @@ ResponseMeasures measureResponse(Samples samples, double sampleRate) {
   measures.broadband = measureBand(0.0, measures.profile, response, sampleRate);
   measures.centreTime = centreTimeOf(measures.profile, measures.broadband.decay);
   if (measures.broadband.clarity.c50) {
-    const double ratio = std::pow(10.0, *measures.broadband.clarity.c50 / 10.0);
+    const double ratio = powerOfDecibels(*measures.broadband.clarity.c50);
     measures.d50 = ratio / (1.0 + ratio);
   }
   for (const double centre : kOctaveCentres) {

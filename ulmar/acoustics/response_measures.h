@@ -24,7 +24,7 @@ struct BandMeasures {
   Decay decay;          // of an octave band without its curve
   Clarity clarity;
 
-  /// s, by T30, or by T20 where the range is too short for that.
+  /// s, by the late decay.
   std::optional<double> reverberationTime() const;
 };
 

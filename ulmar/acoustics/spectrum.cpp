@@ -7,16 +7,12 @@
 
 #include "ulmar/acoustics/line_fit.h"
 #include "ulmar/acoustics/spectral_analyzer.h"
+#include "ulmar/host/decibels.h"
 
 namespace ulmar::acoustics {
 namespace {
 
 constexpr double kLowestFrequency = 20.0;  // Hz
-constexpr double kSilentPower = 1e-30;
-
-double decibels(double power) {
-  return 10.0 * std::log10(std::max(power, kSilentPower));
-}
 
 /// Cumulative sums of a spectrum, for means over any range of frequencies.
 class RunningPower {
@@ -103,6 +99,11 @@ int roundedToPowerOfTwo(double value) {
 
 }  // namespace
 
+double levelOf(double power) {
+  constexpr double kSilentPower = 1e-30;
+  return decibelsOfPower(std::max(power, kSilentPower));
+}
+
 EnergySpectrum spectrumOf(Samples samples, double sampleRate) {
   constexpr std::size_t kMaxLength = 1 << 18;
   constexpr std::size_t kMinLength = 1 << 12;
@@ -131,8 +132,8 @@ std::vector<SpectrumPoint> thirdOctaveLevels(const EnergySpectrum& spectrum) {
     const double frequency =
         kLowestFrequency * std::pow(2.0, static_cast<double>(i) / kPointsPerOctave);
     if (frequency > highest) return points;
-    points.push_back({frequency, decibels(running.mean(frequency / halfBand,
-                                                       frequency * halfBand))});
+    points.push_back(
+        {frequency, levelOf(running.mean(frequency / halfBand, frequency * halfBand))});
   }
 }
 
@@ -171,7 +172,7 @@ Spectrogram spectrogramOf(const Planar& channels, double sampleRate,
   ColumnPower columnPower(windowLen, numFrames, numColumns);
   EnergySpectrum spectrum;
   spectrum.binWidth = sampleRate / windowLen;
-  float loudest = -300.0F;
+  auto loudest = static_cast<float>(kSilentLevel);
   for (std::size_t column = 0; column < numColumns; ++column) {
     spectrum.power.assign(static_cast<std::size_t>(windowLen / 2) + 1, 0.0);
     for (const auto& channel : channels) {
@@ -182,7 +183,7 @@ Spectrogram spectrogramOf(const Planar& channels, double sampleRate,
     double low = spectrogram.lowest;
     for (std::size_t band = 0; band < numBands; ++band) {
       const double high = low * bandRatio;
-      levels.push_back(static_cast<float>(decibels(running.mean(low, high))));
+      levels.push_back(static_cast<float>(levelOf(running.mean(low, high))));
       loudest = std::max(loudest, levels.back());
       low = high;
     }

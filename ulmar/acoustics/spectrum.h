@@ -9,6 +9,10 @@
 
 namespace ulmar::acoustics {
 
+/// dB of a power, which may be 0: at least kSilentLevel.
+double levelOf(double power);
+inline constexpr double kSilentLevel = -300.0;
+
 /// |X|^2 of a response's Fourier transform X, up to half the sample rate.
 struct EnergySpectrum {
   double binWidth = 0.0;      // Hz
@@ -44,7 +48,6 @@ struct Spectrogram {
 };
 
 /// By Hann windows of about 30 ms. channels: of numFrames each; sampleRate: in Hz.
-
 Spectrogram spectrogramOf(const Planar& channels, double sampleRate,
                           std::size_t numFrames, std::size_t numColumns,
                           std::size_t numBands);

@@ -7,6 +7,11 @@
 
 namespace ulmar::audio {
 
+/// The name without its folders: "hall.wav" of "rooms/hall.wav".
+inline std::string withoutFolders(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
 /// The name's extension with its dot, in lower case: ".wav" of "Dry.WAV", empty of
 /// "dry".
 inline std::string extensionOf(const std::string& path) {
