@@ -36,14 +36,22 @@ Planar renderRoomFor(const Options& options, ResponseLayout layout,
 // surround, centre. Ten channels are twice five in the standard order of files; a
 // low-frequency channel is left out.
 Planar feedsOf(const audio::AudioFile& file) {
-  constexpr std::size_t kEngineToLibrary[] = {0, 2, 3, 4, 1};
+  enum LibraryChannel : std::size_t {
+    left,
+    centre,
+    right,
+    leftSurround,
+    rightSurround
+  };
+  constexpr LibraryChannel kEngineOrder[] = {left, right, leftSurround, rightSurround,
+                                             centre};
   const bool two = file.info.channels == 10;
   const std::vector<int> order =
       two ? audio::libraryOrder(5, {})
           : audio::libraryOrder(file.info.channels, file.info.speakers);
   Planar feeds;
   for (std::size_t source = 0; source < (two ? 2 : 1); ++source) {
-    for (const std::size_t k : kEngineToLibrary) {
+    for (const LibraryChannel k : kEngineOrder) {
       feeds.push_back(file.samples[5 * source + static_cast<std::size_t>(order[k])]);
     }
   }
