@@ -15,7 +15,7 @@ constexpr std::size_t kLowFrequency = 5;  // of the library's channels
 
 // The library copies the low-frequency channel without delay. It is delayed here by as
 // much as the library delays the dry signal.
-Source::Source(const Plan& plan, audio::AudioReader& input)
+Source::Source(const RenderPlan& plan, audio::AudioReader& input)
     : input_(input),
       order_(audio::libraryOrder(plan.input.channels, plan.input.speakers)),
       delays_(order_.size()),
@@ -47,7 +47,7 @@ const float* const* Source::next(int frames) {
 }
 
 // A low-frequency channel that the stream does not have stays silent.
-Sink::Sink(const Plan& plan, audio::AudioWriter& writer)
+Sink::Sink(const RenderPlan& plan, audio::AudioWriter& writer)
     : writer_(writer),
       order_(audio::libraryOrder(plan.format.channels, plan.format.speakers)),
       channels_(order_.size(), std::vector<float>(kBufferFrames)),

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "apps/render/plan.h"
+#include "apps/render/render_plan.h"
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/host/planar.h"
 
@@ -19,7 +19,7 @@ inline constexpr int kBufferFrames = 8192;
 class Source {
  public:
   /// input: at its start.
-  Source(const Plan& plan, audio::AudioReader& input);
+  Source(const RenderPlan& plan, audio::AudioReader& input);
 
   /// The next frames, at most kBufferFrames, of each of the stream's input channels.
   const float* const* next(int frames);
@@ -46,7 +46,7 @@ struct ChannelLevel {
 /// The stream's output on its way into the file.
 class Sink {
  public:
-  Sink(const Plan& plan, audio::AudioWriter& writer);
+  Sink(const RenderPlan& plan, audio::AudioWriter& writer);
 
   /// Where the stream writes kBufferFrames of each of its output channels.
   float* const* buffers() { return starts_.data(); }

@@ -86,7 +86,8 @@ void drawLevels(Picture& picture, const Box& box, const Trace& trace,
 
 /// The least and the most that a block cost, in microseconds, in parts of the time. A
 /// block stands where it ends in the output.
-std::vector<draw::Extent> costExtents(const Plan& plan, std::span<const double> costs,
+std::vector<draw::Extent> costExtents(const RenderPlan& plan,
+                                      std::span<const double> costs,
                                       std::size_t numColumns) {
   std::vector<draw::Extent> extents;
   const std::size_t stride = costs.size() / numColumns + 1;
@@ -111,8 +112,8 @@ Axis costAxis(double least, double most) {
       .label = "Time taken (\u00B5s)", .low = low, .high = high, .logarithmic = true};
 }
 
-void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan& plan,
-               const TimeScale& time) {
+void drawCosts(Picture& picture, const Box& box, const Trace& trace,
+               const RenderPlan& plan, const TimeScale& time) {
   constexpr double kClockTick = 1e-3;  // microseconds
   std::vector<double> costs;
   for (const float seconds : trace.blockSeconds) {
@@ -150,7 +151,7 @@ std::string nameOf(const std::string& path) {
   return std::filesystem::path(path).filename().string();
 }
 
-std::string titleOf(const Plan& plan) {
+std::string titleOf(const RenderPlan& plan) {
   return nameOf(plan.input.path) + " through " + (plan.options.room ? "a " : "") +
          nameOf(plan.response.name) + ", in blocks of " +
          std::to_string(plan.blockLen()) + " frames";
@@ -158,7 +159,7 @@ std::string titleOf(const Plan& plan) {
 
 }  // namespace
 
-void draw(const Plan& plan, const Trace& trace) {
+void draw(const RenderPlan& plan, const Trace& trace) {
   constexpr Picture::Font kNameFont = {.size = 21.0, .color = draw::kInk, .bold = true};
   constexpr double kRowHeight = 150.0;
   constexpr double kTallRowHeight = 200.0;

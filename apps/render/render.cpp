@@ -13,7 +13,7 @@ namespace {
 
 // The levels as written, but the peaks of the library's meters, which measure before
 // the limit.
-std::vector<ChannelLevel> levelsOf(const Plan& plan, const host::Stream& stream,
+std::vector<ChannelLevel> levelsOf(const RenderPlan& plan, const host::Stream& stream,
                                    const Sink& sink) {
   std::vector<ChannelLevel> levels = sink.levels();
   const auto peaks = stream.peaks();
@@ -25,7 +25,7 @@ std::vector<ChannelLevel> levelsOf(const Plan& plan, const host::Stream& stream,
 }
 
 // Of the channels that the library mixes: all but a low-frequency channel.
-double peakOf(const Plan& plan, const std::vector<ChannelLevel>& levels) {
+double peakOf(const RenderPlan& plan, const std::vector<ChannelLevel>& levels) {
   double peak = 0.0;
   for (std::size_t j = 0; j < levels.size(); ++j) {
     const bool copied = !plan.format.speakers.empty() &&
@@ -36,7 +36,7 @@ double peakOf(const Plan& plan, const std::vector<ChannelLevel>& levels) {
 }
 
 // The stream at the plan's scale.
-host::Stream streamOf(const Plan& plan) {
+host::Stream streamOf(const RenderPlan& plan) {
   host::Stream stream(plan.stream, plan.responses);
   const ParamStruct& params = plan.params();
   stream.setDryGain(params.dryGain * plan.scale);
@@ -46,7 +46,7 @@ host::Stream streamOf(const Plan& plan) {
 
 }  // namespace
 
-Rendering render(const Plan& plan, audio::AudioReader& input, Trace* trace) {
+Rendering render(const RenderPlan& plan, audio::AudioReader& input, Trace* trace) {
   const auto start = std::chrono::steady_clock::now();
   host::Stream stream = streamOf(plan);
   audio::AudioWriter writer(plan.options.output, plan.format);
