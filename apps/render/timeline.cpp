@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "ulmar/process/engine_state.h"
-
 namespace ulmar::render {
 namespace {
 
@@ -17,13 +15,16 @@ constexpr std::int64_t kLeastHistories = 4;
 // least.
 constexpr std::int64_t kSampleBytes = 32 << 20;
 
+int phasePeriod(const ParamStruct& params) {
+  return params.numSegments * params.chunksPerSegment * params.blockLen;
+}
+
 // Frames after which what was fed to an engine is no longer heard: the response, or the
 // blocks that it works ahead if they last longer, and its latency, of two blocks for a
 // tail and one for the overlap.
 std::int64_t engineHistory(const ParamStruct& params) {
-  const std::int64_t blockLen = params.blockLen;
-  const std::int64_t ahead = engineStateOf(params).numChunks * blockLen;
-  return std::max<std::int64_t>(params.irLen, ahead) + 3 * blockLen;
+  return std::max(params.irLen, phasePeriod(params)) +
+         3 * std::int64_t{params.blockLen};
 }
 
 std::int64_t roundedUp(std::int64_t value, std::int64_t step) {
@@ -38,11 +39,8 @@ std::int64_t divided(std::int64_t value, std::int64_t by) {
 
 // All factors are powers of two, so the largest is a multiple of the other.
 int phasePeriod(const host::StreamPlan& stream) {
-  const auto periodOf = [](const ParamStruct& params) {
-    return engineStateOf(params).numChunks * params.blockLen;
-  };
-  const int head = periodOf(stream.params());
-  return stream.tail() ? std::max(head, periodOf(stream.tail()->params)) : head;
+  const int head = phasePeriod(stream.params());
+  return stream.tail() ? std::max(head, phasePeriod(stream.tail()->params)) : head;
 }
 
 std::int64_t historyFrames(const host::StreamPlan& stream) {
@@ -54,14 +52,14 @@ std::int64_t historyFrames(const host::StreamPlan& stream) {
   return frames + params.dryDelay + params.rearDelay;
 }
 
-int jobsFor(const Plan& plan, int most) {
+int jobsFor(const RenderPlan& plan, int most) {
   if (plan.routing.decodes()) return 1;
   const std::int64_t worthwhile =
       plan.streamFrames() / (kLeastHistories * historyFrames(plan.stream));
   return static_cast<int>(std::clamp<std::int64_t>(worthwhile, 1, most));
 }
 
-std::vector<Stretch> stretchesOf(const Plan& plan) {
+std::vector<Stretch> stretchesOf(const RenderPlan& plan) {
   const std::int64_t total = plan.streamFrames();
   std::vector<Stretch> stretches;
   if (plan.jobs == 1) {
