@@ -23,8 +23,8 @@ Planar feedsOf(const AudioFile& file) {
   Planar feeds;
   for (int source = 0; source < sources; ++source) {
     for (const std::size_t k : kEngineToLibrary) {
-      feeds.push_back(
-          file.samples[static_cast<std::size_t>(kNumFeeds * source + order[k])]);
+      const int channel = kNumFeeds * source + order[k];
+      feeds.push_back(file.samples[static_cast<std::size_t>(channel)]);
     }
   }
   return feeds;
