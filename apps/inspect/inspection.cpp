@@ -74,9 +74,9 @@ Inspection inspect(const std::string& path) {
   }
   const auto& samples = inspection.file.samples;
   const std::vector<std::string> names = audio::responseChannelNames(info.channels);
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    Channel& channel = inspection.channels.emplace_back();
-    channel.measures = acoustics::measureResponse(samples[i], info.sampleRate);
+  for (const auto& channel : samples) {
+    inspection.channels.push_back(
+        {acoustics::measureResponse(channel, info.sampleRate), std::nullopt});
   }
   const auto sounds = [](const Channel& channel) {
     return channel.measures.onset.has_value();

@@ -18,7 +18,7 @@ inline std::size_t numCurves(const Inspection& inspection) {
 
 inline draw::Color colorOf(std::size_t channel) { return draw::kCurveColors[channel]; }
 
-/// Strips one above the other; height: of each.
+/// A strip for each channel, one above the other in the box.
 void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
                    const draw::Box& box);
 void drawSpectrogram(draw::Picture& picture, const Inspection& inspection,
