@@ -158,6 +158,23 @@ TEST(SurroundResponses, PutSoundWhereTheSourceWas) {
   }
 }
 
+TEST(SurroundResponses, RefuseCountsThatAreOfNoSource) {
+  const auto silent = [](std::size_t channels) { return Planar(channels, {0.0F}); };
+  for (const std::size_t count : {0, 1, 2, 4, 5, 7, 8, 9}) {
+    const std::string found = std::to_string(count) + " channels";
+    expectSentence(refusalOf([&] { arrangeForDecoding(silent(count), 2); }),
+                   {found, "3 or 6"});
+    if (count == 5) continue;
+    expectSentence(refusalOf([&] { arrangeFeeds(silent(count), 2); }),
+                   {found, "5 or 10"});
+  }
+  for (const int inputs : {0, 3, 4, 7}) {
+    const std::string found = std::to_string(inputs) + " channels";
+    expectSentence(refusalOf([&] { arrangeForDecoding(silent(3), inputs); }), {found});
+    expectSentence(refusalOf([&] { arrangeFeeds(silent(5), inputs); }), {found});
+  }
+}
+
 // Three pairs in the mid/side arrangement or six without it: one field.
 TEST(SurroundResponses, MidSideIsTheSameFieldForHalfTheWork) {
   test::Random random(71);

@@ -100,15 +100,15 @@ Responses arrangeSides(const Planar& wxy) {
 Responses arrangeForDecoding(const Planar& wxy, int inputChannels) {
   refuseInput(inputChannels);
   const bool mono = inputChannels == 1;
-  switch (wxy.size() / kPerSource) {
-    case 1:
+  switch (wxy.size()) {
+    case kPerSource:
       if (mono) return arrangeBFormat(wxy);
       return inputChannels == 2 ? arrangeMidSide(wxy) : arrangeSides(wxy);
-    case 2:
+    case 2 * kPerSource:
       return arrangeBFormat(mono ? bothSources(wxy) : wxy);
     default:
-      fail("the impulse response has the B-format of ", wxy.size() / kPerSource,
-           " sources, and 1 or 2 are supported");
+      fail("the impulse response has ", wxy.size(),
+           " channels, and 3 or 6 can be decoded: W, X and Y of 1 or 2 sources");
   }
 }
 
