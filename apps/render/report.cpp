@@ -137,7 +137,7 @@ std::string truncationText(const Plan& plan) {
 
 // "31 partitions of 128 frames, in 8 segments of 1 chunk".
 std::string geometryText(const host::Geometry& geometry) {
-  return countText(geometry.numBlocks(), "partition") + " of " +
+  return countText(geometry.numPartitions(), "partition") + " of " +
          std::to_string(geometry.blockLen) + " frames, in " +
          countText(geometry.numSegments, "segment") + " of " +
          countText(geometry.chunksPerSegment, "chunk");

@@ -46,7 +46,7 @@ Json mixFigures(const Plan& plan) {
 Json geometryFigures(const host::Geometry& geometry) {
   return {{"blockLen", geometry.blockLen},
           {"irLen", geometry.irLen},
-          {"numPartitions", geometry.numBlocks()},
+          {"numPartitions", geometry.numPartitions()},
           {"numSegments", geometry.numSegments},
           {"chunksPerSegment", geometry.chunksPerSegment}};
 }

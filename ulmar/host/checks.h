@@ -1,4 +1,4 @@
-// Refusals that more than one part of the kit needs.
+// Range and finiteness checks. They throw Error.
 #pragma once
 
 #include <cmath>

@@ -1,5 +1,5 @@
-// What each stage of an engine's block costs, on a processor of the model's own. Plans
-// are made by it, the same on every machine: a choice by the clock would give a stream
+// What each stage of an engine's block costs on a fixed reference processor. Plans are
+// made by it, the same on every machine: a choice by the clock would give a stream
 // other geometries, and with them other roundings, from one machine to the next.
 #pragma once
 
@@ -27,11 +27,11 @@ struct StageCosts {
 
 /// In picoseconds. Fitted to stage times of 2448 combinations of block length (64 to
 /// 8192), partitions (2 to 300), geometry and channels, with 256-bit and with 512-bit
-/// kernels, on a Zen 4 server core. Only ratios matter: scaled by one factor for the
-/// machine and body, the model comes within 10 % of half of the stage times, and within
-/// 45 % of nine tenths. Farthest off, by up to several times, are the low and mid tiers
-/// of partition sets and histories beyond some 8 MB, where what else uses the caches
-/// decides. `ulmar_bench stages` prints the times and the model side by side.
+/// kernels, on a Zen 4 server core. Plans depend on ratios only. Scaled by one factor
+/// for the machine and body, the model has a median error of 10 % and a 90th percentile
+/// of 45 % over the stage times. Farthest off, by up to several times, are the low and
+/// mid tiers of partition sets and histories beyond some 8 MB, where what else uses the
+/// caches decides. `ulmar_bench stages` prints the times and the model side by side.
 StageCosts stageCosts(const Geometry& geometry);
 
 }  // namespace ulmar::host

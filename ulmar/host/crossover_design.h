@@ -12,10 +12,10 @@ inline constexpr double kDefaultCrossover = 400.0;
 
 /// A third-order Butterworth low-pass and its complement, which meet at -3 dB at
 /// `frequency`: the bilinear transforms of (1 - s) / (1 + s) and (1 - s + s^2) /
-/// (1 + s + s^2). Both arguments in Hz. Throws Error unless `frequency` keeps a
-/// distance of a 1000th of the sample rate from 0 and from half the sample rate: closer
-/// to either, rounding in the filters' single-precision recursion rises above -80 dB
-/// and the sum of the bands departs from a level response by more than 0.01 dB.
+/// (1 + s + s^2). Both arguments in Hz. Throws Error unless `frequency` lies in
+/// [fs / 1000, fs / 2 - fs / 1000], fs = sampleRate: beyond either end, rounding in the
+/// filters' single-precision recursion rises above -80 dB and the sum of the bands
+/// departs from a level response by more than 0.01 dB.
 cApXOverCfs<float> designCrossover(double frequency, double sampleRate);
 
 /// Throws Error unless the filters are stable.

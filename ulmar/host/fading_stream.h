@@ -9,17 +9,16 @@
 
 namespace ulmar::host {
 
-/// How the gains of two streams go together over a fade: they add up to 1, for streams
-/// that sound alike (the dry signal of both stays as it is), or their squares do, for
-/// streams that do not.
+/// How the gains of two streams go together over a fade. equalGain, for correlated
+/// outputs: the gains add up to 1, and a dry signal that both have keeps its level.
+/// equalPower, for uncorrelated outputs: their squares do.
 enum class FadeLaw { equalGain, equalPower };
 
 /// Plays one stream until another is handed over, and fades to that. The new stream
-/// first runs in unheard: its input is faded in over the length of a fade, since sound
-/// that is cut into would be heard as a click at every echo of the new response, and
-/// its latency and dry delay are filled. Then the output fades from the old stream to
-/// the new, and the old one can be taken back. While both run a call costs what both
-/// cost.
+/// first runs in unheard: its input is faded in over the length of a fade, since a
+/// sudden start would click once per echo of the new response, and its latency and dry
+/// delay are filled. Then the output fades from the old stream to the new, and the old
+/// one can be taken back. While both run a call costs what both cost.
 ///
 /// process() belongs to the real-time thread: no allocation, lock, wait or system call,
 /// and nothing is freed there. handOver() and takeBack() belong to one other thread,

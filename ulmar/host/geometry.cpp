@@ -38,12 +38,12 @@ ConvRTState countsOf(const Geometry& geometry) {
 }
 
 // The divisions that measured best over all bodies of the kernels and both builds
-// (docs/engine.md): from kSomeBlocks on, in blocks of at least kWideBlockLen, sixteen
-// slots pay; from kManyBlocks on, fewer segments do.
+// (docs/engine.md): from kSomePartitions on, in blocks of at least kWideBlockLen,
+// sixteen slots pay; from kManyPartitions on, fewer segments do.
 constexpr int kWideBlockLen = 256;
-constexpr int kFewBlocks = 4;
-constexpr int kSomeBlocks = 12;
-constexpr int kManyBlocks = 120;
+constexpr int kFewPartitions = 4;
+constexpr int kSomePartitions = 12;
+constexpr int kManyPartitions = 120;
 
 }  // namespace
 
@@ -60,7 +60,7 @@ void checkGeometry(const Geometry& geometry) {
   const ConvRTState state = countsOf(geometry);
   if (state.ringLen < state.numChunks) {
     fail("an impulse response of ", geometry.irLen, " samples makes ",
-         state.numIRBlocks, " blocks of ", geometry.blockLen, ", too few for ",
+         state.numIRBlocks, " partitions of ", geometry.blockLen, ", too few for ",
          state.numChunks, " chunks in ", state.numSegments, " segments");
   }
 }
@@ -77,16 +77,16 @@ Geometry chooseGeometry(int blockLen, int irLen, bool hfTruncate) {
   // over a row serves, M = G C, against what the low tier (G) and the mid tier (C)
   // spend on rows of few products. Every block costs the same in any of them, so the
   // worst block is the mean.
-  const int numBlocks = (irLen - 1) / blockLen + 1;
+  const int numPartitions = (irLen - 1) / blockLen + 1;
   Geometry geometry{blockLen, irLen, 8, 1, hfTruncate};
-  if (numBlocks < kFewBlocks) {
+  if (numPartitions < kFewPartitions) {
     // The low tier alone, and no more of it than there are partitions.
     geometry.numSegments =
-        static_cast<int>(std::bit_ceil(static_cast<unsigned>(numBlocks)));
+        static_cast<int>(std::bit_ceil(static_cast<unsigned>(numPartitions)));
   }
-  if (numBlocks >= kManyBlocks) {
+  if (numPartitions >= kManyPartitions) {
     geometry.chunksPerSegment = 2;
-  } else if (numBlocks >= kSomeBlocks && blockLen >= kWideBlockLen) {
+  } else if (numPartitions >= kSomePartitions && blockLen >= kWideBlockLen) {
     geometry.numSegments = 16;
   }
   // An upper band needs two rows in a chunk.

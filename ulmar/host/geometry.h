@@ -22,7 +22,7 @@ struct Geometry {
   bool hfTruncate = false;
 
   /// Partitions of the response.
-  int numBlocks() const { return (irLen - 1) / blockLen + 1; }
+  int numPartitions() const { return (irLen - 1) / blockLen + 1; }
 
   bool operator==(const Geometry&) const = default;
 };
@@ -32,9 +32,8 @@ inline constexpr int kMinTruncatedBlockLen = 8;  // samples: a row for the upper
 inline constexpr int kMaxBlockLen = 1 << 17;     // samples
 inline constexpr int kMaxIRLen = 1 << 30;        // samples
 
-/// Throws Error unless the engine can run it: N, G, C and N / (4 G C) powers of two,
-/// and at least C columns of G blocks, which the partitions rounded up to whole columns
-/// make.
+/// Throws Error unless the engine can run it: N, G, C and N / (4 G C) are powers of
+/// two, and ceil(B / G) >= C with B = numPartitions().
 void checkGeometry(const Geometry& geometry);
 
 /// The geometry for a block length and a response length, in samples. Throws Error

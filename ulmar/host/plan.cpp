@@ -231,11 +231,11 @@ Candidate bestTail(int tailBlockLen, const ResponseShape& shape,
                    const ParamStruct& params) {
   const bool hfTruncate = params.hfTruncate != 0;
   const int irLen = shape.length() - headLen(params.blockLen, tailBlockLen);
-  const int numBlocks = (irLen - 1) / tailBlockLen + 1;
+  const int numPartitions = (irLen - 1) / tailBlockLen + 1;
   const int mostChunks = std::min(32, tailBlockLen / (hfTruncate ? 8 : 4));
   Candidate best;
   for (int numSegments = 1; numSegments <= mostChunks; numSegments *= 2) {
-    const int ringLen = (numBlocks + numSegments - 1) / numSegments * numSegments;
+    const int ringLen = (numPartitions + numSegments - 1) / numSegments * numSegments;
     for (int perSegment = 1; numSegments * perSegment <= std::min(mostChunks, ringLen);
          perSegment *= 2) {
       Candidate candidate = twoEngines(

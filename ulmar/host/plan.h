@@ -4,13 +4,14 @@
 // The cost of one uniformly partitioned engine grows with the response over the block.
 // A plan with a tail cuts the response in two. The head, its first D samples, is
 // convolved in blocks of N, the stream's latency; the tail, all from sample D on, by an
-// engine of its own in blocks of T = R N. A block of tail input is complete at a
-// boundary of the head's blocks and first heard R boundaries later, when D = 2 T - N.
-// Its stages are spread over those R boundaries, always in the same order and division,
-// so that no boundary does much more than another (compare Gardner, "Efficient
-// Convolution without Input-Output Delay", J. Audio Eng. Soc. 43, 1995, and Garcia,
-// "Optimal Filter Partition for Efficient Convolution with Short Input/Output Delay",
-// 113th AES Convention, 2002).
+// engine of its own in blocks of T = R N. A tail block is collected over R blocks of
+// the head and computed over the next R, so it is heard 2 T after its first sample.
+// Less the stream's latency N, the tail starts at D = 2 T - N. The stages of a tail
+// block are spread over R boundaries of the head's blocks, always in the same order and
+// division, so that no boundary does much more than another (compare Gardner,
+// "Efficient Convolution without Input-Output Delay", J. Audio Eng. Soc. 43, 1995, and
+// Garcia, "Optimal Filter Partition for Efficient Convolution with Short Input/Output
+// Delay", 113th AES Convention, 2002).
 #pragma once
 
 #include <cstdint>
@@ -31,9 +32,9 @@ inline constexpr int kTailOff = 0;    // one engine
 struct StreamOptions {
   int blockLen = 512;  // samples, a power of two; also the latency of the wet signal
   /// Low-cost upper band: the upper half of the band is convolved with part of the
-  /// response only. With one engine that is the first max(G C, 32) blocks. With two the
-  /// head keeps its whole band, and the tail its upper half for max(G C, 32) of its
-  /// own, longer blocks. StreamPlan::upperBandLen() tells.
+  /// response only. With one engine that is the first max(G C, 32) partitions. With two
+  /// the head keeps its whole band, and the tail its upper half for max(G C, 32) of its
+  /// own, longer partitions. StreamPlan::upperBandLen() tells.
   bool hfTruncate = false;
   /// kTailAuto, kTailOff, or T: the tail's block length in samples, a power of two of
   /// at least 2 blockLen. A response that ends within 2 T - blockLen samples leaves
@@ -45,10 +46,13 @@ struct StreamOptions {
   int dryDelay = 0;        // samples
 
   // Of five outputs.
-  bool foldToStereo = false;       // five inputs down-mixed to engine inputs 0 and 1
-  bool passThrough = false;        // the responses are speaker feeds, not B-format
-  cApXOverCfs<float> crossover{};  // see designCrossover
-  int rearDelay = 0;               // samples, of the wet signal of both surrounds
+  bool foldToStereo = false;  // five inputs down-mixed to engine inputs 0 and 1
+  bool passThrough = false;   // the responses are speaker feeds, not B-format
+  /// Of the decoder, from designCrossover(): set it wherever B-format is decoded. The
+  /// zeros, which stand here for want of a sample rate, cross over at a quarter of it,
+  /// with gentle slopes.
+  cApXOverCfs<float> crossover{};
+  int rearDelay = 0;  // samples, of the wet signal of both surrounds
 };
 
 /// The library's parameters for a stream of one engine, with a chosen geometry and
@@ -66,8 +70,8 @@ inline ParamStruct streamParams(const Responses& responses,
 void checkParams(const ParamStruct& params, int inChannels, int outChannels);
 
 /// One stage of a tail's block, for one input, one output or one pair of them. The high
-/// tier of a pair, the largest stage of long responses, comes in slices: equal parts of
-/// the rows that a block works ahead.
+/// tier of a pair, the largest stage of long responses, comes in slices: its rows are
+/// split into numSlices equal runs.
 struct TailStage {
   enum class Kind { transform, low, output, step, high, mid, advance };
   Kind kind;
@@ -92,14 +96,15 @@ struct TailPlan {
   std::vector<int> firstStage;
 };
 
-/// Work at the boundaries of the head's blocks, in picoseconds of the cost model (see
-/// stageCosts): only ratios mean something.
+/// Work at the boundaries of the head's blocks, in picoseconds on the processor that
+/// the cost model was fitted to (see stageCosts). For another processor it is an
+/// estimate: ratios between plans carry over better than times.
 struct BoundaryWork {
   double mean = 0.0;
-  double worst = 0.0;  // the largest of any boundary
+  double worst = 0.0;  // at the boundary that has most to do
 };
 
-/// Immutable once made; copies are cheap to keep but allocate.
+/// Has no setters. Copying allocates.
 class StreamPlan {
  public:
   /// Throws Error unless all counts, lengths and options are within their limits.
@@ -122,8 +127,10 @@ class StreamPlan {
   /// Samples of a response, from its start, whose upper half band is convolved.
   int upperBandLen() const;
 
-  /// Exactly what a stream allocates for itself, in one piece, and what its partition
-  /// sets take, which streams of one plan may share.
+  /// Bytes of a stream's areas, which are one allocation, and of the areas of its
+  /// partition sets, another one, which streams of one plan may share. Exact, with the
+  /// padding between areas. Not counted are the records about them, of which the plan's
+  /// copy in each stream and its list of tail stages are the largest.
   std::int64_t streamBytes() const;
   std::int64_t setBytes() const;
 

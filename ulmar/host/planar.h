@@ -1,4 +1,5 @@
-// The form in which whole signals, such as impulse responses, are held in memory.
+// The form in which whole signals of several channels, such as the contents of an audio
+// file, are held in memory.
 #pragma once
 
 #include <vector>

@@ -1,12 +1,14 @@
-// Results of mathematics functions that are the same whatever library computes them.
+// Results of mathematics functions that hardly ever depend on the library that computes
+// them.
 #pragma once
 
 #include <cmath>
 
 namespace ulmar {
 
-/// The value with 40 bits of precision. Mathematics libraries differ in the last of 53
-/// bits; what is computed from the rounded value does not depend on the library.
+/// The value rounded to 40 bits of precision. Mathematics libraries differ in the last
+/// of 53 bits. Two neighbours of 53 bits give the same value unless a rounding boundary
+/// lies between them, as it does for one pair in 2^13.
 inline double withPortablePrecision(double value) {
   constexpr int kBits = 40;
   int exponent = 0;

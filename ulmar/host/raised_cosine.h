@@ -1,4 +1,4 @@
-// The half period of a cosine by which responses fade and pulses are windowed.
+// The raised cosine: half of it fades a response out, the whole windows a pulse.
 #pragma once
 
 #include <cmath>
@@ -6,7 +6,7 @@
 
 namespace ulmar {
 
-/// 1 at 0, 1/2 at +-1/2, 0 at +-1, where it is flat as at 0.
+/// (1 + cos(pi x)) / 2, for |x| <= 1: 1 at 0, 0 at both ends.
 inline double raisedCosine(double x) {
   return 0.5 + 0.5 * std::cos(std::numbers::pi * x);
 }

@@ -13,10 +13,10 @@ namespace ulmar::host {
 struct ResponseShape {
   int numInputs = 1;
   int numOutputs = 1;
-  /// One response per output instead of one per pair; pairs that then have none are
-  /// silent and cost nothing. See SetTable.
+  /// One response per output instead of one per pair. Input i then feeds outputs i,
+  /// i + numInputs and 4 only; every other pair is silent and costs nothing.
   bool perOutput = false;
-  /// Samples, in the order of SetTable. May be empty where there is no response.
+  /// Samples of each response, in the order of SetTable. Empty for a dry stream.
   std::vector<int> lengths;
 
   /// Samples of the longest.
@@ -31,15 +31,18 @@ struct ResponseShape {
 /// Responses that all fill the geometry in `params`.
 ResponseShape shapeOf(const ParamStruct& params);
 
-/// Throws Error unless there are as many lengths as responses, none below 0.
+/// Throws Error unless there are as many lengths as table() has sets, none below 0. The
+/// shape of a dry stream, without lengths, is not for it.
 void checkShape(const ResponseShape& shape);
 
-/// The responses of a stream's engine. Lengths may differ; the longest counts.
+/// The responses of a stream's engine.
 struct Responses {
   int numInputs = 1;
   int numOutputs = 1;
   bool perOutput = false;  // as in ResponseShape
-  Planar samples;          // in the order of ResponseShape::lengths
+  /// [response][sample], in the order of ResponseShape::lengths. The lengths may
+  /// differ; the longest decides on the engine's.
+  std::vector<std::vector<float>> samples;
 
   ResponseShape shape() const;
   int length() const { return shape().length(); }
@@ -53,8 +56,8 @@ struct Responses {
 ///   2 channels  left to left and right to right; from mono, to both outputs;
 ///   4 channels  true stereo LL, LR, RL, RR; from mono, both sides at once (LL + RL, LR
 ///   + RR).
-/// The number of outputs is that of the responses: two for a stereo response. Throws
-/// Error for any other count of either.
+/// There are two outputs, but for 1 channel and mono input, which give one. Throws
+/// Error for any other count of channels or inputs.
 Responses arrangeResponses(const Planar& channels, int inputChannels);
 
 }  // namespace ulmar::host

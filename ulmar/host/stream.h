@@ -17,8 +17,8 @@
 
 namespace ulmar::host {
 
-/// Owns everything of one stream. Samples must be finite: one that is not stays in the
-/// engine for the response's length, and in the decoder of five outputs until reset().
+/// Owns everything of one stream. Samples must be finite: a NaN or infinity spoils the
+/// wet signal for one response length, and the decoder of five outputs until reset().
 ///
 /// process*, the setters, peaks() and clearPeaks() are real-time safe as long as they
 /// do not throw; the others allocate or take as long as the memory is large. Calls must
@@ -41,8 +41,9 @@ class Stream {
   void process(const float* const* in, float* const* out, int frames);
 
   /// Interleaved: in [frames][inChannels], out [frames][outChannels]; in place if both
-  /// have the same number of channels. Not for six channels, of which the library
-  /// copies the last as consecutive samples. Throws Error then, and below 0 frames.
+  /// have the same number of channels. Six channels cannot be interleaved: the sixth is
+  /// copied with step 1 whatever its step says. Throws Error for six, and below 0
+  /// frames.
   void processInterleaved(const float* in, float* out, int frames);
 
   /// Any layout: one record per channel, with data and step. The records are not
@@ -54,9 +55,11 @@ class Stream {
   /// Back to the stream's start: silence, counters and peaks at zero.
   void reset();
 
-  /// All that the stream carries from call to call, in a form that another stream with
-  /// the same channels, geometries and ring length resumes from bit by bit, in either
-  /// build. Taken at any frame.
+  /// All that the stream carries from call to call, taken at any frame, in one form for
+  /// both builds.
+  /// A stream takes it if the counts of channels and of engine inputs and outputs, the
+  /// geometries, dryRingLen and foldToStereo are the same. Parameters and responses are
+  /// not in it: with the same ones the other stream goes on bit by bit.
   std::vector<std::byte> snapshot() const;
   /// Throws Error, and changes nothing, if the bytes are not such a snapshot.
   void restore(std::span<const std::byte> bytes);

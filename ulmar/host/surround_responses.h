@@ -23,9 +23,10 @@ Planar horizontalBFormat(const Planar& channels, BFormat convention);
 Responses arrangeBFormat(const Planar& wxy);
 
 /// For decoding one source's W, X and Y from stereo input, at the cost of three
-/// pairs of input and output. perOutput makes the library feed engine inputs 0, 1 and 2
-/// with mid M = (L + R) / sqrt 2, left L and right R, and the decoder take channels c1
-/// and c2 as X' = (c1 - c2) / sqrt 2 and Y' = (c1 + c2) / sqrt 2. The responses are
+/// pairs of input and output. With five outputs and without passThrough, perOutput
+/// switches the library to mid/side: engine inputs 0, 1 and 2 are mid M = (L + R) /
+/// sqrt 2, left L and right R, and the decoder takes engine outputs 1 and 2, c1 and c2,
+/// as X' = (c1 - c2) / sqrt 2 and Y' = (c1 + c2) / sqrt 2. The responses are
 ///   0, from mid to W:     W,
 ///   1, from left to c1:   X + Y, the figure of eight that points 45 degrees to the
 ///                         left, times sqrt 2,
@@ -36,16 +37,16 @@ Responses arrangeBFormat(const Planar& wxy);
 /// the axis at 45 degrees on its own side. Further outputs would not be decoded.
 Responses arrangeMidSide(const Planar& wxy);
 
-/// The same field from engine inputs 0 and 1, left and right, at the cost of six pairs:
-/// for five inputs folded to two, whose dry centre the mid/side arrangement replaces by
-/// the right channel.
+/// The same field from engine inputs 0 and 1, left and right, at the cost of six pairs.
+/// Use it for five inputs: mid/side shares one dry ring between inputs 1 and 2, and the
+/// dry centre would come out as the right channel.
 Responses arrangeSides(const Planar& wxy);
 
 /// Arranges the W, X and Y of one source or of two, left and right, for input of 1,
 /// 2, 5 or 6 channels, the last two folded to left and right:
 ///   one source   mono as it is; stereo in mid and side; folded by sides;
 ///   two sources  each side from its own; mono from both at once.
-/// Throws Error for any other count of either.
+/// Throws Error unless there are 3 or 6 channels, and for any other input.
 Responses arrangeForDecoding(const Planar& wxy, int inputChannels);
 
 /// Arranges speaker feeds for passing through, in the engine's order left front, right
@@ -56,7 +57,7 @@ Responses arrangeForDecoding(const Planar& wxy, int inputChannels);
 ///   10 channels  five from left, then five from right; from mono, both at once.
 /// The library takes the centre down by 3 dB. That suits a centre with two inputs; one
 /// that has its own response per input is raised by as much, to sound as recorded.
-/// Throws Error for any other count of either.
+/// Throws Error for any other number of channels or inputs.
 Responses arrangeFeeds(const Planar& feeds, int inputChannels);
 
 }  // namespace ulmar::host

@@ -20,11 +20,12 @@ struct TailState {
   std::int32_t overlapSel = 0;
 };
 
-/// Views of a plan and of memory that the stream owns; holds nothing itself.
+/// The engine of a tail, on a plan and memory that the stream owns.
 class Tail {
  public:
   /// table: the areas of the tail's engine, of the sizes that the plan gives, and its
-  /// tables and sets. Both are kept in place by the owner; the table is not.
+  /// tables and sets. The plan and the areas must outlive the Tail; the table itself is
+  /// read here only.
   Tail(const TailPlan& plan, const ExternStruct& table);
 
   /// To be called at every boundary of the head's blocks, when the head's engine has
