@@ -12,7 +12,8 @@
 
 namespace ulmar::audio {
 
-/// Limits of every audio file that is read or written.
+/// Limits of every audio file that is read or written. FLAC is written within narrower
+/// ones: 8 channels, 655350 Hz.
 inline constexpr int kMinFileRate = 1000;    // Hz
 inline constexpr int kMaxFileRate = 768000;  // Hz
 inline constexpr int kMaxFileChannels = 1024;
@@ -34,7 +35,7 @@ enum class Speaker {
 
 struct AudioInfo {
   std::string path;
-  std::string format;  // for people, as "WAV (Microsoft), Signed 24 bit PCM"
+  std::string format;  // words for people, as "WAV (Microsoft), Signed 24 bit PCM"
   int channels = 0;
   int sampleRate = 0;             // Hz
   std::int64_t frames = 0;        // at least 1
@@ -46,10 +47,11 @@ struct AudioInfo {
 class AudioReader {
  public:
   /// Throws Error if the file is missing, empty, no regular file, no audio, without
-  /// frames, or shorter than its header promises, or if its rate is outside the limits.
-  /// A WAV file whose writer could not go back to fill in the length is read to the end
-  /// of the file; a file that gives no length at all is decoded once to count its
-  /// frames.
+  /// frames, or if its rate or its channels are outside the limits; and if a WAV, RF64
+  /// or AIFF file is shorter than its header promises, which in other formats only
+  /// read() can tell. A WAV file whose writer could not go back to fill in the length
+  /// is read to the end of the file; a file that gives no length at all is decoded once
+  /// to count its frames.
   explicit AudioReader(const std::string& path);
   ~AudioReader();
   AudioReader(AudioReader&&) noexcept;
@@ -82,9 +84,11 @@ AudioFile readAudioFile(const std::string& path, std::int64_t maxBytes = 512LL <
 enum class SampleFormat { float32, pcm24, pcm16 };
 
 /// What the name's extension can hold best: float, or 24 bits in FLAC. Throws Error for
-/// an extension other than .wav, .flac, .aiff, .aif and .aifc, in any case.
+/// an extension other than .wav, .wave, .flac, .aiff, .aif and .aifc, in upper or lower
+/// case.
 SampleFormat finestFormat(const std::string& path);
 
+/// What a file to be written holds.
 struct AudioFormat {
   int channels = 0;
   int sampleRate = 0;  // Hz

@@ -1,5 +1,6 @@
-// What an audio file's header claims, read independently of the decoder: decoders clamp
-// a promised length to what the file holds and so hide a truncated file.
+// The check for truncated files: what an audio file's header claims, read independently
+// of the decoder. Decoders clamp a promised length to what the file holds and so hide
+// that it is cut off.
 #pragma once
 
 #include <cstdint>

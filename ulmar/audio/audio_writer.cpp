@@ -39,7 +39,7 @@ const Container& containerOf(const std::string& path) {
                                             &Container::extension);
   if (container == kContainers.end()) {
     fail("cannot write ", path, ": its extension is '", extension,
-         "', and audio is written as .wav, .flac, .aiff, .aif or .aifc");
+         "', and audio is written as .wav, .wave, .flac, .aiff, .aif or .aifc");
   }
   return *container;
 }

@@ -22,9 +22,10 @@ int channelsOf(ChannelLayout layout);
 /// Nothing if that is none of the four.
 std::optional<ChannelLayout> layoutOf(const AudioInfo& info);
 
-/// For each of the library's channels, which channel of the file it is. The library has
+/// result[k]: the file's channel that holds the library's channel k. The library has
 /// left, right; or left, centre, right, left surround, right surround, low frequency.
-/// channels: of the file, 1, 2, 5 or 6. A file that states no speakers has the order of
+/// channels: of the file, 1, 2, 5 or 6. stated: its speakers, of a layout that
+/// layoutOf() knows; without a known one among them, the order is that of
 /// fileSpeakers().
 std::vector<int> libraryOrder(int channels, const std::vector<Speaker>& stated);
 
@@ -35,8 +36,8 @@ enum class SurroundName { rear, side };
 SurroundName surroundNameOf(const std::vector<Speaker>& speakers);
 
 /// The standard order of a layout's channels in files: front left, front right, front
-/// centre, low frequency, left surround, right surround. Empty for mono and stereo, of
-/// which files state nothing.
+/// centre, low frequency, left surround, right surround. Empty for mono and stereo,
+/// which are written without speakers.
 std::vector<Speaker> fileSpeakers(ChannelLayout layout, SurroundName surrounds);
 
 /// Names for people in the order of fileSpeakers(): "left", "low-frequency". A mono

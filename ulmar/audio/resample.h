@@ -12,12 +12,12 @@ namespace ulmar::audio {
 /// as it is. Throws Error for rates outside 1 Hz to 10 MHz.
 Planar resample(const Planar& signal, double fromRate, double toRate);
 
-/// How long the filter rings before and after every frame, in frames at the other rate:
-/// 128 frames of the lower rate, half the filter's length. 0 for equal rates.
+/// How long the filter rings before and after every frame, which is half its length:
+/// ceil(128 toRate / min(fromRate, toRate)) frames at toRate. 0 for equal rates.
 int resampleRinging(int fromRate, int toRate);
 
 /// An impulse response that filters alike at the other rate, delayed by
-/// resampleRinging() frames: a direct sound in frame 0 keeps what rings before it. n
+/// resampleRinging() frames so that the filter's pre-ringing is kept. n
 /// frames become ceil(n * toRate / fromRate) and twice the ringing. Scaled by fromRate
 /// / toRate, as the sum over a response grows with the number of its frames while the
 /// frequency response must stay. Equal rates return the response as it is. Throws Error
