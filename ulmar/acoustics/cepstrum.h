@@ -28,10 +28,9 @@ struct CepstrumAnalysis {
   std::optional<Echo> echo;   // the strongest between 0.5 and 50 ms, if one stands out
 };
 
-/// Of the first second of a response, or somewhat more: as much as fits a transform
-/// whose length is a power of two. The last quarter of that is faded out, unless it
-/// lasts less than 200 ms. samples: from the onset on; peak: their largest magnitude,
-/// above 0; sampleRate: in Hz.
+/// Of the first second of a response, or somewhat more, up to a number of samples that
+/// is a power of two. An excerpt over 200 ms has its last quarter faded out. samples:
+/// from the onset on; peak: their largest magnitude, above 0; sampleRate: in Hz.
 CepstrumAnalysis analyseCepstrum(Samples samples, double peak, double sampleRate);
 
 }  // namespace ulmar::acoustics

@@ -20,8 +20,8 @@ struct CrossPoint {
 /// By Lundeby's iteration, which starts with the mean power of the last tenth of the
 /// profile as the noise. In a response without a noise floor that tenth still belongs
 /// to the decay, and the cross-point lies within it: the caller tells the two cases
-/// apart. Nothing if the profile has fewer than five steps, ends in silence, or nothing
-/// that lies 8 dB above its noise falls.
+/// apart. Nothing if the profile has fewer than five steps, if it ends in silence, or
+/// if no part more than 8 dB above the noise decays.
 std::optional<CrossPoint> findCrossPoint(const EnergyProfile& profile);
 
 }  // namespace ulmar::acoustics

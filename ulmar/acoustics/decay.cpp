@@ -100,8 +100,9 @@ std::optional<DecayFit> fitBetween(const Decay& decay, const EnergyProfile& prof
 }  // namespace
 
 Decay measureDecay(const EnergyProfile& profile) {
-  // EDT is fitted from 0 dB on. Up to the arrival of the sound, which in a band the
-  // ringing of the filter precedes, the curve stays at 0 dB, and none of that counts.
+  // EDT is the fit over the first 10 dB. Up to the arrival of the sound, which in a
+  // band the ringing of the filter precedes, the curve stays at 0 dB, and none of that
+  // counts.
   constexpr double kArrival = -0.1;  // dB
   Decay decay;
   setEnd(decay, profile);

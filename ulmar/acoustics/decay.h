@@ -38,10 +38,12 @@ struct Decay {
   double tailEnergy = 0.0;  // of the decay after `end`, extrapolated; 0 without decay
   double range = 0.0;       // dB from the whole energy to tailEnergy, 0 without decay
 
-  // Nothing where the range is too short, and where the curve does not follow a line.
-  std::optional<DecayFit> edt;  // early decay, from 0 to -10 dB
-  std::optional<DecayFit> t20;  // from -5 to -25 dB
-  std::optional<DecayFit> t30;  // from -5 to -35 dB
+  // Fits to the curve between two levels; T30 is t30->decayTime(). Nothing where the
+  // range is too short, and where the curve does not follow a line. EDT starts just
+  // below 0 dB, where the curve stays until the sound arrives.
+  std::optional<DecayFit> edt;  // -0.1 ... -10 dB
+  std::optional<DecayFit> t20;  // -5 ... -25 dB
+  std::optional<DecayFit> t30;  // -5 ... -35 dB
 
   /// T30, or T20 where the range is too short for that.
   const std::optional<DecayFit>& late() const { return t30 ? t30 : t20; }

@@ -10,8 +10,8 @@ namespace ulmar::acoustics {
 
 /// Times are in s and count from the first sample that was given.
 struct EnergyProfile {
-  double start = 0.0;  // 0, or below 0 of a band, see bandProfileOf()
-  double step = 0.0;
+  double start = 0.0;  // s; negative for a band, whose filter rings before the sound
+  double step = 0.0;   // s
   std::vector<double> energy;  // [i] from timeOf(i) to timeOf(i + 1)
 
   double timeOf(std::size_t index) const {

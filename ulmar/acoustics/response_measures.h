@@ -12,8 +12,9 @@
 
 namespace ulmar::acoustics {
 
-/// Early to late energy in dB (ISO 3382-1, annex A), with the noise subtracted from the
-/// late part. Nothing where the range is below kRangeForEdt.
+/// Early to late energy in dB (ISO 3382-1, annex A). The late part is treated as in the
+/// decay: it ends where the noise begins, less the noise, plus the energy that the
+/// decay would have behind that. Nothing where the range is below kRangeForEdt.
 struct Clarity {
   std::optional<double> c50;  // before and after 50 ms, for speech
   std::optional<double> c80;  // before and after 80 ms, for music
@@ -44,7 +45,8 @@ struct ResponseMeasures {
   /// Of kOctaveCentres those that the sample rate leaves room for, see
   /// OctaveFilter::fits().
   std::vector<BandMeasures> octaves;
-  /// Definition: early to whole energy, from 0 to 1, with the limit of C50.
+  /// Definition D50: the energy of the first 50 ms over all, from 0 to 1. Follows from
+  /// C50, and is missing with it.
   std::optional<double> d50;
   /// Centre of gravity of the energy up to broadband.decay.end in s, with the noise
   /// subtracted.

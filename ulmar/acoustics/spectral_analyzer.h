@@ -1,5 +1,4 @@
-// libulmar's spectral analysis together with the tables and work areas that it takes,
-// and its windows.
+// Owns tables and buffers for libulmar's power spectrum and cepstrum. Hann windows.
 #pragma once
 
 #include <span>
@@ -27,9 +26,10 @@ class SpectralAnalyzer {
   /// scaling. samples: padded with zeros to the size. Throws Error if there are more.
   std::span<const float> power(std::span<const float> samples);
 
-  /// Real cepstrum at quefrencies of 0 ... size/2 samples, of the natural logarithm of
-  /// the magnitude. Magnitudes below 1e-6 count as 1e-6, so samples should have a peak
-  /// near 1. samples: as in power().
+  /// Real cepstrum at quefrencies of 0 ... size/2 samples: the inverse transform of the
+  /// natural logarithm of the magnitude, but at DC and Nyquist of the real part (see
+  /// rceps). What is below 1e-6 counts as 1e-6, a negative real part too, so samples
+  /// should have a peak near 1. samples: as in power().
   std::span<const float> cepstrum(std::span<const float> samples);
 
  private:

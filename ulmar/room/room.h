@@ -25,8 +25,8 @@ using acoustics::kOctaveCentres;
 
 /// A shoebox. Sides of 1 to 200 m; sources and receiver at least 0.25 m from every wall
 /// and 0.5 m from each other. The bands of the tail meet with slopes of 24 dB per
-/// octave, so that a band that dies away much faster than its neighbour measures a
-/// little longer.
+/// octave: leakage from a neighbour that decays much more slowly lengthens a band's
+/// measured decay a little.
 struct RoomSpec {
   Point size;
   Point source;             // the middle of the stage
