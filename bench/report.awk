@@ -252,13 +252,12 @@ END {
   say("Processor: " processor ". Compiler: " compiler ".\n")
   goals()
   say("\nWhat decides them:\n")
-  say("- One uniformly partitioned engine takes numRows times B row products a pair and block. Of")
-  say("  zita\x27s mean block for 2x2, 2 s and 512 (x86-64, i386) they would take " \
-      products(1, "limit/" widest(1)) " and " products(2, "limit/" widest(2)) " at the")
-  say("  machine\x27s limit, and take " products(1, "runHighLatency/" best(1)) " and " \
-      products(2, "runHighLatency/" best(2)) " at the high tier\x27s rate; the transforms take " \
-      transforms(1) " and")
-  say("  " transforms(2) ". zita\x27s default partitions grow with the response, up to 8192 samples, and need a")
+  say("- One uniformly partitioned engine takes numRows times B row products a pair and block. At")
+  say("  the machine\x27s limit these alone cost " products(1, "limit/" widest(1)) " (i386: " \
+      products(2, "limit/" widest(2)) ") of zita\x27s mean block for 2x2, 2 s")
+  say("  and 512; at the rate of our high tier, " products(1, "runHighLatency/" best(1)) " (i386: " \
+      products(2, "runHighLatency/" best(2)) "). Our transforms add " transforms(1) " (i386:")
+  say("  " transforms(2) "). zita\x27s default partitions grow with the response, up to 8192 samples, and need a")
   say("  fraction of the products, in single blocks that cost many times the mean.")
   say("- With a tail, the larger part of a response is convolved in blocks of T too, and the work of")
   say("  each is spread over the T / N boundaries until the next. The head is 2 T - N samples long,")
