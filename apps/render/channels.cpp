@@ -10,7 +10,7 @@ namespace ulmar::render {
 
 // The library copies the low-frequency channel without delay. It is delayed here by as
 // much as the library delays the dry signal.
-Source::Source(const Plan& plan, audio::AudioReader& input)
+Source::Source(const RenderPlan& plan, audio::AudioReader& input)
     : input_(input),
       order_(audio::libraryOrder(plan.input.channels, plan.input.speakers)),
       delays_(order_.size()),
@@ -43,7 +43,7 @@ const float* const* Source::next(int frames) {
   return starts_.data();
 }
 
-Sink::Sink(const Plan& plan, audio::AudioWriter& writer)
+Sink::Sink(const RenderPlan& plan, audio::AudioWriter& writer)
     : writer_(writer),
       order_(audio::libraryOrder(plan.format.channels, plan.format.speakers)),
       interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()),

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "apps/render/plan.h"
+#include "apps/render/render_plan.h"
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/host/planar.h"
 
@@ -23,7 +23,7 @@ inline constexpr std::size_t kLowFrequency = 5;
 class Source {
  public:
   /// input: at its start.
-  Source(const Plan& plan, audio::AudioReader& input);
+  Source(const RenderPlan& plan, audio::AudioReader& input);
 
   /// The next frames, at most kBufferFrames, of each of the stream's input channels.
   const float* const* next(int frames);
@@ -51,7 +51,7 @@ struct ChannelLevel {
 /// The stream's output on its way into the file.
 class Sink {
  public:
-  Sink(const Plan& plan, audio::AudioWriter& writer);
+  Sink(const RenderPlan& plan, audio::AudioWriter& writer);
 
   /// Writes frames [first, end) of the stream's output channels. A low-frequency
   /// channel that the stream does not have stays silent.

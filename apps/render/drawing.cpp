@@ -59,7 +59,8 @@ void drawLevels(Picture& picture, const Box& box, const Trace& trace,
 
 /// The least and the most that a block cost, in microseconds, in parts of the time. A
 /// block stands where it ends in the output.
-std::vector<draw::Extent> costExtents(const Plan& plan, std::span<const double> costs,
+std::vector<draw::Extent> costExtents(const RenderPlan& plan,
+                                      std::span<const double> costs,
                                       std::size_t numColumns) {
   std::vector<draw::Extent> extents;
   const std::size_t stride = costs.size() / numColumns + 1;
@@ -84,8 +85,8 @@ Axis costAxis(double least, double most) {
       .label = "Time taken (\u00B5s)", .low = low, .high = high, .logarithmic = true};
 }
 
-void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan& plan,
-               const draw::TimeScale& time) {
+void drawCosts(Picture& picture, const Box& box, const Trace& trace,
+               const RenderPlan& plan, const draw::TimeScale& time) {
   constexpr double kClockTick = 1e-3;  // microseconds
   std::vector<double> costs;
   for (const float seconds : trace.blockSeconds) {
@@ -119,7 +120,7 @@ void drawCosts(Picture& picture, const Box& box, const Trace& trace, const Plan&
   plot.frame();
 }
 
-std::string titleOf(const Plan& plan) {
+std::string titleOf(const RenderPlan& plan) {
   return audio::withoutFolders(plan.input.path) + " through " +
          (plan.options.room ? "a " : "") + audio::withoutFolders(plan.response.name) +
          ", in blocks of " + std::to_string(plan.blockLen()) + " frames";
@@ -127,7 +128,7 @@ std::string titleOf(const Plan& plan) {
 
 }  // namespace
 
-void draw(const Plan& plan, const Trace& trace) {
+void draw(const RenderPlan& plan, const Trace& trace) {
   constexpr double kRowHeight = 150.0;
   constexpr double kTallRowHeight = 200.0;
   const draw::TimeScale time(static_cast<double>(plan.outFrames()) /

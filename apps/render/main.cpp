@@ -6,8 +6,8 @@
 #include "apps/common/program.h"
 #include "apps/render/drawing.h"
 #include "apps/render/options.h"
-#include "apps/render/plan.h"
 #include "apps/render/render.h"
+#include "apps/render/render_plan.h"
 #include "apps/render/report.h"
 #include "ulmar/audio/audio_file.h"
 
@@ -18,7 +18,7 @@ using apps::print;
 
 void run(const Options& options, std::vector<std::string>& written) {
   audio::AudioReader input(options.input);
-  const Plan plan = makePlan(options, input.info());
+  const RenderPlan plan = makeRenderPlan(options, input.info());
   if (!options.json) print(describe(plan));
   if (options.check) {
     print(options.json ? figures(plan, nullptr)

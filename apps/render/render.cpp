@@ -19,7 +19,7 @@ namespace {
 
 // The levels as written, but the peaks of the library's meters, which measure before
 // the limit.
-std::vector<ChannelLevel> levelsOf(const Plan& plan, std::span<const float> peaks,
+std::vector<ChannelLevel> levelsOf(const RenderPlan& plan, std::span<const float> peaks,
                                    const Sink& sink) {
   std::vector<ChannelLevel> levels = sink.levels();
   for (std::size_t k = 0; k < std::min(peaks.size(), sink.order().size()); ++k) {
@@ -30,7 +30,7 @@ std::vector<ChannelLevel> levelsOf(const Plan& plan, std::span<const float> peak
 }
 
 // Of the channels that the library mixes: all but a low-frequency channel.
-double peakOf(const Plan& plan, const std::vector<ChannelLevel>& levels) {
+double peakOf(const RenderPlan& plan, const std::vector<ChannelLevel>& levels) {
   double peak = 0.0;
   for (std::size_t j = 0; j < levels.size(); ++j) {
     const bool copied = !plan.format.speakers.empty() &&
@@ -43,7 +43,7 @@ double peakOf(const Plan& plan, const std::vector<ChannelLevel>& levels) {
 // Reads what the stretches need, in their order.
 class Reader {
  public:
-  Reader(const Plan& plan, audio::AudioReader& input, Trace* trace)
+  Reader(const RenderPlan& plan, audio::AudioReader& input, Trace* trace)
       : plan_(plan),
         source_(plan, input),
         trace_(trace),
@@ -80,7 +80,7 @@ class Reader {
   }
 
  private:
-  const Plan& plan_;
+  const RenderPlan& plan_;
   Source source_;
   Trace* trace_;
   Planar kept_;  // what the next stretch needs again
@@ -90,7 +90,7 @@ class Reader {
 
 // Reading, rendering and writing overlap: stretches are read ahead of those that the
 // workers are at, and written when they are due.
-Rendering render(const Plan& plan, audio::AudioReader& input, Trace* trace) {
+Rendering render(const RenderPlan& plan, audio::AudioReader& input, Trace* trace) {
   const auto start = std::chrono::steady_clock::now();
   audio::AudioWriter writer(plan.options.output, plan.format);
   Progress progress(plan.streamFrames(), plan.format.sampleRate);

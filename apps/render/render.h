@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "apps/render/channels.h"
-#include "apps/render/plan.h"
+#include "apps/render/render_plan.h"
 #include "apps/render/trace.h"
 #include "ulmar/audio/audio_file.h"
 
@@ -26,6 +26,7 @@ struct Rendering {
 /// output takes its name when it is complete; throws Error, and leaves nothing, if the
 /// input cannot be read to its end or the output cannot be written. trace: of this
 /// plan's frames, or null if nobody asks for the blocks one by one.
-Rendering render(const Plan& plan, audio::AudioReader& input, Trace* trace = nullptr);
+Rendering render(const RenderPlan& plan, audio::AudioReader& input,
+                 Trace* trace = nullptr);
 
 }  // namespace ulmar::render

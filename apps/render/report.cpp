@@ -27,14 +27,14 @@ std::string line(std::string_view label, const std::string& text) {
   return result + text + '\n';
 }
 
-std::string inputText(const Plan& plan) {
+std::string inputText(const RenderPlan& plan) {
   const audio::AudioInfo& input = plan.input;
   return input.path + ": " + input.format + ", " +
          wordFor(plan.routing.input, kChannelLayoutWords) + ", " +
          audioText(input.channels, input.sampleRate, input.frames);
 }
 
-std::string responseText(const Plan& plan) {
+std::string responseText(const RenderPlan& plan) {
   const ResponseInfo& info = plan.response;
   const int rate = info.sourceRate;
   std::string text = info.name + ": ";
@@ -62,7 +62,7 @@ std::string responseText(const Plan& plan) {
   }
 }
 
-std::string pairText(const Plan& plan) {
+std::string pairText(const RenderPlan& plan) {
   const bool mono = plan.routing.input == audio::ChannelLayout::mono;
   switch (plan.routing.response) {
     case ResponseLayout::mono:
@@ -78,7 +78,7 @@ std::string pairText(const Plan& plan) {
   }
 }
 
-std::string decodingText(const Plan& plan) {
+std::string decodingText(const RenderPlan& plan) {
   const bool mono = plan.routing.input == audio::ChannelLayout::mono;
   const bool oneSource =
       audio::numSources(ResponseLayout::bFormat, plan.response.channels) == 1;
@@ -95,7 +95,7 @@ std::string decodingText(const Plan& plan) {
          fixed(*plan.crossover, 0) + " Hz";
 }
 
-std::string feedsText(const Plan& plan) {
+std::string feedsText(const RenderPlan& plan) {
   std::string text;
   if (plan.routing.input == audio::ChannelLayout::mono) {
     text = "mono to five loudspeakers, each through its own response";
@@ -112,7 +112,7 @@ std::string feedsText(const Plan& plan) {
   return text;
 }
 
-std::string routingText(const Plan& plan) {
+std::string routingText(const RenderPlan& plan) {
   const Routing& routing = plan.routing;
   if (!routing.surround()) return pairText(plan);
   std::string text = routing.decodes() ? decodingText(plan) : feedsText(plan);
@@ -125,7 +125,7 @@ std::string routingText(const Plan& plan) {
   return text;
 }
 
-std::string truncationText(const Plan& plan) {
+std::string truncationText(const RenderPlan& plan) {
   if (!plan.options.hfTruncate) return "";
   const int kept = plan.stream.upperBandLen();
   if (kept == plan.stream.shape().length()) {
@@ -143,7 +143,7 @@ std::string geometryText(const host::Geometry& geometry) {
          countText(geometry.chunksPerSegment, "chunk");
 }
 
-std::string engineText(const Plan& plan) {
+std::string engineText(const RenderPlan& plan) {
   std::string text = geometryText(host::geometryOf(plan.params()));
   if (const auto& tail = plan.stream.tail()) {
     text += ", then " + geometryText(tail->geometry) + ", spread over " +
@@ -154,7 +154,7 @@ std::string engineText(const Plan& plan) {
   return text + ", " + apps::memoryText(plan.memoryBytes());
 }
 
-std::string latencyText(const Plan& plan) {
+std::string latencyText(const RenderPlan& plan) {
   const int latency = plan.latency();
   return std::to_string(latency) + " frames (" +
          millisecondsText(static_cast<double>(latency) / plan.input.sampleRate) +
@@ -165,7 +165,7 @@ std::string latencyText(const Plan& plan) {
                              : "left in: the wet signal lags the dry");
 }
 
-std::string mixText(const Plan& plan) {
+std::string mixText(const RenderPlan& plan) {
   const Options& options = plan.options;
   std::string text =
       "wet " + decibelText(options.wetGain) + ", dry " + decibelText(options.dryGain);
@@ -181,7 +181,7 @@ std::string mixText(const Plan& plan) {
   return text;
 }
 
-std::string outputText(const Plan& plan) {
+std::string outputText(const RenderPlan& plan) {
   const audio::AudioFormat& format = plan.format;
   std::string text = plan.options.output.empty() ? "" : plan.options.output + ": ";
   text += wordFor(format.samples, kFormatWords);
@@ -206,7 +206,7 @@ std::string channelsText(const Rendering& rendering, double ChannelLevel::*value
   return text;
 }
 
-std::string speedText(const Plan& plan, const Rendering& rendering) {
+std::string speedText(const RenderPlan& plan, const Rendering& rendering) {
   // Of less than this, setting up is most of what was timed.
   constexpr double kLeastToCompare = 0.1;  // s
   const double duration = plan.outSeconds();
@@ -233,7 +233,7 @@ std::string adviceText(const Options& options, double change) {
          fixed(kLevel.low, 0) + kLevel.unit;
 }
 
-std::string peakText(const Plan& plan, const Rendering& rendering) {
+std::string peakText(const RenderPlan& plan, const Rendering& rendering) {
   const std::string text = channelsText(rendering, &ChannelLevel::peak);
   const double gain = rendering.gainWithoutClipping;
   if (gain == 1.0) return text + ", within full scale";
@@ -253,14 +253,14 @@ std::string peakText(const Plan& plan, const Rendering& rendering) {
 
 }  // namespace
 
-std::string describe(const Plan& plan) {
+std::string describe(const RenderPlan& plan) {
   return line("input", inputText(plan)) + line("response", responseText(plan)) +
          line("routing", routingText(plan)) + line("mix", mixText(plan)) +
          line("engine", engineText(plan)) + line("latency", latencyText(plan)) +
          line("output", outputText(plan));
 }
 
-std::string describe(const Plan& plan, const Rendering& rendering) {
+std::string describe(const RenderPlan& plan, const Rendering& rendering) {
   return line("peak", peakText(plan, rendering)) +
          line("level", channelsText(rendering, &ChannelLevel::rms) + ", as RMS") +
          line("rendered", speedText(plan, rendering));

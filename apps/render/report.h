@@ -4,17 +4,17 @@
 
 #include <string>
 
-#include "apps/render/plan.h"
 #include "apps/render/render.h"
+#include "apps/render/render_plan.h"
 
 namespace ulmar::render {
 
 /// Lines of text.
-std::string describe(const Plan& plan);
-std::string describe(const Plan& plan, const Rendering& rendering);
+std::string describe(const RenderPlan& plan);
+std::string describe(const RenderPlan& plan, const Rendering& rendering);
 
 /// One JSON object. Gains and peaks are linear, times in seconds, memory in bytes.
 /// rendering: null if there was none, and then "rendering" is null.
-std::string figures(const Plan& plan, const Rendering* rendering);
+std::string figures(const RenderPlan& plan, const Rendering* rendering);
 
 }  // namespace ulmar::render

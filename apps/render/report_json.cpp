@@ -8,7 +8,7 @@ namespace {
 
 using apps::Json;
 
-Json inputFigures(const Plan& plan) {
+Json inputFigures(const RenderPlan& plan) {
   const audio::AudioInfo& input = plan.input;
   return {{"path", input.path},
           {"format", input.format},
@@ -18,7 +18,7 @@ Json inputFigures(const Plan& plan) {
           {"frames", input.frames}};
 }
 
-Json responseFigures(const Plan& plan) {
+Json responseFigures(const RenderPlan& plan) {
   const ResponseInfo& info = plan.response;
   return {{"name", info.name},
           {"format", info.format},
@@ -33,7 +33,7 @@ Json responseFigures(const Plan& plan) {
           {"normalizationGain", info.normalizationGain}};
 }
 
-Json mixFigures(const Plan& plan) {
+Json mixFigures(const RenderPlan& plan) {
   return {{"wetGain", plan.options.wetGain},
           {"dryGain", plan.options.dryGain},
           {"crossfeed", plan.options.crossfeed},
@@ -52,7 +52,7 @@ Json geometryFigures(const host::Geometry& geometry) {
 }
 
 // Of the head. Work is of the cost model, of which only ratios mean something.
-Json engineFigures(const Plan& plan) {
+Json engineFigures(const RenderPlan& plan) {
   const host::StreamPlan& stream = plan.stream;
   Json json = geometryFigures(host::geometryOf(plan.params()));
   json.update({{"hfTruncate", plan.options.hfTruncate},
@@ -75,7 +75,7 @@ Json engineFigures(const Plan& plan) {
   return json;
 }
 
-Json outputFigures(const Plan& plan) {
+Json outputFigures(const RenderPlan& plan) {
   return {{"path", plan.options.output},
           {"format", wordFor(plan.format.samples, kFormatWords)},
           {"layout", wordFor(plan.routing.output, kChannelLayoutWords)},
@@ -104,7 +104,7 @@ Json renderingFigures(const Rendering& rendering) {
 
 }  // namespace
 
-std::string figures(const Plan& plan, const Rendering* rendering) {
+std::string figures(const RenderPlan& plan, const Rendering* rendering) {
   Json json = {{"input", inputFigures(plan)},   {"response", responseFigures(plan)},
                {"mix", mixFigures(plan)},       {"engine", engineFigures(plan)},
                {"output", outputFigures(plan)}, {"rendering", nullptr}};

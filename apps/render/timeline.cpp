@@ -54,14 +54,14 @@ std::int64_t historyFrames(const host::StreamPlan& stream) {
   return frames + params.dryDelay + params.rearDelay;
 }
 
-int jobsFor(const Plan& plan, int most) {
+int jobsFor(const RenderPlan& plan, int most) {
   if (plan.routing.decodes()) return 1;
   const std::int64_t worthwhile =
       plan.streamFrames() / (kLeastHistories * historyFrames(plan.stream));
   return static_cast<int>(std::clamp<std::int64_t>(worthwhile, 1, most));
 }
 
-std::vector<Stretch> stretchesOf(const Plan& plan) {
+std::vector<Stretch> stretchesOf(const RenderPlan& plan) {
   const std::int64_t total = plan.streamFrames();
   std::vector<Stretch> stretches;
   if (plan.jobs == 1) {

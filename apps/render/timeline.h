@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "apps/render/plan.h"
+#include "apps/render/render_plan.h"
 
 namespace ulmar::render {
 
@@ -25,10 +25,10 @@ std::int64_t historyFrames(const host::StreamPlan& stream);
 
 /// Streams that are worth their while, at most `most`: one where the output is decoded,
 /// or where it is too short for more.
-int jobsFor(const Plan& plan, int most);
+int jobsFor(const RenderPlan& plan, int most);
 
 /// All of the plan's frames in their order. With one job each stretch goes on where the
 /// one before ends; else each starts a history earlier, and is some histories long.
-std::vector<Stretch> stretchesOf(const Plan& plan);
+std::vector<Stretch> stretchesOf(const RenderPlan& plan);
 
 }  // namespace ulmar::render

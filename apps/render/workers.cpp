@@ -11,7 +11,7 @@ namespace ulmar::render {
 namespace {
 
 // At the plan's scale.
-host::Stream streamOf(const Plan& plan,
+host::Stream streamOf(const RenderPlan& plan,
                       std::shared_ptr<const host::PartitionSets> sets) {
   host::Stream stream(plan.stream, std::move(sets));
   const ParamStruct& params = plan.params();
@@ -30,7 +30,7 @@ void undoScale(float scale, Planar& samples, std::size_t first) {
 }
 
 // In place: an output takes the buffer of the input of its number.
-Rendered renderStretch(const Plan& plan, host::Stream& stream, Work work,
+Rendered renderStretch(const RenderPlan& plan, host::Stream& stream, Work work,
                        Trace* trace) {
   if (!work.continues) stream.reset();
   Rendered rendered{.samples = std::move(work.samples), .peaks = {}};
@@ -66,7 +66,7 @@ Rendered renderStretch(const Plan& plan, host::Stream& stream, Work work,
 
 }  // namespace
 
-Workers::Workers(const Plan& plan, Trace* trace) : plan_(plan), trace_(trace) {
+Workers::Workers(const RenderPlan& plan, Trace* trace) : plan_(plan), trace_(trace) {
   const auto sets = host::buildPartitionSets(plan.stream, plan.responses);
   for (int job = 0; job < plan.jobs; ++job) streams_.push_back(streamOf(plan, sets));
   for (host::Stream& stream : streams_) {

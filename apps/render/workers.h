@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "apps/render/plan.h"
+#include "apps/render/render_plan.h"
 #include "apps/render/trace.h"
 #include "ulmar/host/partition_sets.h"
 #include "ulmar/host/planar.h"
@@ -37,7 +37,7 @@ struct Rendered {
 class Workers {
  public:
   /// plan.jobs of them. trace: null, or where the only one records what blocks cost.
-  explicit Workers(const Plan& plan, Trace* trace);
+  explicit Workers(const RenderPlan& plan, Trace* trace);
   /// Ends when what was handed in is done.
   ~Workers();
   Workers(const Workers&) = delete;
@@ -50,7 +50,7 @@ class Workers {
   using Task = std::packaged_task<Rendered(host::Stream&)>;
   void run(host::Stream& stream);
 
-  const Plan& plan_;
+  const RenderPlan& plan_;
   Trace* trace_;
   std::vector<host::Stream> streams_;
   std::mutex mutex_;

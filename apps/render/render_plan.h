@@ -1,5 +1,5 @@
-// Everything that is decided before the first frame is rendered. --check reports a
-// plan, a rendering executes it.
+// Everything about one run of the renderer that is decided before its first frame.
+// --check reports it, a rendering executes it.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@
 
 namespace ulmar::render {
 
-struct Plan {
+struct RenderPlan {
   Options options;
   audio::AudioInfo input;
   ResponseInfo response;
@@ -49,6 +49,6 @@ struct Plan {
 };
 
 /// Reads the response. Throws Error naming what cannot be done.
-Plan makePlan(const Options& options, const audio::AudioInfo& input);
+RenderPlan makeRenderPlan(const Options& options, const audio::AudioInfo& input);
 
 }  // namespace ulmar::render

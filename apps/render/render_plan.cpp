@@ -1,4 +1,4 @@
-#include "apps/render/plan.h"
+#include "apps/render/render_plan.h"
 
 #include <algorithm>
 #include <thread>
@@ -89,7 +89,7 @@ host::StreamPlan streamPlan(const Options& options, const PreparedResponse& prep
 // The wet signal ends a response's length less one frame after the input, a latency
 // later where that is not taken off, and in the surrounds by their delay later. The
 // decoder's crossover rings on beyond that.
-std::int64_t tailFrames(const Plan& plan) {
+std::int64_t tailFrames(const RenderPlan& plan) {
   const Tail& tail = plan.options.tail;
   switch (tail.kind) {
     case Tail::Kind::none:
@@ -110,7 +110,7 @@ int jobsAskedFor(const Options& options) {
       std::max(1, static_cast<int>(std::thread::hardware_concurrency())));
 }
 
-audio::AudioFormat outputFormat(const Plan& plan) {
+audio::AudioFormat outputFormat(const RenderPlan& plan) {
   const Options& options = plan.options;
   audio::AudioFormat format;
   format.channels = audio::channelsOf(plan.routing.output);
@@ -128,7 +128,7 @@ audio::AudioFormat outputFormat(const Plan& plan) {
 
 }  // namespace
 
-Plan makePlan(const Options& options, const audio::AudioInfo& input) {
+RenderPlan makeRenderPlan(const Options& options, const audio::AudioInfo& input) {
   refuseUseless(options, input);
   if (!options.output.empty()) {
     refuseToReplace(options.output, input.path);
@@ -138,14 +138,14 @@ Plan makePlan(const Options& options, const audio::AudioInfo& input) {
 
   const Routing routing = prepared.routing;
   host::StreamPlan stream = streamPlan(options, prepared, input.sampleRate);
-  Plan plan{.options = options,
-            .input = input,
-            .response = std::move(prepared.info),
-            .responses = std::move(prepared.responses),
-            .routing = routing,
-            .stream = std::move(stream),
-            .crossover = crossoverOf(options, routing),
-            .format = {}};
+  RenderPlan plan{.options = options,
+                  .input = input,
+                  .response = std::move(prepared.info),
+                  .responses = std::move(prepared.responses),
+                  .routing = routing,
+                  .stream = std::move(stream),
+                  .crossover = crossoverOf(options, routing),
+                  .format = {}};
   plan.skippedFrames = options.align ? plan.latency() : 0;
   plan.tailFrames = tailFrames(plan);
   plan.format = outputFormat(plan);
