@@ -16,7 +16,7 @@ struct ResponseShape {
   /// One response per output instead of one per pair. Input i then feeds outputs i,
   /// i + numInputs and 4 only; every other pair is silent and costs nothing.
   bool perOutput = false;
-  /// Samples of each response, in the order of SetTable. Empty for a dry stream.
+  /// Samples of each response, in the order of SetTable. May be empty for a dry stream.
   std::vector<int> lengths;
 
   /// Samples of the longest.
