@@ -160,7 +160,7 @@ TEST(SurroundResponses, PutSoundWhereTheSourceWas) {
 
 TEST(SurroundResponses, RefuseCountsThatAreOfNoSource) {
   const auto silent = [](std::size_t channels) { return Planar(channels, {0.0F}); };
-  for (const std::size_t count : {0, 1, 2, 4, 5, 7, 8, 9}) {
+  for (const std::size_t count : {0U, 1U, 2U, 4U, 5U, 7U, 8U, 9U}) {
     const std::string found = std::to_string(count) + " channels";
     expectSentence(refusalOf([&] { arrangeForDecoding(silent(count), 2); }),
                    {found, "3 or 6"});

@@ -15,14 +15,22 @@ constexpr int kNumFeeds = 5;
 // surround, centre. Ten channels are twice five in the standard order of files; a
 // low-frequency channel is left out.
 Planar feedsOf(const AudioFile& file) {
-  constexpr std::size_t kEngineToLibrary[] = {0, 2, 3, 4, 1};
+  enum LibraryChannel : std::size_t {
+    left,
+    centre,
+    right,
+    leftSurround,
+    rightSurround
+  };
+  constexpr LibraryChannel kEngineOrder[] = {left, right, leftSurround, rightSurround,
+                                             centre};
   const int sources = numSources(ResponseLayout::feeds, file.info.channels);
   const std::vector<int> order =
       sources == 2 ? libraryOrder(kNumFeeds, {})
                    : libraryOrder(file.info.channels, file.info.speakers);
   Planar feeds;
   for (int source = 0; source < sources; ++source) {
-    for (const std::size_t k : kEngineToLibrary) {
+    for (const LibraryChannel k : kEngineOrder) {
       const int channel = kNumFeeds * source + order[k];
       feeds.push_back(file.samples[static_cast<std::size_t>(channel)]);
     }
