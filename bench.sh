@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Measures both builds beside the limits of the machine and beside their peers, and writes
-# docs/performance.md and its picture. Installs what is missing. Takes some twenty minutes.
+# docs/performance.md and its picture. Installs what is missing. Takes some thirty minutes.
 set -euo pipefail
 cd "$(dirname "$0")"
 . cmake/setup.sh
@@ -21,6 +21,11 @@ for preset in x86_64-bench i386-bench; do
     fail "counting instructions stopped; build/$preset/progress.log says where."
   awk -f bench/boundaries.awk "build/$preset/callgrind.out" >>"build/$preset/figures.tsv"
 done
+
+say "Rendering files beside ffmpeg and sox"
+build x86_64-bench ulmar-render
+bench/offline.sh "$PWD/build/x86_64-bench/ulmar-render" >>build/x86_64-bench/figures.tsv ||
+  fail "rendering files stopped."
 
 processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)
 family=$(awk -F': ' '/^cpu family/ {f = $2} /^model\t/ {m = $2} END {print f ", model " m}' \

@@ -126,6 +126,11 @@ function goals(    n, w, i, j, k) {
            "≤ 1.15")
   sameGoal("`UlmarProc` 2 > 5, decoding, over engine only", "%.2f", "whole/decoding", "≤ 1.15",
            "≤ 1.2")
+  w = "offline/2.35/"
+  goal("10 min of stereo, 2.35 s, one job: wall time over ffmpeg\x27s `afir` at its best", "%.2f",
+       quotient(1, w "one", w "afir"), "", "≤ 0.8", "", "", "")
+  goal("the same, two processors over one job", "%.2f", quotient(1, w "all", w "one"), "",
+       "≤ 0.6", "", "", "")
 }
 
 function limitOf(body) {
@@ -217,6 +222,22 @@ function streams(    b, n, counts, c, s) {
     }
 }
 
+function offline(    i, n, lengths, s) {
+  n = split("0.5 2.35 6 30", lengths, " ")
+  say("\n## Rendering files\n")
+  say("Ten minutes of stereo noise at 48 kHz, 24 bit, through stereo responses, to a float file, all")
+  say("in memory (x86-64): wall time of `ulmar-render` with one job and with as many as there are")
+  say("processors, over that of ffmpeg\x27s `afir` at the best of four partition lengths and of sox\x27s")
+  say("`fir`.\n")
+  say("| response, s | one job over afir | all jobs over afir | all jobs over one | one job over sox |")
+  say("|---|---|---|---|---|")
+  for (i = 1; i <= n; ++i) {
+    s = "offline/" lengths[i] "/"
+    say("| " lengths[i] " | " over(1, s "one", s "afir") " | " over(1, s "all", s "afir") " | " \
+        over(1, s "all", s "one") " | " over(1, s "one", s "sox") " |")
+  }
+}
+
 function model(    b, i, j, n, m, bodies, stages, s) {
   n = split("avx avx512", bodies, " ")
   m = split("transform low output high mid all block", stages, " ")
@@ -286,6 +307,7 @@ END {
   blocks(1)
   blocks(2)
   streams()
+  offline()
   model()
   close(page)
 }

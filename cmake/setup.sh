@@ -32,7 +32,7 @@ packagesFor() {
   esac
   case $1 in
     *clang*) echo clang libclang-rt-14-dev ;;
-    x86_64-bench) echo libbenchmark-dev libfftw3-dev libzita-convolver-dev valgrind ;;
+    x86_64-bench) echo libbenchmark-dev libfftw3-dev libzita-convolver-dev valgrind ffmpeg sox ;;
     i386-bench) echo libbenchmark-dev:i386 libfftw3-dev:i386 libzita-convolver-dev:i386 ;;
   esac
 }

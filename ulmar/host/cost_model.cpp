@@ -43,9 +43,12 @@ StageCosts stageCosts(const Geometry& geometry) {
   const BlockCost products = blockCost(geometry);
   const std::int64_t footprint = pairFootprint(state);
 
+  // From blocks of 2048 on, transforms and their tables leave the caches step by step.
+  const std::int64_t beyond = std::max<std::int64_t>(0, log2Size - 11);
+
   StageCosts costs;
-  costs.transform = blockLen * (290 * log2Size + 1100);
-  costs.output = blockLen * (490 * log2Size + 620);
+  costs.transform = blockLen * (290 * log2Size + 1100) * (12 + beyond) / 12;
+  costs.output = blockLen * (490 * log2Size + 620) * (12 + beyond) / 12;
   costs.low = 6000 * numSegments + 1350 * numRows +
               products.low * (900 + 1100 * footprint / 16);
   costs.high =
