@@ -25,7 +25,7 @@ constexpr int kMaxAutoTail = 1 << 14;
 
 // Up to this ratio of the largest boundary to the mean, the mean alone decides between
 // plans; beyond it, evenness weighs more the less there is of it.
-constexpr double kEvenEnough = 2.125;
+constexpr double kEvenEnough = 2.3;
 
 // Fewest rows of a slice of the high tier: the kernels gather as many before they
 // store.
@@ -232,11 +232,17 @@ Candidate bestTail(int tailBlockLen, const ResponseShape& shape,
   const bool hfTruncate = params.hfTruncate != 0;
   const int irLen = shape.length() - headLen(params.blockLen, tailBlockLen);
   const int numPartitions = (irLen - 1) / tailBlockLen + 1;
-  const int mostChunks = std::min(32, tailBlockLen / (hfTruncate ? 8 : 4));
+  // The divisions that the cost model was fitted to; of others it would only guess.
+  constexpr int kMostChunks = 16;
+  constexpr int kMostPerSegment = 4;
+  const int mostChunks = std::min(kMostChunks, tailBlockLen / (hfTruncate ? 8 : 4));
   Candidate best;
-  for (int numSegments = 1; numSegments <= mostChunks; numSegments *= 2) {
+  for (int numSegments = std::min(2, mostChunks); numSegments <= mostChunks;
+       numSegments *= 2) {
     const int ringLen = (numPartitions + numSegments - 1) / numSegments * numSegments;
-    for (int perSegment = 1; numSegments * perSegment <= std::min(mostChunks, ringLen);
+    const int most = std::min(mostChunks, ringLen);
+    for (int perSegment = 1;
+         perSegment <= kMostPerSegment && numSegments * perSegment <= most;
          perSegment *= 2) {
       Candidate candidate = twoEngines(
           {tailBlockLen, irLen, numSegments, perSegment, hfTruncate}, shape, params);
