@@ -220,20 +220,6 @@ TEST(Snapshot, RefusesPositionsOutOfRange) {
        {"overlap selector", offset(offsetof(TailState, overlapSel)), 2}});
 }
 
-TEST(Stream, ResetsToItsStart) {
-  for (const char* const name : kNames) {
-    SCOPED_TRACE(name);
-    const Scene scene(name);
-    host::Stream fresh = scene.stream();
-    host::Stream stream = scene.stream();
-    scene.play(stream, 0, 1005);
-    stream.reset();
-    EXPECT_EQ(stream.snapshot(), fresh.snapshot());
-    EXPECT_EQ(scene.play(stream, 0, 1200), scene.play(fresh, 0, 1200));
-    EXPECT_EQ(stream.snapshot(), fresh.snapshot());
-  }
-}
-
 // The largest output since the last clearing; clearing is not heard.
 TEST(Stream, MetersFromOneClearingToTheNext) {
   const Scene scene("stereo > five");
@@ -250,36 +236,6 @@ TEST(Stream, MetersFromOneClearingToTheNext) {
     }
     metered.clearPeaks();
     EXPECT_EQ(metered.peaks(), (std::array<float, 5>{}));
-  }
-}
-
-// Interleaved calls, also where an output frame has more samples than an input frame,
-// and in place where it has as many.
-TEST(Stream, TakesInterleavedSamples) {
-  for (const char* const name :
-       {"mono", "mono > stereo", "mono > five", "stereo, crossfeed", "stereo > five",
-        "five, folded"}) {
-    SCOPED_TRACE(name);
-    const Scene scene(name, 500);
-    host::Stream planar = scene.stream();
-    host::Stream interleaved = scene.stream();
-    const Planar expected = run(planar, scene.input, scene.c.out, {500});
-
-    const int in = scene.c.in;
-    const int out = scene.c.out;
-    std::vector<float> from(static_cast<std::size_t>(500 * in));
-    for (int n = 0; n < 500 * in; ++n) {
-      at(from, n) = at(at(scene.input, n % in), n / in);
-    }
-    std::vector<float> apart(static_cast<std::size_t>(500 * out));
-    std::vector<float>& to = in == out ? from : apart;
-    interleaved.processInterleaved(nullptr, nullptr, 0);
-    interleaved.processInterleaved(from.data(), to.data(), 77);
-    interleaved.processInterleaved(from.data() + 77 * in, to.data() + 77 * out, 423);
-    for (int n = 0; n < 500 * out; ++n) {
-      ASSERT_EQ(at(to, n), at(at(expected, n % out), n / out)) << n;
-    }
-    EXPECT_TRUE(interleaved.state() == planar.state());
   }
 }
 

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "tests/support/scratch_dir.h"
+#include "ulmar/acoustics/response_measures.h"
 
 namespace ulmar::room {
 namespace {
@@ -145,58 +146,19 @@ TEST(Room, AMirroredRoomSoundsMirrored) {
             0.5 * correlation(wxy[2], wxy[2], 0, kEarly));
 }
 
-// One octave around a frequency: two band-passes in a row (R. Bristow-Johnson's
-// formulas, Q as of one octave).
-std::vector<double> octave(const std::vector<float>& signal, double centre,
-                           double rate) {
-  const double w = 2.0 * std::numbers::pi * centre / rate;
-  const double alpha =
-      std::sin(w) * std::sinh(0.5 * std::numbers::ln2 * w / std::sin(w));
-  std::vector<double> out(signal.begin(), signal.end());
-  for (int pass = 0; pass < 2; ++pass) {
-    double x1 = 0.0, x2 = 0.0, y1 = 0.0, y2 = 0.0;
-    for (double& x0 : out) {
-      const double y0 =
-          (alpha * (x0 - x2) + 2.0 * std::cos(w) * y1 - (1.0 - alpha) * y2) /
-          (1.0 + alpha);
-      x2 = std::exchange(x1, x0);
-      y2 = std::exchange(y1, y0);
-      x0 = y0;
-    }
-  }
-  return out;
-}
-
-// Energy left after each frame, of all channels in some octaves (Schroeder, J. Acoust.
-// Soc. Am. 37, 1965).
-std::vector<double> decayOf(const Planar& channels, double rate,
-                            std::initializer_list<double> centres) {
-  std::vector<double> left(channels[0].size());
+/// The mean decay time of all channels in some octaves, by one of the fits.
+double decayTime(const Planar& channels, double rate,
+                 std::initializer_list<double> centres,
+                 std::optional<acoustics::DecayFit> acoustics::Decay::*fit) {
+  double sum = 0.0;
   for (const auto& channel : channels) {
-    for (const double centre : centres) {
-      const std::vector<double> band = octave(channel, centre, rate);
-      double sum = 0.0;
-      for (std::size_t n = band.size(); n-- > 0;) left[n] += sum += band[n] * band[n];
+    const auto measures = acoustics::measureResponse(channel, rate);
+    for (const auto& octave : measures.octaves) {
+      if (std::ranges::find(centres, octave.centre) == centres.end()) continue;
+      sum += (octave.decay.*fit).value().decayTime();
     }
   }
-  return left;
-}
-
-// The slope of the straight line through 10 log10(left) between two levels, as a time
-// for 60 dB.
-double decayTime(const std::vector<double>& left, double rate, double from, double to) {
-  double count = 0.0, sumT = 0.0, sumL = 0.0, sumTT = 0.0, sumTL = 0.0;
-  for (std::size_t n = 0; n < left.size(); ++n) {
-    const double level = 10.0 * std::log10(left[n] / left[0]);
-    if (level > from || level < to) continue;
-    const double t = static_cast<double>(n) / rate;
-    count += 1.0;
-    sumT += t;
-    sumL += level;
-    sumTT += t * t;
-    sumTL += t * level;
-  }
-  return -60.0 * (count * sumTT - sumT * sumT) / (count * sumTL - sumT * sumL);
+  return sum / static_cast<double>(channels.size() * centres.size());
 }
 
 TEST(Room, DecaysInTheTimeThatItStates) {
@@ -204,15 +166,17 @@ TEST(Room, DecaysInTheTimeThatItStates) {
     for (const int rate : {8000, 44100}) {
       const RoomSpec room = roomPreset(kind);
       SCOPED_TRACE(testing::Message() << midT60(room) << " s at " << rate << " Hz");
-      const std::vector<double> left =
-          decayOf(renderRoom(room, trueStereo, rate), rate, {500.0, 1000.0});
+      const Planar channels = renderRoom(room, trueStereo, rate);
+      const auto timeBy = [&](auto fit) {
+        return decayTime(channels, rate, {500.0, 1000.0}, fit) / midT60(room);
+      };
       // The time of noise of bandwidth B in N channels scatters by 1 / sqrt(B T N);
       // twice that.
       const double scatter = 2.0 / std::sqrt(1000.0 * midT60(room) * 4.0);
-      EXPECT_NEAR(decayTime(left, rate, -5.0, -35.0) / midT60(room), 1.0, scatter);
+      EXPECT_NEAR(timeBy(&acoustics::Decay::t30), 1.0, scatter);
       // Reflections and tail are one decay: its first 10 dB are no steeper and no
       // flatter than rooms are.
-      EXPECT_NEAR(decayTime(left, rate, 0.0, -10.0) / midT60(room), 1.0, 0.2);
+      EXPECT_NEAR(timeBy(&acoustics::Decay::edt), 1.0, 0.2);
     }
   }
 }
@@ -223,10 +187,10 @@ TEST(Room, EveryOctaveHasItsOwnDecay) {
   constexpr int kRate = 32000;
   const Planar channels = renderRoom(room, trueStereo, kRate);
   for (std::size_t band = 0; band < kOctaveCentres.size(); ++band) {
-    const std::vector<double> left = decayOf(channels, kRate, {kOctaveCentres[band]});
+    const double time =
+        decayTime(channels, kRate, {kOctaveCentres[band]}, &acoustics::Decay::t30);
     // A tenth: the slopes of filters let neighbours in that die away up to 20 % later.
-    EXPECT_NEAR(decayTime(left, kRate, -5.0, -35.0) / room.t60[band], 1.0, 0.1)
-        << kOctaveCentres[band] << " Hz";
+    EXPECT_NEAR(time / room.t60[band], 1.0, 0.1) << kOctaveCentres[band] << " Hz";
   }
 }
 
