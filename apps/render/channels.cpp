@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "ulmar/audio/channel_layout.h"
+#include "ulmar/host/raised_cosine.h"
 
 namespace ulmar::render {
 
@@ -48,7 +49,15 @@ Sink::Sink(const RenderPlan& plan, audio::AudioWriter& writer)
     : writer_(writer),
       order_(audio::libraryOrder(plan.format.channels, plan.format.speakers)),
       interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()),
-      sums_(order_.size()) {}
+      sums_(order_.size()),
+      fadeStart_(plan.outFrames() - plan.fadeFrames),
+      fadeFrames_(plan.fadeFrames) {}
+
+float Sink::fadeGain(std::int64_t frame) const {
+  if (frame < fadeStart_) return 1.0F;
+  const double middle = static_cast<double>(frame - fadeStart_) + 0.5;
+  return static_cast<float>(raisedCosine(middle / static_cast<double>(fadeFrames_)));
+}
 
 void Sink::write(const Planar& channels, std::int64_t first, std::int64_t end) {
   const std::size_t numChannels = order_.size();
@@ -59,15 +68,16 @@ void Sink::write(const Planar& channels, std::int64_t first, std::int64_t end) {
       const auto place = static_cast<std::size_t>(order_[k]);
       ChannelLevel& sum = sums_[place];
       for (std::size_t i = 0; i < frames; ++i) {
-        const float sample = channels[k][static_cast<std::size_t>(start) + i];
+        const float sample = channels[k][static_cast<std::size_t>(start) + i] *
+                             fadeGain(written_ + static_cast<std::int64_t>(i));
         interleaved_[i * numChannels + place] = sample;
         sum.peak = std::max(sum.peak, std::fabs(double{sample}));
         sum.rms += double{sample} * double{sample};
       }
     }
     writer_.write(interleaved_.data(), static_cast<int>(frames));
+    written_ += static_cast<std::int64_t>(frames);
   }
-  written_ += end - first;
 }
 
 std::vector<ChannelLevel> Sink::levels() const {

@@ -63,10 +63,15 @@ class Sink {
   const std::vector<int>& order() const { return order_; }
 
  private:
+  /// Of a frame of the file.
+  float fadeGain(std::int64_t frame) const;
+
   audio::AudioWriter& writer_;
   std::vector<int> order_;
   std::vector<float> interleaved_;
   std::vector<ChannelLevel> sums_;  // rms: the sum of squares so far
+  std::int64_t fadeStart_;          // the frame at which the end starts to fade
+  std::int64_t fadeFrames_;
   std::int64_t written_ = 0;
 };
 

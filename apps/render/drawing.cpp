@@ -81,8 +81,10 @@ std::vector<draw::Extent> costExtents(const RenderPlan& plan,
 Axis costAxis(double least, double most) {
   const double low = 0.5 * least;
   const double high = std::max(10.0 * low, most * std::pow(most / low, 0.3));
-  return {
-      .label = "Time taken (\u00B5s)", .low = low, .high = high, .logarithmic = true};
+  return {.label = "Processor time (\u00B5s)",
+          .low = low,
+          .high = high,
+          .logarithmic = true};
 }
 
 void drawCosts(Picture& picture, const Box& box, const Trace& trace,
@@ -95,11 +97,17 @@ void drawCosts(Picture& picture, const Box& box, const Trace& trace,
   std::vector<double> sorted = costs;
   std::sort(sorted.begin(), sorted.end());
   const bool any = !sorted.empty();
-  const double least = any ? sorted.front() : 1.0;
-  const double median = any ? sorted[sorted.size() / 2] : 1.0;
-  const double most = any ? sorted.back() : 1.0;
+  const auto quantile = [&](double part) {
+    return any ? sorted[static_cast<std::size_t>(
+                     part * static_cast<double>(sorted.size() - 1))]
+               : 1.0;
+  };
+  const double least = quantile(0.0);
+  const double median = quantile(0.5);
+  const double most = quantile(1.0);
   Plot plot(picture, box,
-            "Cost of every block (a dot each, or the least and the most side by side)",
+            "Processor time of every block (a dot each, or the least and the most side "
+            "by side)",
             time.axis(), costAxis(least, most));
   if (!any) return plot.remark("The stream is shorter than a block.");
   plot.horizontalLine(median, {.color = draw::kInk, .dashed = true});
@@ -113,9 +121,9 @@ void drawCosts(Picture& picture, const Box& box, const Trace& trace,
   const double blockDuration =
       static_cast<double>(plan.blockLen()) / plan.format.sampleRate;
   plot.legend(std::vector<draw::LegendEntry>{
-      {"least " + fixed(least, 1) + ", median " + fixed(median, 1) + ", most " +
-           fixed(most, 1) + " \u00B5s; a block lasts " + fixed(1e6 * blockDuration, 0) +
-           " \u00B5s",
+      {"median " + fixed(median, 1) + ", 99 % within " + fixed(quantile(0.99), 1) +
+           " \u00B5s; a block lasts " + fixed(1e6 * blockDuration, 0) +
+           " \u00B5s. Single blocks far above are the system\u2019s interruptions",
        {.color = draw::kCurveColors[2], .width = 2.0}}});
   plot.frame();
 }

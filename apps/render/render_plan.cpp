@@ -37,9 +37,10 @@ std::optional<double> crossoverOf(const Options& options, const Routing& routing
   return options.crossover.value_or(host::kDefaultCrossover);
 }
 
-host::StreamOptions streamOptions(const Options& options, const Routing& routing,
-                                  const ResponseInfo& response, int sampleRate,
+host::StreamOptions streamOptions(const Options& options,
+                                  const PreparedResponse& prepared, int sampleRate,
                                   int blockLen) {
+  const Routing& routing = prepared.routing;
   host::StreamOptions stream;
   stream.blockLen = blockLen;
   stream.hfTruncate = options.hfTruncate;
@@ -47,8 +48,9 @@ host::StreamOptions streamOptions(const Options& options, const Routing& routing
   stream.wetGain = static_cast<float>(options.wetGain);
   stream.dryGain = static_cast<float>(options.dryGain);
   stream.crossfeed = static_cast<float>(options.crossfeed);
-  stream.dryDelay = options.align ? blockLen + static_cast<int>(response.ringing) : 0;
-  if (routing.surround()) {
+  stream.dryDelay =
+      options.align ? blockLen + static_cast<int>(prepared.info.ringing) : 0;
+  if (routing.surround() && !routing.pairwise()) {
     stream.foldToStereo = routing.folds();
     stream.passThrough = !routing.decodes();
     stream.rearDelay = static_cast<int>(framesIn(options.rearDelay, sampleRate));
@@ -59,29 +61,61 @@ host::StreamOptions streamOptions(const Options& options, const Routing& routing
   return stream;
 }
 
-// The stream in the blocks asked for, or else, where nobody hears the latency, in those
-// that take the least work for a frame.
-host::StreamPlan streamPlan(const Options& options, const PreparedResponse& prepared,
-                            int sampleRate) {
-  const Routing& routing = prepared.routing;
-  const auto planFor = [&](int blockLen) {
-    return host::StreamPlan(
-        routing.streamInputs(), routing.streamOutputs(), prepared.responses.shape(),
-        streamOptions(options, routing, prepared.info, sampleRate, blockLen));
+// The parts of a rendering in blocks of one length.
+std::vector<StreamPart> partsInBlocksOf(int blockLen, const Options& options,
+                                        const PreparedResponse& prepared,
+                                        int sampleRate) {
+  const host::StreamOptions streams =
+      streamOptions(options, prepared, sampleRate, blockLen);
+  std::vector<StreamPart> parts;
+  const auto add = [&](const host::Responses& responses, std::size_t numInputs,
+                       std::size_t numOutputs, std::size_t first) {
+    const auto channels = [&](std::size_t count) {
+      std::vector<std::size_t> result(count);
+      // The pairs are left and right, of which the centre stands between: L C R Ls Rs.
+      for (std::size_t k = 0; k < count; ++k) {
+        result[k] = first + (prepared.routing.pairwise() && first == 0 ? 2 * k : k);
+      }
+      return result;
+    };
+    parts.push_back(
+        {responses, channels(numInputs), channels(numOutputs),
+         host::StreamPlan(static_cast<int>(numInputs), static_cast<int>(numOutputs),
+                          responses.shape(), streams)});
   };
-  if (options.blockLen) return planFor(*options.blockLen);
-  if (!options.align) return planFor(kLiveBlockLen);
+  constexpr std::size_t kCentre = 1;
+  constexpr std::size_t kLeftSurround = 3;
+  if (prepared.routing.pairwise()) {
+    add(prepared.responses, 2, 2, 0);
+    add(prepared.surrounds, 2, 2, kLeftSurround);
+    add(prepared.centre, 1, 1, kCentre);
+  } else {
+    add(prepared.responses, static_cast<std::size_t>(prepared.routing.streamInputs()),
+        static_cast<std::size_t>(prepared.routing.streamOutputs()), 0);
+  }
+  return parts;
+}
+
+// In the blocks asked for, or else, where nobody hears the latency, in those that take
+// the least work for a frame.
+std::vector<StreamPart> partsOf(const Options& options,
+                                const PreparedResponse& prepared, int sampleRate) {
+  const auto partsIn = [&](int blockLen) {
+    return partsInBlocksOf(blockLen, options, prepared, sampleRate);
+  };
+  if (options.blockLen) return partsIn(*options.blockLen);
+  if (!options.align) return partsIn(kLiveBlockLen);
   // Longer blocks leave the caches, and jobs side by side would need longer histories.
   constexpr int kLongest = 1 << 13;
   const int longest =
       options.tailBlock > 0 ? std::min(kLongest, options.tailBlock / 2) : kLongest;
-  host::StreamPlan best = planFor(std::min(kLiveBlockLen, longest));
-  const auto workPerFrame = [](const host::StreamPlan& plan) {
-    return plan.work().mean / plan.latency();
+  std::vector<StreamPart> best = partsIn(std::min(kLiveBlockLen, longest));
+  const auto workPerFrame = [](const std::vector<StreamPart>& parts) {
+    return parts[0].stream.work().mean / parts[0].stream.latency();
   };
-  for (int blockLen = 2 * best.latency(); blockLen <= longest; blockLen *= 2) {
-    host::StreamPlan plan = planFor(blockLen);
-    if (workPerFrame(plan) < workPerFrame(best)) best = std::move(plan);
+  for (int blockLen = 2 * kLiveBlockLen; blockLen <= longest; blockLen *= 2) {
+    std::vector<StreamPart> parts = partsIn(blockLen);
+    if (workPerFrame(parts) < workPerFrame(best)) best = std::move(parts);
   }
   return best;
 }
@@ -89,17 +123,28 @@ host::StreamPlan streamPlan(const Options& options, const PreparedResponse& prep
 // The wet signal ends a response's length less one frame after the input, a latency
 // later where that is not taken off, and in the surrounds by their delay later. The
 // decoder's crossover rings on beyond that.
-std::int64_t tailFrames(const RenderPlan& plan) {
+std::int64_t fullTailFrames(const RenderPlan& plan) {
+  if (plan.options.wetGain == 0.0) return 0;
+  int length = 0;
+  for (const StreamPart& part : plan.parts) {
+    length = std::max(length, part.stream.shape().length());
+  }
+  return length - 1 + plan.blockLen() - plan.skippedFrames + plan.params().rearDelay +
+         (plan.routing.decodes() ? host::crossoverTail(plan.params().xoverCfs) : 0);
+}
+
+// Settles how long the end rings on, and over how much of that it is faded where it is
+// cut short.
+void setTail(RenderPlan& plan) {
+  constexpr double kFade = 0.05;  // s
+  const int sampleRate = plan.input.sampleRate;
   const Tail& tail = plan.options.tail;
-  switch (tail.kind) {
-    case Tail::Kind::none:
-      return 0;
-    case Tail::Kind::seconds:
-      return framesIn(tail.seconds, plan.input.sampleRate);
-    default:
-      return plan.stream.shape().length() - 1 + plan.blockLen() - plan.skippedFrames +
-             plan.params().rearDelay +
-             (plan.routing.decodes() ? host::crossoverTail(plan.params().xoverCfs) : 0);
+  const std::int64_t full = fullTailFrames(plan);
+  if (tail.kind == Tail::Kind::full) plan.tailFrames = full;
+  if (tail.kind != Tail::Kind::seconds) return;
+  plan.tailFrames = framesIn(tail.seconds, sampleRate);
+  if (plan.tailFrames < full) {
+    plan.fadeFrames = std::min(plan.tailFrames, framesIn(kFade, sampleRate));
   }
 }
 
@@ -137,17 +182,16 @@ RenderPlan makeRenderPlan(const Options& options, const audio::AudioInfo& input)
   PreparedResponse prepared = prepareResponse(options, input);
 
   const Routing routing = prepared.routing;
-  host::StreamPlan stream = streamPlan(options, prepared, input.sampleRate);
+  std::vector<StreamPart> parts = partsOf(options, prepared, input.sampleRate);
   RenderPlan plan{.options = options,
                   .input = input,
                   .response = std::move(prepared.info),
-                  .responses = std::move(prepared.responses),
                   .routing = routing,
-                  .stream = std::move(stream),
+                  .parts = std::move(parts),
                   .crossover = crossoverOf(options, routing),
                   .format = {}};
   plan.skippedFrames = options.align ? plan.latency() : 0;
-  plan.tailFrames = tailFrames(plan);
+  setTail(plan);
   plan.format = outputFormat(plan);
   if (plan.format.samples == audio::SampleFormat::float32) plan.scale = kFloatScale;
   plan.jobs = jobsFor(plan, jobsAskedFor(options));

@@ -2,9 +2,11 @@
 // --check reports it, a rendering executes it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "apps/render/options.h"
 #include "apps/render/response.h"
@@ -14,25 +16,38 @@
 
 namespace ulmar::render {
 
+/// One stream, over some of the channels in the library's order: its input k is channel
+/// inputs[k], its output k becomes channel outputs[k].
+struct StreamPart {
+  host::Responses responses;
+  std::vector<std::size_t> inputs;
+  std::vector<std::size_t> outputs;
+  host::StreamPlan stream;
+};
+
 struct RenderPlan {
   Options options;
   audio::AudioInfo input;
   ResponseInfo response;
-  host::Responses responses;
   Routing routing;
-  host::StreamPlan stream;
+  /// One stream over all channels; or, where each pair of loudspeakers goes through the
+  /// response by itself, one for the front, one for the surrounds, one for the centre.
+  /// All have the same block length and gains.
+  std::vector<StreamPart> parts;
   std::optional<double> crossover;  // Hz, of the decoder if there is one
   audio::AudioFormat format;        // of the output
   std::int64_t tailFrames = 0;      // beyond the input
+  std::int64_t fadeFrames = 0;      // of them, at the end of a tail that is cut short
   std::int64_t skippedFrames = 0;   // at the start of the stream, not written
   /// A power of two. Float files are rendered at this scale and written without it, so
   /// that they keep what the library would limit to full scale.
   float scale = 1.0F;
   int jobs = 1;  // streams that render side by side
 
-  /// The stream's parameters, with gains as the file has them.
-  const ParamStruct& params() const { return stream.params(); }
-  int blockLen() const { return stream.latency(); }
+  const host::StreamPlan& stream() const { return parts.front().stream; }
+  /// The first stream's parameters, with gains as the file has them.
+  const ParamStruct& params() const { return stream().params(); }
+  int blockLen() const { return stream().latency(); }
   /// Frames by which the wet signal lags the input: a block, and what the resampled
   /// response rings before its first frame.
   int latency() const { return blockLen() + static_cast<int>(response.ringing); }
@@ -42,7 +57,11 @@ struct RenderPlan {
   }
   /// Of all streams and the partition sets that they share.
   std::int64_t memoryBytes() const {
-    return jobs * stream.streamBytes() + stream.setBytes();
+    std::int64_t bytes = 0;
+    for (const StreamPart& part : parts) {
+      bytes += jobs * part.stream.streamBytes() + part.stream.setBytes();
+    }
+    return bytes;
   }
   /// Frames that the stream processes: the input, then silence.
   std::int64_t streamFrames() const { return skippedFrames + outFrames(); }

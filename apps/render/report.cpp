@@ -99,7 +99,7 @@ std::string feedsText(const RenderPlan& plan) {
   std::string text;
   if (plan.routing.input == audio::ChannelLayout::mono) {
     text = "mono to five loudspeakers, each through its own response";
-  } else if (plan.responses.perOutput) {
+  } else if (plan.parts[0].responses.perOutput) {
     text =
         "left to the left loudspeakers, right to the right ones, both at -3 dB to the "
         "centre, each through its own response";
@@ -112,10 +112,24 @@ std::string feedsText(const RenderPlan& plan) {
   return text;
 }
 
+std::string pairwiseText(const RenderPlan& plan) {
+  const char* const how = plan.routing.response == ResponseLayout::mono
+                              ? "each channel through the response"
+                          : plan.routing.response == ResponseLayout::stereo
+                              ? "each side through its own response"
+                              : "both sides through LL, LR, RL and RR";
+  return std::string("front and surrounds as a pair each, ") + how +
+         (plan.routing.response == ResponseLayout::mono
+              ? ""
+              : "; centre through the mono sum of the response");
+}
+
 std::string routingText(const RenderPlan& plan) {
   const Routing& routing = plan.routing;
   if (!routing.surround()) return pairText(plan);
-  std::string text = routing.decodes() ? decodingText(plan) : feedsText(plan);
+  std::string text = routing.pairwise()  ? pairwiseText(plan)
+                     : routing.decodes() ? decodingText(plan)
+                                         : feedsText(plan);
   if (routing.folds()) text = "folded to left and right; " + text;
   if (routing.input == audio::ChannelLayout::fiveOne) {
     text += "; low-frequency channel copied untouched, in time with the dry signal";
@@ -127,8 +141,8 @@ std::string routingText(const RenderPlan& plan) {
 
 std::string truncationText(const RenderPlan& plan) {
   if (!plan.options.hfTruncate) return "";
-  const int kept = plan.stream.upperBandLen();
-  if (kept == plan.stream.shape().length()) {
+  const int kept = plan.stream().upperBandLen();
+  if (kept == plan.stream().shape().length()) {
     return ", upper band left whole, as the response is too short to cut";
   }
   return ", upper band cut after " + secondsText(kept, plan.input.sampleRate) +
@@ -145,7 +159,7 @@ std::string geometryText(const host::Geometry& geometry) {
 
 std::string engineText(const RenderPlan& plan) {
   std::string text = geometryText(host::geometryOf(plan.params()));
-  if (const auto& tail = plan.stream.tail()) {
+  if (const auto& tail = plan.stream().tail()) {
     text += ", then " + geometryText(tail->geometry) + ", spread over " +
             std::to_string(tail->numSlots) + " blocks of the first";
   }
@@ -190,6 +204,7 @@ std::string outputText(const RenderPlan& plan) {
           audioText(format.channels, format.sampleRate, plan.outFrames());
   if (plan.tailFrames > 0) {
     text += ", of which the tail " + secondsText(plan.tailFrames, format.sampleRate);
+    if (plan.fadeFrames > 0) text += ", faded at its end";
   }
   return text;
 }

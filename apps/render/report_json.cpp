@@ -53,7 +53,7 @@ Json geometryFigures(const host::Geometry& geometry) {
 
 // Of the head. Work is of the cost model, of which only ratios mean something.
 Json engineFigures(const RenderPlan& plan) {
-  const host::StreamPlan& stream = plan.stream;
+  const host::StreamPlan& stream = plan.stream();
   Json json = geometryFigures(host::geometryOf(plan.params()));
   json.update({{"hfTruncate", plan.options.hfTruncate},
                {"upperBandFrames", stream.upperBandLen()},
@@ -67,6 +67,7 @@ Json engineFigures(const RenderPlan& plan) {
                {"worstWork", stream.work().worst},
                {"latencyFrames", plan.latency()},
                {"jobs", plan.jobs},
+               {"streams", plan.parts.size()},
                {"memoryBytes", plan.memoryBytes()}});
   if (const auto& tail = stream.tail()) {
     json["tail"] = geometryFigures(tail->geometry);

@@ -111,12 +111,33 @@ double normalizationGain(Normalization normalization, const host::Responses& res
   }
 }
 
+void delay(host::Responses& responses, std::int64_t frames) {
+  for (auto& response : responses.samples) {
+    response.insert(response.begin(), static_cast<std::size_t>(frames), 0.0F);
+  }
+}
+
+// Of a pair's responses; see PreparedResponse.
+std::vector<float> centreOf(const host::Responses& pair) {
+  std::vector<float> sum(static_cast<std::size_t>(pair.length()));
+  for (int input = 0; input < 2; ++input) {
+    for (int output = 0; output < 2; ++output) {
+      const auto* const response = pair.between(input, output);
+      if (response == nullptr) continue;
+      for (std::size_t n = 0; n < response->size(); ++n)
+        sum[n] += 0.5F * (*response)[n];
+    }
+  }
+  return sum;
+}
+
 host::Responses arrange(const Planar& signal, const ResponseInfo& info,
-                        ResponseLayout layout, const audio::AudioInfo& input) {
+                        ResponseLayout layout, int inputChannels,
+                        const std::string& input) {
   try {
-    return audio::arrange(signal, layout, input.channels);
+    return audio::arrange(signal, layout, inputChannels);
   } catch (const Error& error) {
-    fail("cannot put ", input.path, " through ", info.name, ": ", error.what());
+    fail("cannot put ", input, " through ", info.name, ": ", error.what());
   }
 }
 
@@ -136,7 +157,8 @@ PreparedResponse prepareResponse(const Options& options,
 
   host::Responses& responses = prepared.responses;
   const ResponseLayout layout = prepared.routing.response;
-  responses = arrange(signal, info, layout, input);
+  const bool pairwise = prepared.routing.pairwise();
+  responses = arrange(signal, info, layout, pairwise ? 2 : input.channels, input.path);
   if (peakOf(responses) == 0.0) {
     const std::string used =
         info.usedFrames == 1
@@ -151,7 +173,12 @@ PreparedResponse prepareResponse(const Options& options,
         sample = static_cast<float>(sample * info.normalizationGain);
       }
     }
-    response.insert(response.begin(), static_cast<std::size_t>(info.predelay), 0.0F);
+  }
+  delay(responses, info.predelay);
+  if (pairwise) {
+    prepared.surrounds = responses;
+    delay(prepared.surrounds, framesIn(options.rearDelay, input.sampleRate));
+    prepared.centre = {1, 1, false, {centreOf(responses)}};
   }
   return prepared;
 }

@@ -34,6 +34,11 @@ struct PreparedResponse {
   ResponseInfo info;
   Routing routing;
   host::Responses responses;
+  /// Where pairs of loudspeakers go through the response by themselves (`responses` is
+  /// then of the front): the same later by the rear delay, and what the centre makes of
+  /// it as the sum, at -3 dB, of both outputs to which it goes as both inputs at -3 dB.
+  host::Responses surrounds;
+  host::Responses centre;
 };
 
 /// Trimming and fading act at the response's own rate, so that they fall on its frames.

@@ -110,7 +110,8 @@ void refuseMismatch(const Routing& routing, const std::string& input,
   }
   const std::string through =
       start + " through " + response + ": it is " + nameOf(routing.response);
-  if (routing.surround() && !audio::isForFive(routing.response)) {
+  if (routing.surround() && !audio::isForFive(routing.response) &&
+      !routing.pairwise()) {
     fail(through,
          ", and five loudspeakers take B-format (--bformat fuma or ambix) or "
          "speaker feeds (5 or 10 channels)");
@@ -157,7 +158,11 @@ const char* nameOf(ResponseLayout layout) {
 
 bool Routing::surround() const { return hasFive(output); }
 
-bool Routing::folds() const { return hasFive(input); }
+bool Routing::pairwise() const {
+  return hasFive(input) && surround() && !audio::isForFive(response);
+}
+
+bool Routing::folds() const { return hasFive(input) && !pairwise(); }
 
 bool Routing::addsLowFrequency() const {
   return output == ChannelLayout::fiveOne && input != ChannelLayout::fiveOne;

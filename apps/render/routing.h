@@ -19,6 +19,9 @@ struct Routing {
   bool surround() const;
   /// Whether they get their signals from the decoder, or else as the response has them.
   bool decodes() const { return surround() && response == ResponseLayout::bFormat; }
+  /// Whether five channels stay five: front and surrounds each go through the response
+  /// as a pair, the centre by itself.
+  bool pairwise() const;
   /// Whether five channels of input reach the reverberation as two.
   bool folds() const;
   /// Whether the output has a low-frequency channel with nothing in it.

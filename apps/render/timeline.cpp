@@ -37,25 +37,33 @@ std::int64_t divided(std::int64_t value, std::int64_t by) {
 
 }  // namespace
 
-// All factors are powers of two, so the largest is a multiple of the other.
-int phasePeriod(const host::StreamPlan& stream) {
-  const int head = phasePeriod(stream.params());
-  return stream.tail() ? std::max(head, phasePeriod(stream.tail()->params)) : head;
+// All factors are powers of two, so the largest is a multiple of the others.
+int phasePeriod(const RenderPlan& plan) {
+  int period = 1;
+  for (const StreamPart& part : plan.parts) {
+    period = std::max(period, phasePeriod(part.stream.params()));
+    if (const auto& tail = part.stream.tail()) {
+      period = std::max(period, phasePeriod(tail->params));
+    }
+  }
+  return period;
 }
 
-std::int64_t historyFrames(const host::StreamPlan& stream) {
-  const ParamStruct& params = stream.params();
-  std::int64_t frames = engineHistory(params);
-  if (const auto& tail = stream.tail()) {
-    frames = std::max(frames, tail->start + engineHistory(tail->params));
+std::int64_t historyFrames(const RenderPlan& plan) {
+  std::int64_t frames = 0;
+  for (const StreamPart& part : plan.parts) {
+    frames = std::max(frames, engineHistory(part.stream.params()));
+    if (const auto& tail = part.stream.tail()) {
+      frames = std::max(frames, tail->start + engineHistory(tail->params));
+    }
   }
-  return frames + params.dryDelay + params.rearDelay;
+  return frames + plan.params().dryDelay + plan.params().rearDelay;
 }
 
 int jobsFor(const RenderPlan& plan, int most) {
   if (plan.routing.decodes()) return 1;
   const std::int64_t worthwhile =
-      plan.streamFrames() / (kLeastHistories * historyFrames(plan.stream));
+      plan.streamFrames() / (kLeastHistories * historyFrames(plan));
   return static_cast<int>(std::clamp<std::int64_t>(worthwhile, 1, most));
 }
 
@@ -69,7 +77,7 @@ std::vector<Stretch> stretchesOf(const RenderPlan& plan) {
     return stretches;
   }
   // Streams start where phases repeat, and a history later their frames are taken.
-  const std::int64_t history = historyFrames(plan.stream);
+  const std::int64_t history = historyFrames(plan);
   const std::int64_t bytesPerFrame =
       std::int64_t{sizeof(float)} *
       std::max(plan.routing.streamInputs(), plan.routing.streamOutputs());
@@ -78,8 +86,7 @@ std::vector<Stretch> stretchesOf(const RenderPlan& plan) {
                  kLeastHistories * history, kMostHistories * history);
   // As many for each job, of equal length.
   const std::int64_t count = roundedUp(divided(total, longest), plan.jobs);
-  const std::int64_t length =
-      roundedUp(divided(total, count), phasePeriod(plan.stream));
+  const std::int64_t length = roundedUp(divided(total, count), phasePeriod(plan));
   for (std::int64_t start = 0; start == 0 || start + history < total; start += length) {
     stretches.push_back({start, start == 0 ? 0 : start + history,
                          std::min(start + length + history, total)});

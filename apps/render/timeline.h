@@ -16,12 +16,12 @@ struct Stretch {
   std::int64_t end;
 };
 
-/// Frames after which a stream's engines are in the phases that they began with.
-int phasePeriod(const host::StreamPlan& stream);
+/// Frames after which all engines are in the phases that they began with.
+int phasePeriod(const RenderPlan& plan);
 
 /// Frames of input that decide on an output frame. What lies farther back leaves no
 /// trace, but in the decoder's crossovers, which are recursive and forget nothing.
-std::int64_t historyFrames(const host::StreamPlan& stream);
+std::int64_t historyFrames(const RenderPlan& plan);
 
 /// Streams that are worth their while, at most `most`: one where the output is decoded,
 /// or where it is too short for more.

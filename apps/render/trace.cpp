@@ -1,7 +1,7 @@
 #include "apps/render/trace.h"
 
 #include <algorithm>
-#include <chrono>
+#include <ctime>
 
 #include "ulmar/host/decibels.h"
 
@@ -9,6 +9,13 @@ namespace ulmar::render {
 namespace {
 
 constexpr std::int64_t kMaxColumns = 1100;  // about a pixel each
+
+// Processor time of the calling thread: what it waits for others is not the stream's.
+double threadSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
 
 }  // namespace
 
@@ -74,16 +81,15 @@ double Envelope::peak() const {
 
 void processTraced(host::Stream& stream, const float* const* in, int numInputs,
                    float* const* out, int numOutputs, int frames, Trace& trace) {
-  using Clock = std::chrono::steady_clock;
   std::vector<const float*> from(in, in + numInputs);
   std::vector<float*> to(out, out + numOutputs);
   for (int done = 0; done < frames;) {
     const int left = stream.params().blockLen - stream.state().blockPos;
     const int count = std::min(frames - done, left);
-    const Clock::time_point start = Clock::now();
+    const double start = threadSeconds();
     stream.process(from.data(), to.data(), count);
-    const std::chrono::duration<float> elapsed = Clock::now() - start;
-    if (count == left) trace.blockSeconds.push_back(elapsed.count());
+    const double elapsed = threadSeconds() - start;
+    if (count == left) trace.addBlock(elapsed);
     for (auto& channel : from) channel += count;
     for (auto& channel : to) channel += count;
     done += count;

@@ -47,7 +47,26 @@ struct Trace {
 
   Envelope input;
   Envelope output;
-  std::vector<float> blockSeconds;  // what each call took that completed a block
+  /// Processor time of each call that completed a block, of all parts of the plan
+  /// together.
+  std::vector<float> blockSeconds;
+
+  /// Before each part of a stretch.
+  void startPart() {
+    // Parts are cut alike: what follows adds to the same blocks.
+    if (part_++ == 0) firstBlock_ = blockSeconds.size();
+    nextBlock_ = firstBlock_;
+  }
+  void startStretch() { part_ = 0; }
+  void addBlock(double seconds) {
+    if (nextBlock_ == blockSeconds.size()) blockSeconds.push_back(0.0F);
+    blockSeconds[nextBlock_++] += static_cast<float>(seconds);
+  }
+
+ private:
+  int part_ = 0;
+  std::size_t firstBlock_ = 0;
+  std::size_t nextBlock_ = 0;
 };
 
 /// As one call, and the same bits, but in calls that end with the blocks, so that each

@@ -11,12 +11,12 @@ namespace ulmar::render {
 namespace {
 
 // At the plan's scale.
-host::Stream streamOf(const RenderPlan& plan,
+host::Stream streamOf(const StreamPart& part, float scale,
                       std::shared_ptr<const host::PartitionSets> sets) {
-  host::Stream stream(plan.stream, std::move(sets));
-  const ParamStruct& params = plan.params();
-  stream.setDryGain(params.dryGain * plan.scale);
-  stream.setWetGain(params.wetGain[0] * plan.scale);
+  host::Stream stream(part.stream, std::move(sets));
+  const ParamStruct& params = part.stream.params();
+  stream.setDryGain(params.dryGain * scale);
+  stream.setWetGain(params.wetGain[0] * scale);
   return stream;
 }
 
@@ -29,37 +29,56 @@ void undoScale(float scale, Planar& samples, std::size_t first) {
   }
 }
 
-// In place: an output takes the buffer of the input of its number.
-Rendered renderStretch(const RenderPlan& plan, host::Stream& stream, Work work,
-                       Trace* trace) {
-  if (!work.continues) stream.reset();
+// Frames from `first` on, in place: an output takes the buffer of the channel that it
+// becomes, which no later part reads.
+void processPart(const StreamPart& part, host::Stream& stream, Planar& samples,
+                 std::size_t first, int frames, Trace* trace) {
+  const auto startsOf = [&](const std::vector<std::size_t>& channels) {
+    std::vector<float*> starts;
+    for (const std::size_t channel : channels) {
+      starts.push_back(samples[channel].data() + first);
+    }
+    return starts;
+  };
+  const std::vector<float*> in = startsOf(part.inputs);
+  const std::vector<float*> out = startsOf(part.outputs);
+  if (trace == nullptr) {
+    stream.process(in.data(), out.data(), frames);
+  } else {
+    processTraced(stream, in.data(), static_cast<int>(in.size()), out.data(),
+                  static_cast<int>(out.size()), frames, *trace);
+  }
+}
+
+Rendered renderStretch(const RenderPlan& plan, std::vector<host::Stream>& streams,
+                       Work work, Trace* trace) {
   Rendered rendered{.samples = std::move(work.samples), .peaks = {}};
   Planar& samples = rendered.samples;
-  const auto numInputs = static_cast<std::size_t>(plan.routing.streamInputs());
   const auto numOutputs = static_cast<std::size_t>(plan.routing.streamOutputs());
   const std::size_t total = samples[0].size();
-  samples.resize(std::max(numInputs, numOutputs));
+  samples.resize(std::max(samples.size(), numOutputs));
   for (auto& channel : samples) channel.resize(total);
 
   const auto ahead = static_cast<std::size_t>(work.ahead);
-  std::vector<float*> at(samples.size());
-  for (std::size_t done = 0; done < total;) {
-    if (done == ahead) stream.clearPeaks();
-    const std::size_t end = done < ahead ? ahead : total;
-    const auto frames =
-        static_cast<int>(std::min(end - done, std::size_t{kBufferFrames}));
-    std::ranges::transform(samples, at.begin(),
-                           [&](auto& channel) { return channel.data() + done; });
-    if (trace == nullptr) {
-      stream.process(at.data(), at.data(), frames);
-    } else {
-      processTraced(stream, at.data(), static_cast<int>(numInputs), at.data(),
-                    static_cast<int>(numOutputs), frames, *trace);
+  if (trace != nullptr) trace->startStretch();
+  for (std::size_t p = 0; p < streams.size(); ++p) {
+    const StreamPart& part = plan.parts[p];
+    host::Stream& stream = streams[p];
+    if (!work.continues) stream.reset();
+    if (trace != nullptr) trace->startPart();
+    for (std::size_t done = 0; done < total;) {
+      if (done == ahead) stream.clearPeaks();
+      const std::size_t end = done < ahead ? ahead : total;
+      const auto frames = std::min(end - done, std::size_t{kBufferFrames});
+      processPart(part, stream, samples, done, static_cast<int>(frames), trace);
+      done += frames;
     }
-    done += static_cast<std::size_t>(frames);
+    const auto peaks = stream.peaks();
+    for (std::size_t k = 0; k < std::min(part.outputs.size(), peaks.size()); ++k) {
+      rendered.peaks[part.outputs[k]] = peaks[k];
+    }
   }
   samples.resize(numOutputs);
-  rendered.peaks = stream.peaks();
   undoScale(plan.scale, samples, ahead);
   return rendered;
 }
@@ -67,10 +86,15 @@ Rendered renderStretch(const RenderPlan& plan, host::Stream& stream, Work work,
 }  // namespace
 
 Workers::Workers(const RenderPlan& plan, Trace* trace) : plan_(plan), trace_(trace) {
-  const auto sets = host::buildPartitionSets(plan.stream, plan.responses);
-  for (int job = 0; job < plan.jobs; ++job) streams_.push_back(streamOf(plan, sets));
-  for (host::Stream& stream : streams_) {
-    threads_.emplace_back([this, &stream] { run(stream); });
+  streams_.resize(static_cast<std::size_t>(plan.jobs));
+  for (const StreamPart& part : plan.parts) {
+    const auto sets = host::buildPartitionSets(part.stream, part.responses);
+    for (Streams& streams : streams_) {
+      streams.push_back(streamOf(part, plan.scale, sets));
+    }
+  }
+  for (Streams& streams : streams_) {
+    threads_.emplace_back([this, &streams] { run(streams); });
   }
 }
 
@@ -84,8 +108,8 @@ Workers::~Workers() {
 }
 
 std::future<Rendered> Workers::render(Work work) {
-  Task task([this, work = std::move(work)](host::Stream& stream) mutable {
-    return renderStretch(plan_, stream, std::move(work), trace_);
+  Task task([this, work = std::move(work)](Streams& streams) mutable {
+    return renderStretch(plan_, streams, std::move(work), trace_);
   });
   std::future<Rendered> result = task.get_future();
   {
@@ -96,7 +120,7 @@ std::future<Rendered> Workers::render(Work work) {
   return result;
 }
 
-void Workers::run(host::Stream& stream) {
+void Workers::run(Streams& streams) {
   for (;;) {
     Task task;
     {
@@ -106,7 +130,7 @@ void Workers::run(host::Stream& stream) {
       task = std::move(tasks_.front());
       tasks_.pop_front();
     }
-    task(stream);
+    task(streams);
   }
 }
 

@@ -47,12 +47,13 @@ class Workers {
   std::future<Rendered> render(Work work);
 
  private:
-  using Task = std::packaged_task<Rendered(host::Stream&)>;
-  void run(host::Stream& stream);
+  using Streams = std::vector<host::Stream>;  // of the plan's parts
+  using Task = std::packaged_task<Rendered(Streams&)>;
+  void run(Streams& streams);
 
   const RenderPlan& plan_;
   Trace* trace_;
-  std::vector<host::Stream> streams_;
+  std::vector<Streams> streams_;  // of every job
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Task> tasks_;

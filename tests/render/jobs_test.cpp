@@ -25,6 +25,7 @@ TEST(Jobs, NeverChangeTheFile) {
       {2, "--room small --block 128 --tail-block off --hf-truncate --crossfeed 0.4"},
       {2, "--room small --block 256 --predelay 130 --no-align --dry off --tail none"},
       {6, "--ir feeds.wav --ir-layout feeds --rear-delay 17 --block 32"},
+      {5, "--ir pair.wav --rear-delay 23 --block 64 --tail-block 256"},
       {2, "--room small --decode", true},
   };
   const auto writeNoise = [&](const char* name, int channels, int frames) {
@@ -32,6 +33,7 @@ TEST(Jobs, NeverChangeTheFile) {
                       audio::noise(channels * frames));
   };
   writeNoise("feeds.wav", 5, 3001);
+  writeNoise("pair.wav", 2, 2002);
   for (const auto& [channels, options, alone] : cases) {
     writeNoise("dry.wav", channels, kFrames);
     std::string reference;
