@@ -99,6 +99,9 @@ std::vector<Speaker> statedSpeakers(SNDFILE* file, const SF_INFO& info) {
   if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC) {
     return flacSpeakers(info.channels);
   }
+  if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG) {
+    return oggSpeakers(info.channels);
+  }
   std::vector<int> map(static_cast<std::size_t>(info.channels));
   const auto mapBytes = static_cast<int>(map.size() * sizeof(int));
   if (sf_command(file, SFC_GET_CHANNEL_MAP_INFO, map.data(), mapBytes) != SF_TRUE)

@@ -64,4 +64,28 @@ std::vector<Speaker> flacSpeakers(int channels) {
   }
 }
 
+// RFC 7845, section 5.1.1.2, for Opus; the Vorbis I specification, section 4.3.9, says
+// the same.
+std::vector<Speaker> oggSpeakers(int channels) {
+  using enum Speaker;
+  switch (channels) {
+    case 3:
+      return {frontLeft, frontCenter, frontRight};
+    case 4:
+      return {frontLeft, frontRight, rearLeft, rearRight};
+    case 5:
+      return {frontLeft, frontCenter, frontRight, rearLeft, rearRight};
+    case 6:
+      return {frontLeft, frontCenter, frontRight, rearLeft, rearRight, lowFrequency};
+    case 7:
+      return {frontLeft, frontCenter, frontRight,  sideLeft,
+              sideRight, rearCenter,  lowFrequency};
+    case 8:
+      return {frontLeft, frontCenter, frontRight, sideLeft,
+              sideRight, rearLeft,    rearRight,  lowFrequency};
+    default:
+      return {};
+  }
+}
+
 }  // namespace ulmar::audio

@@ -25,4 +25,8 @@ std::vector<Speaker> speakersOf(const std::vector<int>& channelMap);
 /// Empty for other numbers.
 std::vector<Speaker> flacSpeakers(int channels);
 
+/// The order of Ogg files, Vorbis or Opus, which libsndfile does not tell. Empty for
+/// numbers of channels that have none.
+std::vector<Speaker> oggSpeakers(int channels);
+
 }  // namespace ulmar::audio
