@@ -1,5 +1,8 @@
 #include "apps/common/program.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <cctype>
 #include <exception>
 #include <iostream>
@@ -49,27 +52,21 @@ class HelpFormatter : public CLI::Formatter {
   std::string usage_;
 };
 
-/// An option of one value that is given more than once, or null.
-const CLI::Option* repeatedOption(const CLI::App& app) {
-  for (const CLI::Option* option : app.get_options()) {
-    if (option->get_items_expected_max() == 1 && option->count() > 1) return option;
-  }
-  return nullptr;
-}
-
 /// The library's words for what is wrong with the form of a command line, as a
 /// sentence.
-std::string sentenceOf(const CLI::ParseError& error, const CLI::App& app) {
-  if (const CLI::Option* option = repeatedOption(app)) {
-    return option->get_name(false, true) + " is given " +
-           std::to_string(option->count()) + " times, and takes one value";
-  }
+std::string sentenceOf(const CLI::ParseError& error) {
   std::string text = error.what();
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     return text.substr(0, text.find(':')) + " needs a value";
   }
   if (!text.empty()) text[0] = static_cast<char>(std::tolower(text[0]));
   return text;
+}
+
+/// Whether standard output is a pipe whose reader has what it wanted, as head does.
+bool readerIsGone() {
+  pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+  return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
 }
 
 }  // namespace
@@ -85,12 +82,12 @@ int runProgram(const char* name,
     prepareSignals();
     body(written);
     std::cout << std::flush;
-    if (!std::cout) {
+    if (!std::cout && !readerIsGone()) {
       return refuse("cannot write the report to standard output", kExitRefused);
     }
     return 0;
   } catch (const UsageError& error) {
-    return refuse(error.what(), kExitUsage);
+    return refuse((std::string(error.what()) + "; try --help").c_str(), kExitUsage);
   } catch (const std::bad_alloc&) {
     return refuse("there is not enough memory; a shorter response takes less",
                   kExitRefused);
@@ -108,6 +105,11 @@ CommandLine::CommandLine(CLI::App& app, std::string usage) : app_(app) {
   app.set_help_flag("-h,--help", "Print this and exit");
   app.set_version_flag("--version", version, "Print the version and exit");
   app.formatter(std::make_shared<HelpFormatter>(std::move(usage)));
+  for (CLI::Option* option : app.get_options()) {
+    if (option->get_items_expected_max() == 1) {
+      option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    }
+  }
 }
 
 bool CommandLine::parse(int argc, const char* const* argv) {
@@ -118,7 +120,7 @@ bool CommandLine::parse(int argc, const char* const* argv) {
     app_.exit(asked);
     return false;
   } catch (const CLI::ParseError& error) {
-    throw UsageError(sentenceOf(error, app_));
+    throw UsageError(sentenceOf(error));
   }
 }
 

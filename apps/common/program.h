@@ -20,8 +20,9 @@ class UsageError : public Error {
 /// The whole of a main(): prepares the signals, runs the body, and turns what it throws
 /// into one sentence on standard error that starts with the program's name. Returns the
 /// exit code: 0, 1 for a refusal, 2 for a UsageError. Text that standard output did not
-/// take is a refusal too, at the end. `written` takes the names of files once they are
-/// complete: they are kept, and a later refusal says so.
+/// take is a refusal too, at the end, but for a pipe whose reader has gone. `written`
+/// takes the names of files once they are complete: they are kept, and a later refusal
+/// says so.
 int runProgram(const char* name,
                const std::function<void(std::vector<std::string>& written)>& body);
 
@@ -29,7 +30,8 @@ int runProgram(const char* name,
 void print(const std::string& text);
 
 /// The help's layout: a usage line that shows what is needed, then the groups of
-/// options. `app` shall have its options and its groups; help and version are added.
+/// options. `app` shall have its options and its groups; help and version are added. Of
+/// an option that is given more than once the last value counts.
 class CommandLine {
  public:
   /// usage: what follows the program's name.

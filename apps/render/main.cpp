@@ -19,10 +19,13 @@ using apps::print;
 void run(const Options& options, std::vector<std::string>& written) {
   audio::AudioReader input(options.input);
   const RenderPlan plan = makeRenderPlan(options, input.info());
-  if (!options.json) print(describe(plan));
+  const auto report = [&](const std::string& text) {
+    if (!options.quiet) print(text);
+  };
+  if (!options.json) report(describe(plan));
   if (options.check) {
-    print(options.json ? figures(plan, nullptr)
-                       : "Nothing was rendered, as --check asks.\n");
+    report(options.json ? figures(plan, nullptr)
+                        : "Nothing was rendered, as --check asks.\n");
     return;
   }
   std::optional<Trace> trace;
@@ -35,7 +38,7 @@ void run(const Options& options, std::vector<std::string>& written) {
     draw(plan, *trace);
     written.push_back(options.picture);
   }
-  print(options.json ? figures(plan, &rendering) : describe(plan, rendering));
+  report(options.json ? figures(plan, &rendering) : describe(plan, rendering));
 }
 
 }  // namespace

@@ -75,8 +75,11 @@ int parsePowerOfTwo(const std::string& option, const std::string& text,
 
 double parseGain(const std::string& option, const std::string& text) {
   if (text == "off" || text == "-inf") return 0.0;
+  std::string_view digits = text;
+  if (digits.ends_with("dB")) digits.remove_suffix(2);
+  if (digits.ends_with(' ')) digits.remove_suffix(1);
   double level = 0.0;
-  if (!readWithin(kLevel, text, level)) {
+  if (!readWithin(kLevel, digits, level)) {
     refuse(option, text, "a level from " + limits(kLevel) + ", or 'off'");
   }
   return gainOfDecibels(level);

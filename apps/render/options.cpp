@@ -33,7 +33,9 @@ void addValue(CLI::App& app, const std::string& names, const char* value,
 
 void addFileOptions(CLI::App& app, Options& options) {
   app.option_defaults()->group("Files");
-  app.add_option("-i,--input", options.input, "The input: WAV, FLAC or AIFF")
+  app.add_option("-i,--input", options.input,
+                 "The input: WAV (also RF64 and W64), FLAC, AIFF,\n"
+                 "AU, CAF, Ogg (Vorbis or Opus) or MP3")
       ->option_text("FILE");
   app.add_option("-o,--output", options.output,
                  "The result, by its extension .wav, .flac or .aiff")
@@ -215,6 +217,7 @@ void addOutputOptions(CLI::App& app, Options& options) {
   app.add_flag("--check", options.check,
                "Say everything that would be done, and do\n"
                "nothing; the input's samples are not read");
+  app.add_flag("--quiet", options.quiet, "Print nothing but refusals");
   app.add_flag("--json", options.json, "Print the figures as one JSON object instead");
 }
 

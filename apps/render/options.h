@@ -62,6 +62,7 @@ struct Options {
   std::optional<audio::ChannelLayout> outLayout;  // by input and response if not given
   std::optional<audio::SampleFormat> format;      // the container's finest if not given
   std::optional<int> jobs;  // streams side by side; as many as processors if not given
+  bool quiet = false;
   bool check = false;
   bool json = false;
 };

@@ -21,8 +21,10 @@ bool hasFive(ChannelLayout layout) {
 
 ChannelLayout inputLayout(const audio::AudioInfo& input) {
   if (const auto layout = audio::layoutOf(input)) return *layout;
+  const std::string speakers = audio::speakerNames(input.speakers);
   fail("cannot use ", input.path, " as input: its ",
        countText(input.channels, "channel"),
+       speakers.empty() ? "" : " (" + speakers + ")",
        " are not those of mono, stereo, 5.0 or 5.1, which have 1, 2, 5 or 6");
 }
 

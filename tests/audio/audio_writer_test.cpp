@@ -6,6 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
+#include <map>
+
 #include "apps/common/signals.h"
 #include "tests/audio/audio_samples.h"
 #include "tests/support/scratch_dir.h"
@@ -235,6 +238,24 @@ TEST(AudioWriter, ASignalLeavesNoTemporaryFile) {
   const int status = statusOfInterruptedWriter(dir / "out.wav", SIGHUP, true);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   EXPECT_EQ(dir.names(), Names{"out.wav"});
+}
+
+// As the format's definition has it: the chunk of float samples ends with the size of
+// an extension, and every chunk leads to the next.
+TEST(AudioWriter, WritesTheWholeFormatChunkOfFloatFiles) {
+  const ScratchDir dir;
+  writeAudio(dir / "a.wav", {.channels = 2, .sampleRate = 48000}, noise(2000));
+  const std::string bytes = bytesOf(dir / "a.wav");
+  std::map<std::string, std::size_t> sizes;
+  for (std::size_t at = 12; at + 8 <= bytes.size();) {
+    std::uint32_t size = 0;
+    std::memcpy(&size, bytes.data() + at + 4, 4);
+    sizes[bytes.substr(at, 4)] = size;
+    at += 8 + size;
+  }
+  EXPECT_EQ(sizes["fmt "], 18U);
+  EXPECT_EQ(bytes.substr(36, 2), std::string(2, '\0'));
+  EXPECT_EQ(sizes["data"], 2000U * sizeof(float));
 }
 
 }  // namespace

@@ -228,7 +228,6 @@ TEST_F(Refusals, SayInOneSentenceWhatIsWrongAndTouchNothing) {
       {{"ir.wav", "-o", "folder.svg"}, {"folder.svg", "folder"}},
       {{"ir.wav", "-o", "link.svg"}, {"link.svg", "ir.wav", "replaced"}},
       {{"ir.wav", "-o"}, {"-o", "value"}, 2},
-      {{"ir.wav", "-o", "a.svg", "-o", "b.svg"}, {"-o,--output", "2 times"}, 2},
       {{"ir.wav", "--loud"}, {"--loud"}, 2},
       {{"ir.wav", "ir.wav"}, {"ir.wav"}, 2},
       {{"-o", "old.svg"}, {"FILE"}, 2},

@@ -164,6 +164,21 @@ TEST_F(Refusals, AReportThatNobodyTakesIsAFailureAndTheFileIsKept) {
   }
 }
 
+// A reader that has enough, and a call that asks for silence.
+TEST_F(Refusals, AReportThatNobodyWantsIsNoFailure) {
+  for (const std::string options : {"--help", "--check -i dry.wav --ir ir.wav"}) {
+    const std::string call = "cd '" + (folder / "") + "'; { '" + ULMAR_PROGRAM "' " +
+                             options + " 2>err; echo $? >code; } | true";
+    for (int times = 0; times < 20; ++times) {
+      ASSERT_EQ(std::system(call.c_str()), 0);
+      ASSERT_EQ(test::bytesOf(folder / "code"), "0\n");
+      ASSERT_EQ(test::bytesOf(folder / "err"), "");
+    }
+  }
+  const Outcome quiet = expectRun(folder, with({"--quiet", "--wet", "-6dB"}));
+  EXPECT_EQ(quiet.out + quiet.err, "");
+}
+
 TEST_F(Refusals, APictureTakesCairo) {
   if (test::kDrawsPictures) GTEST_SKIP() << "built with cairo";
   expectRefusal(run(folder, with({"--picture", "wet.svg"})),

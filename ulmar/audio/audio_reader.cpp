@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <iomanip>
 #include <limits>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -63,7 +65,9 @@ std::int64_t refuseUnlessAudioCanBeThere(int fd, const std::string& path) {
 template <class Number>
 void refuseImpossibleRate(Number sampleRate, const std::string& path) {
   if (sampleRate >= kMinFileRate && sampleRate <= kMaxFileRate) return;  // not NaN
-  fail("cannot read ", path, ": its sample rate is ", sampleRate,
+  std::ostringstream text;  // in full, not as 2e+06
+  text << std::setprecision(std::numeric_limits<double>::max_digits10) << sampleRate;
+  fail("cannot read ", path, ": its sample rate is ", text.str(),
        " Hz, and the limits are ", kMinFileRate, " and ", kMaxFileRate, " Hz");
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <string_view>
 #include <system_error>
+#include <tuple>
 
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/audio/file_name.h"
@@ -109,6 +110,33 @@ void refuseTooLong(const std::string& path, std::int64_t frames,
   if (frames <= maxFrames) return;
   fail("cannot write ", path, ": the file would hold at least ", frames,
        " frames, and the limit of its format is ", maxFrames);
+}
+
+// A format chunk of anything but integers must have an extension, if only one of 0
+// bytes. That of libsndfile's plain float WAV has none, at which other readers
+// complain. Its two bytes are taken from the padding that follows the format and the
+// fact chunk.
+void extendFormatChunk(int fd) {
+  constexpr std::size_t kFormatSize = 16;
+  constexpr std::size_t kFact = 36;  // 12 bytes
+  constexpr std::size_t kPad = 48;
+  std::array<char, kPad + 8> header{};
+  const auto has = [&](std::size_t at, std::string_view bytes) {
+    return std::string_view(header.data() + at, bytes.size()) == bytes;
+  };
+  using namespace std::string_view_literals;
+  if (pread(fd, header.data(), header.size(), 0) != std::ssize(header) ||
+      !has(kFormatSize, "\x10\0\0\0\x03\0"sv) || !has(kFact, "fact\4\0\0\0"sv) ||
+      !has(kPad, "PAD \x18\0\0\0"sv)) {
+    return;
+  }
+  std::array<char, header.size() + 2> extended{};
+  std::copy_n(header.begin(), kFact, extended.begin());
+  std::copy(header.begin() + kFact, header.end(), extended.begin() + kFact + 2);
+  extended[kFormatSize] = 18;
+  extended[kPad + 2 + 4] = 0x18 - 2;
+  // A failure shows where the file is read back.
+  std::ignore = pwrite(fd, extended.data(), extended.size(), 0);
 }
 
 // Only WAV distinguishes side from rear loudspeakers. FLAC and AIFF know one pair of
@@ -235,6 +263,7 @@ struct AudioWriter::Impl {
     errno = 0;
     const int closed = sf_close(file.release());
     const int error = errno;
+    if (closed == 0) extendFormatChunk(temp->fd());
     if (closed != 0 || framesInFile() != written) failFull(error);
     temp->commit();
   }

@@ -77,6 +77,20 @@ std::vector<Speaker> fileSpeakers(ChannelLayout layout, SurroundName surrounds) 
   return speakers;
 }
 
+std::string speakerNames(const std::vector<Speaker>& speakers) {
+  if (!anyStated(speakers)) return "";
+  constexpr const char* kNames[] = {"unknown",     "mono",       "front left",
+                                    "front right", "centre",     "low-frequency",
+                                    "rear left",   "rear right", "rear centre",
+                                    "side left",   "side right"};
+  std::string names;
+  for (const Speaker speaker : speakers) {
+    if (!names.empty()) names += ", ";
+    names += kNames[static_cast<std::size_t>(speaker)];
+  }
+  return names;
+}
+
 std::vector<std::string> channelNames(ChannelLayout layout) {
   switch (layout) {
     case ChannelLayout::mono:

@@ -40,6 +40,10 @@ SurroundName surroundNameOf(const std::vector<Speaker>& speakers);
 /// which are written without speakers.
 std::vector<Speaker> fileSpeakers(ChannelLayout layout, SurroundName surrounds);
 
+/// The loudspeakers that a file states, for people: "front left, centre". Empty where
+/// it states none.
+std::string speakerNames(const std::vector<Speaker>& speakers);
+
 /// Names for people in the order of fileSpeakers(): "left", "low-frequency". A mono
 /// channel needs none and has an empty one.
 std::vector<std::string> channelNames(ChannelLayout layout);
