@@ -20,6 +20,13 @@ constexpr double kIntervalsPer10dB = 5.0;  // of the later smoothing
 constexpr int kMaxIterations = 10;
 constexpr std::size_t kMinPoints = 5;
 
+// Of our own, for telling noise from more decay.
+constexpr double kClearOfDecay = 6.0;    // dB
+constexpr double kLevelPoints = 16.0;    // of a line through levels
+constexpr double kLeastFall = 2.0;       // dB
+constexpr double kStandardErrors = 4.0;  // of the line's slope
+constexpr double kEndPart = 0.3;         // of the profile, for the slope of its end
+
 /// Levels of the mean power in intervals of numSteps steps, at the intervals' middles.
 std::vector<PointXY> smoothed(const EnergyProfile& profile, std::size_t numSteps) {
   std::vector<PointXY> points;
@@ -78,6 +85,7 @@ class CrossPointSearch {
       const double before = found_.time;
       if (!refine() || std::abs(found_.time - before) < 0.001 * duration_) break;
     }
+    tellNoiseFromDecay();
     return found_;
   }
 
@@ -128,6 +136,36 @@ class CrossPointSearch {
     const double low = decibelsOfPower(found_.noisePower) + kAboveNoise;
     if (!fitLate(fallingPart(points, low + kLateRange, low))) intersect();
     return true;
+  }
+
+  // The line through the levels from a time on, if there are enough.
+  std::optional<LineFit> lineFrom(double time, std::size_t& numPoints) const {
+    const double rest = profile_.end() - time;
+    std::vector<PointXY> points = smoothed(profile_, stepsIn(rest / kLevelPoints));
+    std::erase_if(points, [&](const PointXY& point) { return point.x < time; });
+    numPoints = points.size();
+    if (numPoints < kMinPoints) return std::nullopt;
+    return fitLine(points);
+  }
+
+  // Noise begins where the late decay lies well below it, and lasts. Its levels
+  // fluctuate, so a fall must exceed the line's uncertainty, which the correlation
+  // tells.
+  void tellNoiseFromDecay() {
+    const double from = found_.time + kClearOfDecay / -found_.late.slope;
+    std::size_t numPoints = 0;
+    if (from <= noiseStart_) {
+      const auto line = lineFrom(from, numPoints);
+      if (!line) return;
+      const double fall = -line->slope * (profile_.end() - from);
+      const double r2 = std::max(line->correlation * line->correlation, 1e-12);
+      const double error =
+          std::sqrt((1.0 / r2 - 1.0) / static_cast<double>(numPoints - 2));
+      found_.staysLevel = fall < kLeastFall || kStandardErrors * error > 1.0;
+    }
+    if (found_.staysLevel) return;
+    const auto end = lineFrom(profile_.end() - kEndPart * duration_, numPoints);
+    if (end && end->slope < 0.0) found_.late = *end;
   }
 
   const EnergyProfile& profile_;

@@ -11,9 +11,6 @@
 namespace ulmar::acoustics {
 namespace {
 
-// The search takes the last tenth of a response for noise. A cross-point in there says
-// that there was none: the decay goes on up to the end.
-constexpr double kLatestCrossPoint = 0.9;  // of the response
 constexpr std::size_t kMinPoints = 4;
 constexpr double kWorstCorrelation = -0.9;
 
@@ -40,9 +37,7 @@ void setEnd(Decay& decay, const EnergyProfile& profile) {
   decay.end = profile.end();
   const std::optional<CrossPoint> cross = findCrossPoint(profile);
   if (!cross) return;
-  const double latest =
-      profile.start + kLatestCrossPoint * (profile.end() - profile.start);
-  decay.reachesNoise = cross->time < latest;
+  decay.reachesNoise = cross->staysLevel;
   double power = powerAt(cross->late, profile.end());
   if (decay.reachesNoise) {
     decay.end = cross->time;
