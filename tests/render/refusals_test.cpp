@@ -47,6 +47,7 @@ class Refusals : public testing::Test {
                      audio::WavHeader{.dataLen = 4000}.with(std::string(400, '\1')));
     spoil("nan.wav", 9000, kNaN);
     spoil("inf.wav", 3, kInfinity);
+    spoil("huge.wav", 3, -1e30F);
     test::writeBytes(folder / "wet.wav", kOldOutput);
     std::filesystem::create_directory(folder / "folder.wav");
     mkfifo((folder / "pipe.wav").c_str(), 0600);

@@ -17,6 +17,9 @@ namespace ulmar::audio {
 inline constexpr int kMinFileRate = 1000;    // Hz
 inline constexpr int kMaxFileRate = 768000;  // Hz
 inline constexpr int kMaxFileChannels = 1024;
+/// The largest magnitude of a sample that is read, 192.7 dB above full scale. Beyond it
+/// lie files that are broken, and the squares of spectra leave single precision.
+inline constexpr float kMaxFileSample = 0x1p32F;
 
 /// The loudspeaker that a channel feeds.
 enum class Speaker {
@@ -62,7 +65,7 @@ class AudioReader {
   /// Reads the next frames into interleaved [frames][channels], full scale 1.0; returns
   /// how many there were: fewer than asked only at the end, and then 0. Throws Error if
   /// the file ends or cannot be decoded before info().frames, and if a sample is NaN or
-  /// infinite.
+  /// beyond kMaxFileSample.
   int read(float* interleaved, int frames);
 
  private:

@@ -174,7 +174,7 @@ struct AudioReader::Impl {
     const std::int64_t asked = std::min<std::int64_t>(frames, info.frames - framePos);
     if (asked <= 0) return 0;
     const sf_count_t given = sf_readf_float(file.get(), interleaved, asked);
-    refuseNonFinite(interleaved, given);
+    refuseUnusable(interleaved, given);
     framePos += given;
     if (given < asked) {
       fail("cannot read ", info.path,
@@ -184,15 +184,15 @@ struct AudioReader::Impl {
     return static_cast<int>(given);
   }
 
-  void refuseNonFinite(const float* interleaved, std::int64_t frames) const {
+  void refuseUnusable(const float* interleaved, std::int64_t frames) const {
     const float* const end = interleaved + frames * info.channels;
-    const float* const bad =
-        std::find_if_not(interleaved, end, [](float x) { return std::isfinite(x); });
-    if (bad == end) return;
+    const float* const bad = std::find_if_not(
+        interleaved, end, [](float x) { return std::fabs(x) <= kMaxFileSample; });
+    if (bad == end) return;  // not NaN
     const std::int64_t index = bad - interleaved;
     fail("cannot read ", info.path, ": channel ", index % info.channels + 1,
          " has the value ", *bad, " at frame ", framePos + index / info.channels,
-         ", and only finite samples can be processed");
+         ", and the limit is ", kMaxFileSample, ", 192.7 dB above full scale");
   }
 
   FileDescriptor fd;
