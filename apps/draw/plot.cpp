@@ -19,14 +19,21 @@ constexpr double kLegendInset = 6.0;   // from the frame
 constexpr double kPixelsPerTickX = 80.0;
 constexpr double kPixelsPerTickY = 38.0;
 
-/// Multiples of 1, 2 or 5 times a power of ten, about maxCount of them.
+/// How many multiples of a step lie on an axis.
+int multiplesWithin(double low, double high, double step) {
+  return static_cast<int>(std::floor(high / step) - std::ceil(low / step)) + 1;
+}
+
+/// Multiples of 1, 2 or 5 times a power of ten, about maxCount of them, but not fewer
+/// than three: a single one would not tell the scale.
 std::vector<Axis::Tick> linearTicks(double low, double high, double maxCount) {
   if (low > high) std::swap(low, high);
   const double least = (high - low) / std::max(maxCount, 1.0);
   const double decade = std::pow(10.0, std::floor(std::log10(least)));
   double step = 10.0 * decade;
   for (const double factor : {5.0, 2.0, 1.0}) {
-    if (factor * decade >= least * (1.0 - 1e-9)) step = factor * decade;
+    const bool roomy = factor * decade >= least * (1.0 - 1e-9);
+    if (roomy || multiplesWithin(low, high, step) < 3) step = factor * decade;
   }
   const int decimals =
       std::max(0, -static_cast<int>(std::floor(std::log10(step) + 1e-9)));

@@ -42,7 +42,11 @@ void drawLevel(Plot& plot, const std::vector<draw::Point2>& levels, double lowes
 
 void drawLevels(Picture& picture, const Box& box, const Trace& trace,
                 const draw::TimeScale& time) {
-  Axis levels = {.label = "Level (dBFS)", .low = -100.0, .high = 10.0};
+  constexpr double kLowest = -100.0;
+  constexpr double kHighest = 6.0;
+  Axis levels = {.label = "Level (dBFS)",
+                 .low = kLowest,
+                 .high = draw::withRoomForLegend(kLowest, kHighest, 2, box)};
   for (int level = -100; level <= 0; level += 20) {
     levels.ticks.push_back({static_cast<double>(level), std::to_string(level)});
   }

@@ -41,6 +41,7 @@ Planar readResponse(const Options& options, const audio::AudioInfo& input,
     routing = routingFor(options, input, nullptr);
     signal = renderRoomFor(options, routing.response, input);
     info.name = std::string("synthetic ") + wordFor(*options.room, kRoomWords);
+    if (*options.room == room::RoomKind::small) info.name += " room";
     info.sourceRate = input.sampleRate;
     info.channels = static_cast<int>(signal.size());
   } else {

@@ -35,6 +35,7 @@ void processPart(const StreamPart& part, host::Stream& stream, Planar& samples,
                  std::size_t first, int frames, Trace* trace) {
   const auto startsOf = [&](const std::vector<std::size_t>& channels) {
     std::vector<float*> starts;
+    starts.reserve(channels.size());
     for (const std::size_t channel : channels) {
       starts.push_back(samples[channel].data() + first);
     }
