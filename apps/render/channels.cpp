@@ -45,18 +45,20 @@ const float* const* Source::next(int frames) {
 }
 
 // A low-frequency channel that the stream does not have stays silent.
-Sink::Sink(const RenderPlan& plan, audio::AudioWriter& writer)
+Sink::Sink(const RenderPlan& plan, double gain, audio::AudioWriter* writer)
     : writer_(writer),
+      gain_(gain),
       order_(audio::libraryOrder(plan.format.channels, plan.format.speakers)),
       interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()),
       sums_(order_.size()),
       fadeStart_(plan.outFrames() - plan.fadeFrames),
       fadeFrames_(plan.fadeFrames) {}
 
-float Sink::fadeGain(std::int64_t frame) const {
-  if (frame < fadeStart_) return 1.0F;
+float Sink::gainAt(std::int64_t frame) const {
+  if (frame < fadeStart_) return static_cast<float>(gain_);
   const double middle = static_cast<double>(frame - fadeStart_) + 0.5;
-  return static_cast<float>(raisedCosine(middle / static_cast<double>(fadeFrames_)));
+  return static_cast<float>(gain_ *
+                            raisedCosine(middle / static_cast<double>(fadeFrames_)));
 }
 
 void Sink::write(const Planar& channels, std::int64_t first, std::int64_t end) {
@@ -69,13 +71,15 @@ void Sink::write(const Planar& channels, std::int64_t first, std::int64_t end) {
       ChannelLevel& sum = sums_[place];
       for (std::size_t i = 0; i < frames; ++i) {
         const float sample = channels[k][static_cast<std::size_t>(start) + i] *
-                             fadeGain(written_ + static_cast<std::int64_t>(i));
+                             gainAt(written_ + static_cast<std::int64_t>(i));
         interleaved_[i * numChannels + place] = sample;
         sum.peak = std::max(sum.peak, std::fabs(double{sample}));
         sum.rms += double{sample} * double{sample};
       }
     }
-    writer_.write(interleaved_.data(), static_cast<int>(frames));
+    if (writer_ != nullptr) {
+      writer_->write(interleaved_.data(), static_cast<int>(frames));
+    }
     written_ += static_cast<std::int64_t>(frames);
   }
 }

@@ -51,7 +51,8 @@ struct ChannelLevel {
 /// The stream's output on its way into the file.
 class Sink {
  public:
-  Sink(const RenderPlan& plan, audio::AudioWriter& writer);
+  /// gain: linear, of every sample. writer: null to find the levels only.
+  Sink(const RenderPlan& plan, double gain, audio::AudioWriter* writer);
 
   /// Writes frames [first, end) of the stream's output channels. A low-frequency
   /// channel that the stream does not have stays silent.
@@ -63,10 +64,11 @@ class Sink {
   const std::vector<int>& order() const { return order_; }
 
  private:
-  /// Of a frame of the file.
-  float fadeGain(std::int64_t frame) const;
+  /// Of a frame of the file, with the fade of its end.
+  float gainAt(std::int64_t frame) const;
 
-  audio::AudioWriter& writer_;
+  audio::AudioWriter* writer_;
+  double gain_;
   std::vector<int> order_;
   std::vector<float> interleaved_;
   std::vector<ChannelLevel> sums_;  // rms: the sum of squares so far

@@ -1,4 +1,5 @@
 // ulmar-render: an input and an impulse response in, the input in that room out.
+#include <iostream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,6 +38,9 @@ void run(const Options& options, std::vector<std::string>& written) {
   if (trace) {
     draw(plan, *trace);
     written.push_back(options.picture);
+  }
+  if (const std::string text = warning(plan, rendering); !text.empty()) {
+    std::cerr << "ulmar-render: warning: " << text << '\n';
   }
   report(options.json ? figures(plan, &rendering) : describe(plan, rendering));
 }

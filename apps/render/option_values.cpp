@@ -85,6 +85,12 @@ double parseGain(const std::string& option, const std::string& text) {
   return gainOfDecibels(level);
 }
 
+std::optional<double> parseOutputGain(const std::string& option,
+                                      const std::string& text) {
+  if (text == "auto") return std::nullopt;
+  return parseGain(option, text);
+}
+
 Tail parseTail(const std::string& option, const std::string& text) {
   if (text == "full") return {Tail::Kind::full, 0.0};
   if (text == "none") return {Tail::Kind::none, 0.0};

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -39,6 +40,10 @@ int parsePowerOfTwo(const std::string& option, const std::string& text,
 /// A level in dB, as the linear gain that it means; "off" and "-inf" are silence.
 double parseGain(const std::string& option, const std::string& text);
 
+/// Of --gain: the same, or nothing for "auto".
+std::optional<double> parseOutputGain(const std::string& option,
+                                      const std::string& text);
+
 /// "full", "none" or a time in seconds.
 Tail parseTail(const std::string& option, const std::string& text);
 
@@ -58,8 +63,9 @@ inline constexpr Words<Normalization, 3> kNormalizationWords = {
     {{"none", Normalization::none},
      {"peak", Normalization::peak},
      {"energy", Normalization::energy}}};
-inline constexpr Words<audio::SampleFormat, 3> kFormatWords = {
+inline constexpr Words<audio::SampleFormat, 4> kFormatWords = {
     {{"float", audio::SampleFormat::float32},
+     {"32", audio::SampleFormat::pcm32},
      {"24", audio::SampleFormat::pcm24},
      {"16", audio::SampleFormat::pcm16}}};
 

@@ -208,8 +208,19 @@ void addOutputOptions(CLI::App& app, Options& options) {
       [&](const std::string& text) {
         options.format = parseWord("--format", text, kFormatWords);
       },
-      "Samples as float, or with 24 or 16 bits\n"
+      "Samples as float, or with 32, 24 or 16 bits\n"
       "(default: float, and 24 in FLAC)");
+  addValue(
+      app, "--gain", "DB",
+      [&](const std::string& text) {
+        options.outputGain = parseOutputGain("--gain", text);
+      },
+      "Change the level of all that is written; or\n"
+      "'auto': as little as keeps every sample within\n"
+      "full scale, found by rendering twice");
+  app.add_flag("--dither,!--no-dither", options.dither,
+               "On by default: 16 bits are rounded with\n"
+               "triangular noise. --no-dither rounds alone");
   app.add_option("--picture", options.picture,
                  "Draw waveforms, levels and the cost of every\n"
                  "block, by its extension .svg, .png or .pdf")

@@ -62,6 +62,9 @@ struct Options {
   std::optional<audio::ChannelLayout> outLayout;  // by input and response if not given
   std::optional<audio::SampleFormat> format;      // the container's finest if not given
   std::optional<int> jobs;  // streams side by side; as many as processors if not given
+  /// Linear, of all that is written; or, if not given, what keeps it within full scale.
+  std::optional<double> outputGain = 1.0;
+  bool dither = true;  // of 16 bits
   bool quiet = false;
   bool check = false;
   bool json = false;

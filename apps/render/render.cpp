@@ -18,25 +18,20 @@ namespace ulmar::render {
 namespace {
 
 // The levels as written, but the peaks of the library's meters, which measure before
-// the limit.
+// any limit.
 std::vector<ChannelLevel> levelsOf(const RenderPlan& plan, std::span<const float> peaks,
-                                   const Sink& sink) {
+                                   double gain, const Sink& sink) {
   std::vector<ChannelLevel> levels = sink.levels();
   for (std::size_t k = 0; k < std::min(peaks.size(), sink.order().size()); ++k) {
     levels[static_cast<std::size_t>(sink.order()[k])].peak =
-        double{peaks[k]} / double{plan.scale};
+        gain * double{peaks[k]} / double{plan.scale};
   }
   return levels;
 }
 
-// Of the channels that the library mixes: all but a low-frequency channel.
-double peakOf(const RenderPlan& plan, const std::vector<ChannelLevel>& levels) {
+double peakOf(const std::vector<ChannelLevel>& levels) {
   double peak = 0.0;
-  for (std::size_t j = 0; j < levels.size(); ++j) {
-    const bool copied = !plan.format.speakers.empty() &&
-                        plan.format.speakers[j] == audio::Speaker::lowFrequency;
-    if (!copied) peak = std::max(peak, levels[j].peak);
-  }
+  for (const ChannelLevel& level : levels) peak = std::max(peak, level.peak);
   return peak;
 }
 
@@ -86,16 +81,15 @@ class Reader {
   Planar kept_;  // what the next stretch needs again
 };
 
-}  // namespace
-
-// Reading, rendering and writing overlap: stretches are read ahead of those that the
-// workers are at, and written when they are due.
-Rendering render(const RenderPlan& plan, audio::AudioReader& input, Trace* trace) {
-  const auto start = std::chrono::steady_clock::now();
-  audio::AudioWriter writer(plan.options.output, plan.format);
+// All frames, into the writer if there is one. Reading, rendering and writing overlap:
+// stretches are read ahead of those that the workers are at, and written when they are
+// due.
+std::vector<ChannelLevel> renderAll(const RenderPlan& plan, audio::AudioReader& input,
+                                    double gain, audio::AudioWriter* writer,
+                                    Trace* trace) {
   Progress progress(plan.streamFrames(), plan.format.sampleRate);
   Reader reader(plan, input, trace);
-  Sink sink(plan, writer);
+  Sink sink(plan, gain, writer);
   std::array<float, kMaxChannels> peaks{};
 
   const std::vector<Stretch> stretches = stretchesOf(plan);
@@ -122,16 +116,39 @@ Rendering render(const RenderPlan& plan, audio::AudioReader& input, Trace* trace
                            [](float a, float b) { return std::max(a, b); });
     progress.show(stretch.end);
   }
+  return levelsOf(plan, peaks, gain, sink);
+}
 
+// The gain, at most 1, that takes a peak to the largest sample of the file.
+double gainFor(double peak, const RenderPlan& plan) {
+  const double fullScale = audio::fullScaleOf(plan.format.samples);
+  return peak > fullScale ? fullScale / peak : 1.0;
+}
+
+}  // namespace
+
+Rendering render(const RenderPlan& plan, audio::AudioReader& input, Trace* trace) {
+  const auto start = std::chrono::steady_clock::now();
   Rendering rendering;
+  rendering.outputGain = plan.options.outputGain.value_or(1.0);
+  audio::AudioWriter writer(plan.options.output, plan.format);
+  if (!plan.options.outputGain) {
+    audio::AudioReader again(plan.options.input);
+    const double peak = peakOf(renderAll(plan, again, 1.0, nullptr, nullptr));
+    // A step of single precision less, so that no rounding passes the limit.
+    constexpr double kMargin = 1.0 - 0x1p-23;
+    rendering.outputGain = gainFor(peak / kMargin, plan);
+  }
+  rendering.levels = renderAll(plan, input, rendering.outputGain, &writer, trace);
   rendering.elapsed =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   rendering.timesRealTime = plan.outSeconds() / rendering.elapsed;
   rendering.channels = audio::channelNames(plan.routing.output);
-  rendering.levels = levelsOf(plan, peaks, sink);
-  const double peak = peakOf(plan, rendering.levels);
-  rendering.gainWithoutClipping = peak > kMaxSample ? kMaxSample / peak : 1.0;
-  rendering.limited = peak * double{plan.scale} > kMaxSample;
+  const double peak = peakOf(rendering.levels);
+  rendering.gainWithoutClipping = gainFor(peak, plan);
+  rendering.limitedSamples = writer.limited();
+  rendering.beyondLibrary =
+      peak * double{plan.scale} > kMaxSample * rendering.outputGain;
   writer.commit();
   return rendering;
 }

@@ -19,7 +19,9 @@ struct Rendering {
                                       // before any limit
   /// The gain that would have kept every sample within full scale, at most 1.
   double gainWithoutClipping = 1.0;
-  bool limited = false;  // some samples were not written as they came out
+  double outputGain = 1.0;          // of all that was written
+  std::int64_t limitedSamples = 0;  // by the file's full scale
+  bool beyondLibrary = false;       // beyond what the library itself takes
 };
 
 /// Holds a buffer's length of the input at a time. input: at its start. The

@@ -18,13 +18,6 @@ namespace {
 using apps::framesIn;
 using apps::refuseToReplace;
 
-// What float files are rendered at. A power of two changes only the exponents of the
-// scaled gains, of every product and sum and of their rounding, so that dividing by it
-// gives the same bits, as long as no number becomes denormal: gains of -200 dB and
-// outputs of 2^-94 are normal at this scale. The library's limit lies at 2^32 then,
-// 192.7 dB above full scale.
-constexpr float kFloatScale = 0x1p-32F;
-
 void refuseUseless(const Options& options, const audio::AudioInfo& input) {
   if (options.crossfeed > 0.0 && input.channels < 2) {
     fail("cannot feed ", input.path, " across (--crossfeed ", options.crossfeed,
@@ -166,6 +159,7 @@ audio::AudioFormat outputFormat(const RenderPlan& plan) {
     format.samples = audio::finestFormat(options.output);
   }
   format.frames = plan.outFrames();
+  format.dither = options.dither && format.samples == audio::SampleFormat::pcm16;
   format.speakers = audio::fileSpeakers(plan.routing.output,
                                         audio::surroundNameOf(plan.input.speakers));
   return format;
@@ -193,7 +187,6 @@ RenderPlan makeRenderPlan(const Options& options, const audio::AudioInfo& input)
   plan.skippedFrames = options.align ? plan.latency() : 0;
   setTail(plan);
   plan.format = outputFormat(plan);
-  if (plan.format.samples == audio::SampleFormat::float32) plan.scale = kFloatScale;
   plan.jobs = jobsFor(plan, jobsAskedFor(options));
   if (!options.output.empty()) audio::checkAudioOutput(options.output, plan.format);
   if (!options.picture.empty()) {

@@ -39,9 +39,12 @@ struct RenderPlan {
   std::int64_t tailFrames = 0;      // beyond the input
   std::int64_t fadeFrames = 0;      // of them, at the end of a tail that is cut short
   std::int64_t skippedFrames = 0;   // at the start of the stream, not written
-  /// A power of two. Float files are rendered at this scale and written without it, so
-  /// that they keep what the library would limit to full scale.
-  float scale = 1.0F;
+  /// What everything is rendered at, and written without, so that the library's limit
+  /// lies 192.7 dB above full scale. A power of two changes only the exponents of the
+  /// scaled gains, of every product and sum and of their rounding, so that dividing by
+  /// it gives the same bits, as long as no number becomes denormal: gains of -200 dB
+  /// and outputs of 2^-94 are normal at this scale.
+  static constexpr float scale = 0x1p-32F;
   int jobs = 1;  // streams that render side by side
 
   const host::StreamPlan& stream() const { return parts.front().stream; }

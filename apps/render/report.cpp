@@ -249,24 +249,33 @@ std::string adviceText(const Options& options, double change) {
 }
 
 std::string peakText(const RenderPlan& plan, const Rendering& rendering) {
-  const std::string text = channelsText(rendering, &ChannelLevel::peak);
+  std::string text = channelsText(rendering, &ChannelLevel::peak);
   const double gain = rendering.gainWithoutClipping;
+  if (rendering.outputGain != 1.0) {
+    text += ", at an output gain of " + decibelText(rendering.outputGain);
+  }
   if (gain == 1.0) return text + ", within full scale";
   // Rounded down, so that it is enough.
   const double decibels = std::floor(100.0 * decibelsOfGain(gain)) / 100.0;
   const std::string advice = adviceText(plan.options, decibels);
-  if (!rendering.limited) {
+  if (rendering.beyondLibrary) {
+    return text + ", clipped: samples are limited to " +
+           decibelText(kMaxSample / plan.scale) + "FS; " + advice;
+  }
+  if (plan.format.samples == audio::SampleFormat::float32) {
     return text + ", above full scale, which a float file keeps; " + advice;
   }
-  return text + ", clipped: " +
-         (plan.scale == 1.0F
-              ? std::string("integer samples are limited to full scale; ")
-              : "float is limited to " + decibelText(kMaxSample / plan.scale) +
-                    "FS; ") +
-         advice;
+  return text + ", clipped: " + countText(rendering.limitedSamples, "sample") +
+         " limited to full scale; " + advice + ", and so would --gain auto";
 }
 
 }  // namespace
+
+std::string warning(const RenderPlan& plan, const Rendering& rendering) {
+  if (rendering.limitedSamples == 0) return "";
+  return countText(rendering.limitedSamples, "sample") + " of " + plan.options.output +
+         " limited to full scale; --gain auto avoids it";
+}
 
 std::string describe(const RenderPlan& plan) {
   return line("input", inputText(plan)) + line("response", responseText(plan)) +

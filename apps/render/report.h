@@ -13,6 +13,9 @@ namespace ulmar::render {
 std::string describe(const RenderPlan& plan);
 std::string describe(const RenderPlan& plan, const Rendering& rendering);
 
+/// What must be said even to those who read no report, or nothing.
+std::string warning(const RenderPlan& plan, const Rendering& rendering);
+
 /// One JSON object. Gains and peaks are linear, times in seconds, memory in bytes.
 /// rendering: null if there was none, and then "rendering" is null.
 std::string figures(const RenderPlan& plan, const Rendering* rendering);

@@ -100,7 +100,8 @@ Json renderingFigures(const Rendering& rendering) {
           {"peaks", peaks},
           {"levels", levels},
           {"gainWithoutClipping", rendering.gainWithoutClipping},
-          {"limited", rendering.limited}};
+          {"outputGain", rendering.outputGain},
+          {"limitedSamples", rendering.limitedSamples}};
 }
 
 }  // namespace

@@ -43,7 +43,8 @@ struct Case {
   int endFade = 0;
   const char* output = "wet.wav";
   const char* format = "32 bit float";
-  double step = 0.0;  // between neighbouring samples of the format
+  double step = 0.0;    // between neighbouring samples of the format
+  double dither = 0.0;  // steps that it adds at most
 };
 
 const Case kCases[] = {
@@ -102,7 +103,18 @@ const Case kCases[] = {
     {.name = "WAV of 16 bits",
      .options = "--format 16",
      .format = "16 bit PCM",
+     .step = 0x1p-15,
+     .dither = 1.0},
+    {.name = "WAV of 16 bits, rounded alone",
+     .options = "--format 16 --no-dither",
+     .format = "16 bit PCM",
      .step = 0x1p-15},
+    {.name = "WAV of 32 bits",
+     .options = "--format 32 --gain -6",
+     .wet = 0.50118723362727229,
+     .dry = 0.50118723362727229,
+     .format = "32 bit PCM",
+     .step = 0x1p-31},
     {.name = "AIFF of 24 bits",
      .options = "--format 24",
      .output = "wet.aiff",
@@ -229,7 +241,7 @@ void expectFile(const Case& c, const std::string& path,
         c.step > 0.0 ? std::clamp(sample, -1.0, kUpperClamp) : sample;
     worst = std::max(worst, std::abs(written - out[k]));
   }
-  EXPECT_LT(worst, 1e-5 * highest + c.step / 2.0);
+  EXPECT_LT(worst, 1e-5 * highest + c.step * (0.5 + c.dither));
 }
 
 void expectConvolution(const Case& c) {
@@ -365,14 +377,46 @@ TEST(Output, AdvisesAgainstClippingAsFarAsLevelsGo) {
   const auto says = [](const std::string& text, const char* words) {
     return text.find(words) != std::string::npos;
   };
-  EXPECT_TRUE(says(report(1e9F, ""), "-180.01 dB on --wet would avoid it"));
+  EXPECT_TRUE(says(report(1e9F, ""), "-180.00 dB on --wet would avoid it"));
   EXPECT_TRUE(says(report(1e9F, "--wet -180.01"), "within full scale"));
   EXPECT_TRUE(says(report(1e9F, ""), "which a float file keeps"));
-  EXPECT_TRUE(says(report(1e9F, "--format 16"), "limited to full scale"));
+  EXPECT_TRUE(says(report(1e9F, "--format 16"), "1 sample limited to full scale"));
   audio::writeAudio(folder / "one.wav", {.channels = 1, .sampleRate = kRate}, {100.0F});
   const std::string tooLoud = report(1e9F, "");
   EXPECT_TRUE(says(tooLoud, "no level of --wet would avoid it")) << tooLoud;
   EXPECT_TRUE(says(tooLoud, "-200 dB")) << tooLoud;
+}
+
+// The same samples in float and in 24 bits, limited and, for that, all a little lower.
+TEST(Output, IsLimitedWithAWarningOrLoweredByItself) {
+  const ScratchDir folder;
+  writeNoise(folder / "dry.wav", 2, 5000, 8);
+  const std::string call = "-i dry.wav --room small --wet 6 --dry 26 -o wet.wav ";
+  const auto rendered = [&](const std::string& options, std::string& warning) {
+    warning = expectRun(folder, words(call + options)).err;
+    return audio::readAudio(folder / "wet.wav");
+  };
+  std::string quiet;
+  std::string warning;
+  std::string none;
+  const std::vector<float> free = rendered("--format float", quiet);
+  const std::vector<float> limited = rendered("--format 24", warning);
+  const std::vector<float> lowered = rendered("--format 24 --gain auto", none);
+  EXPECT_EQ(quiet + none, "");
+  constexpr float kStep = 0x1p-23F;
+  int count = 0;
+  float peak = 0.0F;
+  for (std::size_t n = 0; n < free.size(); ++n) {
+    if (std::abs(free[n]) > 1.0F) ++count;
+    ASSERT_NEAR(limited[n], std::clamp(free[n], -1.0F, 1.0F - kStep), kStep);
+    peak = std::max(peak, std::abs(free[n]));
+  }
+  ASSERT_GT(count, 10);
+  const std::string counted = std::to_string(count).append(" samples of wet.wav");
+  EXPECT_NE(warning.find(counted), std::string::npos) << warning;
+  for (std::size_t n = 0; n < free.size(); ++n) {
+    ASSERT_NEAR(lowered[n], free[n] / peak, 3.0F * kStep);
+  }
 }
 
 TEST(Output, IsTheSameWithAPicture) {

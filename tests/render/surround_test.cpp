@@ -225,7 +225,9 @@ void expectCase(const Case& c) {
       folder, "-i dry.wav --ir ir.wav -o wet.wav --wet -10 --dry -6 --block " +
                   std::to_string(c.blockLen) + " " + c.options);
 
-  EXPECT_EQ(figures["rendering"]["gainWithoutClipping"], 1.0);
+  // By the low-frequency channel, at most.
+  const double loudest = input.size() == kNumPlaces ? 2.0 : 1.0;
+  EXPECT_NEAR(figures["rendering"]["gainWithoutClipping"], 1.0 / loudest, 1e-3);
   const audio::AudioInfo info = audio::AudioReader(folder / "wet.wav").info();
   const bool lfe = c.outChannels == kNumPlaces;
   const auto layout = lfe ? audio::ChannelLayout::fiveOne : audio::ChannelLayout::five;

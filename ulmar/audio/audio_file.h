@@ -82,9 +82,12 @@ struct AudioFile {
 /// more than maxBytes of memory.
 AudioFile readAudioFile(const std::string& path, std::int64_t maxBytes = 512LL << 20);
 
-/// How samples are stored. PCM rounds to the nearest step and clips at full scale,
-/// undithered, so that PCM of the same width passes through unchanged.
-enum class SampleFormat { float32, pcm24, pcm16 };
+/// How samples are stored. PCM rounds to the nearest step and is limited to full scale;
+/// undithered, PCM of the same width passes through unchanged.
+enum class SampleFormat { float32, pcm32, pcm24, pcm16 };
+
+/// The largest sample that a format holds, 1 less a step for PCM. Float holds more.
+double fullScaleOf(SampleFormat samples);
 
 /// What the name's extension can hold best: float, or 24 bits in FLAC. Throws Error for
 /// an extension other than .wav, .wave, .flac, .aiff, .aif and .aifc, in upper or lower
@@ -100,6 +103,10 @@ struct AudioFormat {
   std::optional<std::int64_t> frames = std::nullopt;
   // One per channel, or empty to say nothing.
   std::vector<Speaker> speakers = {};
+  /// Adds triangular noise of two steps' width to PCM before it is rounded, which takes
+  /// the error's dependence on the signal away (Lipshitz, Wannamaker and Vanderkooy, J.
+  /// Audio Eng. Soc. 40, 1992). The same in every run.
+  bool dither = false;
 };
 
 /// Throws Error where AudioWriter would, as far as that can be told without touching
@@ -124,6 +131,9 @@ class AudioWriter {
   /// Appends interleaved [frames][channels] of finite samples. Throws Error if the disk
   /// is full or the container is.
   void write(const float* interleaved, int frames);
+
+  /// Samples so far that PCM has limited to full scale.
+  std::int64_t limited() const;
 
   /// Completes the file and gives it its name. Throws Error if that fails, if nothing
   /// was written, or if the file does not read back as many frames as were written.

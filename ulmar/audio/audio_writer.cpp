@@ -4,6 +4,8 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <functional>
+#include <random>
 #include <string_view>
 #include <system_error>
 #include <tuple>
@@ -62,6 +64,8 @@ int subtypeOf(SampleFormat samples) {
       return SF_FORMAT_PCM_16;
     case SampleFormat::pcm24:
       return SF_FORMAT_PCM_24;
+    case SampleFormat::pcm32:
+      return SF_FORMAT_PCM_32;
     default:
       return SF_FORMAT_FLOAT;
   }
@@ -78,9 +82,10 @@ void refuseImpossibleFormat(const std::string& path, const Container& container,
          " Hz is asked for, and ", container.extension, " holds ", kMinFileRate, " to ",
          container.maxSampleRate, " Hz");
   }
-  if (container.sfFormat == SF_FORMAT_FLAC && format.samples == SampleFormat::float32) {
-    fail("cannot write ", path,
-         ": float samples are asked for, and .flac holds 16 or 24 bits per sample");
+  if (container.sfFormat == SF_FORMAT_FLAC && bytesPerSample(format.samples) == 4) {
+    fail("cannot write ", path, ": ",
+         format.samples == SampleFormat::float32 ? "float samples" : "32 bits",
+         " are asked for, and .flac holds 16 or 24 bits per sample");
   }
 }
 
@@ -150,25 +155,42 @@ std::vector<Speaker> speakersFor(const Container& container,
   return speakers;
 }
 
-// Rounds to 16 or 24 bits and scales full scale to 2^31, as libsndfile's integer calls
-// keep the upper bits.
+// Rounds to 16, 24 or 32 bits and scales full scale to 2^31, as libsndfile's integer
+// calls keep the upper bits.
 class Quantiser {
  public:
-  explicit Quantiser(int bits)
-      : steps_(std::ldexp(1.0, bits - 1)), stepSize_(1 << (32 - bits)) {}
+  Quantiser(int bits, bool dither)
+      : steps_(std::ldexp(1.0, bits - 1)),
+        stepSize_(1 << (32 - bits)),
+        dither_(dither) {}
 
-  int operator()(float sample) const {
-    const double clipped =
-        std::clamp(static_cast<double>(sample) * steps_, -steps_, steps_ - 1.0);
-    return static_cast<int>(std::lrint(clipped)) * stepSize_;
+  int operator()(float sample) {
+    const double value = static_cast<double>(sample) * steps_;
+    if (value < -steps_ - 0.5 || value > steps_ - 0.5) ++limited_;
+    const double noise = dither_ ? uniform() - uniform() : 0.0;
+    const double kept = std::clamp(value + noise, -steps_, steps_ - 1.0);
+    return static_cast<int>(std::lrint(kept)) * stepSize_;
   }
 
+  std::int64_t limited() const { return limited_; }
+
  private:
+  // From 0 to 1.
+  double uniform() { return static_cast<double>(random_()) * 0x1p-32; }
+
   double steps_;
   int stepSize_;
+  bool dither_;
+  std::mt19937 random_;  // NOLINT(cert-msc51-cpp): the same in every run
+  std::int64_t limited_ = 0;
 };
 
 }  // namespace
+
+double fullScaleOf(SampleFormat samples) {
+  if (samples == SampleFormat::float32) return 1.0;
+  return 1.0 - std::ldexp(1.0, 1 - 8 * bytesPerSample(samples));
+}
 
 SampleFormat finestFormat(const std::string& path) {
   return containerOf(path).sfFormat == SF_FORMAT_FLAC ? SampleFormat::pcm24
@@ -186,7 +208,8 @@ struct AudioWriter::Impl {
   Impl(const std::string& path_, const AudioFormat& format_)
       : path(path_),
         format(format_),
-        container((checkAudioOutput(path_, format_), containerOf(path_))) {
+        container((checkAudioOutput(path_, format_), containerOf(path_))),
+        quantiser(8 * bytesPerSample(format_.samples), format_.dither) {
     maxFrames = maxFramesOf(container, format);
     temp = std::make_unique<TempFile>(path);
     openEncoder();
@@ -242,7 +265,7 @@ struct AudioWriter::Impl {
     } else {
       steps.resize(numSamples);
       std::transform(interleaved, interleaved + numSamples, steps.begin(),
-                     Quantiser(8 * bytesPerSample(format.samples)));
+                     std::ref(quantiser));
       taken = sf_writef_int(file.get(), steps.data(), frames);
     }
     const int error = errno;
@@ -284,6 +307,7 @@ struct AudioWriter::Impl {
   SndfileHandle file;
   std::int64_t maxFrames = 0;
   std::int64_t written = 0;
+  Quantiser quantiser;
   std::vector<int> steps;
 };
 
@@ -296,6 +320,8 @@ AudioWriter& AudioWriter::operator=(AudioWriter&&) noexcept = default;
 void AudioWriter::write(const float* interleaved, int frames) {
   impl_->write(interleaved, frames);
 }
+
+std::int64_t AudioWriter::limited() const { return impl_->quantiser.limited(); }
 
 void AudioWriter::commit() { impl_->commit(); }
 
