@@ -10,22 +10,23 @@
 namespace ulmar::render {
 namespace {
 
-// At the plan's scale.
-host::Stream streamOf(const StreamPart& part, float scale,
+// At the scale of all renderings.
+host::Stream streamOf(const StreamPart& part,
                       std::shared_ptr<const host::PartitionSets> sets) {
   host::Stream stream(part.stream, std::move(sets));
   const ParamStruct& params = part.stream.params();
-  stream.setDryGain(params.dryGain * scale);
-  stream.setWetGain(params.wetGain[0] * scale);
+  stream.setDryGain(params.dryGain * RenderPlan::scale);
+  stream.setWetGain(params.wetGain[0] * RenderPlan::scale);
   return stream;
 }
 
 // Exact, as the scale is a power of two. The low-frequency channel, which the stream
 // copies, has none.
-void undoScale(float scale, Planar& samples, std::size_t first) {
-  if (scale == 1.0F) return;
+void undoScale(Planar& samples, std::size_t first) {
   for (std::size_t k = 0; k < std::min(samples.size(), kLowFrequency); ++k) {
-    for (float& sample : std::span(samples[k]).subspan(first)) sample /= scale;
+    for (float& sample : std::span(samples[k]).subspan(first)) {
+      sample /= RenderPlan::scale;
+    }
   }
 }
 
@@ -80,7 +81,7 @@ Rendered renderStretch(const RenderPlan& plan, std::vector<host::Stream>& stream
     }
   }
   samples.resize(numOutputs);
-  undoScale(plan.scale, samples, ahead);
+  undoScale(samples, ahead);
   return rendered;
 }
 
@@ -91,7 +92,7 @@ Workers::Workers(const RenderPlan& plan, Trace* trace) : plan_(plan), trace_(tra
   for (const StreamPart& part : plan.parts) {
     const auto sets = host::buildPartitionSets(part.stream, part.responses);
     for (Streams& streams : streams_) {
-      streams.push_back(streamOf(part, plan.scale, sets));
+      streams.push_back(streamOf(part, sets));
     }
   }
   for (Streams& streams : streams_) {
