@@ -19,12 +19,12 @@ namespace {
 
 // The levels as written, but the peaks of the library's meters, which measure before
 // any limit.
-std::vector<ChannelLevel> levelsOf(const RenderPlan& plan, std::span<const float> peaks,
-                                   double gain, const Sink& sink) {
+std::vector<ChannelLevel> levelsOf(std::span<const float> peaks, double gain,
+                                   const Sink& sink) {
   std::vector<ChannelLevel> levels = sink.levels();
   for (std::size_t k = 0; k < std::min(peaks.size(), sink.order().size()); ++k) {
     levels[static_cast<std::size_t>(sink.order()[k])].peak =
-        gain * double{peaks[k]} / double{plan.scale};
+        gain * double{peaks[k]} / double{RenderPlan::kScale};
   }
   return levels;
 }
@@ -116,7 +116,7 @@ std::vector<ChannelLevel> renderAll(const RenderPlan& plan, audio::AudioReader& 
                            [](float a, float b) { return std::max(a, b); });
     progress.show(stretch.end);
   }
-  return levelsOf(plan, peaks, gain, sink);
+  return levelsOf(peaks, gain, sink);
 }
 
 // The gain, at most 1, that takes a peak to the largest sample of the file.
@@ -148,7 +148,7 @@ Rendering render(const RenderPlan& plan, audio::AudioReader& input, Trace* trace
   rendering.gainWithoutClipping = gainFor(peak, plan);
   rendering.limitedSamples = writer.limited();
   rendering.beyondLibrary =
-      peak * double{plan.scale} > kMaxSample * rendering.outputGain;
+      peak * double{RenderPlan::kScale} > kMaxSample * rendering.outputGain;
   writer.commit();
   return rendering;
 }

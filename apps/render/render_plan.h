@@ -44,7 +44,7 @@ struct RenderPlan {
   /// scaled gains, of every product and sum and of their rounding, so that dividing by
   /// it gives the same bits, as long as no number becomes denormal: gains of -200 dB
   /// and outputs of 2^-94 are normal at this scale.
-  static constexpr float scale = 0x1p-32F;
+  static constexpr float kScale = 0x1p-32F;
   int jobs = 1;  // streams that render side by side
 
   const host::StreamPlan& stream() const { return parts.front().stream; }

@@ -260,7 +260,7 @@ std::string peakText(const RenderPlan& plan, const Rendering& rendering) {
   const std::string advice = adviceText(plan.options, decibels);
   if (rendering.beyondLibrary) {
     return text + ", clipped: samples are limited to " +
-           decibelText(kMaxSample / plan.scale) + "FS; " + advice;
+           decibelText(kMaxSample / RenderPlan::kScale) + "FS; " + advice;
   }
   if (plan.format.samples == audio::SampleFormat::float32) {
     return text + ", above full scale, which a float file keeps; " + advice;

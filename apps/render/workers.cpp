@@ -15,8 +15,8 @@ host::Stream streamOf(const StreamPart& part,
                       std::shared_ptr<const host::PartitionSets> sets) {
   host::Stream stream(part.stream, std::move(sets));
   const ParamStruct& params = part.stream.params();
-  stream.setDryGain(params.dryGain * RenderPlan::scale);
-  stream.setWetGain(params.wetGain[0] * RenderPlan::scale);
+  stream.setDryGain(params.dryGain * RenderPlan::kScale);
+  stream.setWetGain(params.wetGain[0] * RenderPlan::kScale);
   return stream;
 }
 
@@ -25,7 +25,7 @@ host::Stream streamOf(const StreamPart& part,
 void undoScale(Planar& samples, std::size_t first) {
   for (std::size_t k = 0; k < std::min(samples.size(), kLowFrequency); ++k) {
     for (float& sample : std::span(samples[k]).subspan(first)) {
-      sample /= RenderPlan::scale;
+      sample /= RenderPlan::kScale;
     }
   }
 }
