@@ -22,7 +22,7 @@ for preset in x86_64-bench i386-bench; do
   awk -f bench/boundaries.awk "build/$preset/callgrind.out" >>"build/$preset/figures.tsv"
 done
 
-say "Rendering files beside ffmpeg and sox"
+say "Rendering files beside ffmpeg"
 build x86_64-bench ulmar-render
 bench/offline.sh "$PWD/build/x86_64-bench/ulmar-render" >>build/x86_64-bench/figures.tsv ||
   fail "rendering files stopped."

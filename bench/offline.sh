@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # offline.sh RENDERER: ten minutes of stereo noise through responses of several lengths, by
-# the renderer with one job and with all, by ffmpeg's afir at the best of its partition
-# lengths, and by sox. Files lie in memory. Prints "name<TAB>seconds", medians of wall time
+# the renderer with one job and with all, and by ffmpeg's afir at the best of its partition
+# lengths. Files lie in memory. Prints "name<TAB>seconds", medians of wall time
 # over rounds in which all take their turn.
 set -euo pipefail
 renderer=$1
@@ -22,21 +22,18 @@ afir() { # PARTITION
     "[0:a][1:a]afir=minp=$1:maxp=$1:gtype=none" -c:a pcm_f32le out.wav
 }
 ours() { "$renderer" -i dry.wav --ir ir.wav -o out.wav --dry off "$@"; }
-fir() { sox dry.wav -e float -b 32 out.wav fir taps.txt; }
 
 sox -R -n -r 48000 -c 2 -b 24 dry.wav synth 600 pinknoise vol 0.1
 for length in 0.5 2.35 6 30; do
   printf 'offline %s\n' "$length" >&2
   sox -R -n -r 48000 -c 2 -b 24 ir.wav synth "$length" whitenoise vol 0.02 \
     fade t 0 "$length" "$length"
-  sox ir.wav -t dat - remix 1 | awk '!/^;/ { print $2 }' >taps.txt
   for ((round = 0; round < rounds; ++round)); do
     printf 'one\t%s\n' "$(seconds ours --jobs 1)"
     printf 'all\t%s\n' "$(seconds ours)"
     for partition in 4096 8192 16384 32768; do
       printf 'afir-%s\t%s\n' "$partition" "$(seconds afir "$partition")"
     done
-    printf 'sox\t%s\n' "$(seconds fir)"
   done | sort | awk -F'\t' -v rounds="$rounds" -v length_="$length" '
     { times[$1, ++count[$1]] = $2 }
     END {

@@ -227,14 +227,13 @@ function offline(    i, n, lengths, s) {
   say("\n## Rendering files\n")
   say("Ten minutes of stereo noise at 48 kHz, 24 bit, through stereo responses, to a float file, all")
   say("in memory (x86-64): wall time of `ulmar-render` with one job and with as many as there are")
-  say("processors, over that of ffmpeg\x27s `afir` at the best of four partition lengths and of sox\x27s")
-  say("`fir`.\n")
-  say("| response, s | one job over afir | all jobs over afir | all jobs over one | one job over sox |")
-  say("|---|---|---|---|---|")
+  say("processors, over that of ffmpeg\x27s `afir` at the best of four partition lengths.\n")
+  say("| response, s | one job over afir | all jobs over afir | all jobs over one |")
+  say("|---|---|---|---|")
   for (i = 1; i <= n; ++i) {
     s = "offline/" lengths[i] "/"
     say("| " lengths[i] " | " over(1, s "one", s "afir") " | " over(1, s "all", s "afir") " | " \
-        over(1, s "all", s "one") " | " over(1, s "one", s "sox") " |")
+        over(1, s "all", s "one") " |")
   }
 }
 
