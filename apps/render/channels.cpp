@@ -3,44 +3,65 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <span>
 
+#include "apps/render/bed.h"
 #include "ulmar/audio/channel_layout.h"
 #include "ulmar/host/raised_cosine.h"
 
 namespace ulmar::render {
 
 // The library copies the low-frequency channel without delay. It is delayed here by as
-// much as the library delays the dry signal.
+// much as the library delays the dry signal, and so is a dry bed, which passes by.
 Source::Source(const RenderPlan& plan, audio::AudioReader& input)
     : input_(input),
-      order_(audio::libraryOrder(plan.input.channels, plan.input.speakers)),
-      delays_(order_.size()),
-      interleaved_(static_cast<std::size_t>(kBufferFrames) * order_.size()) {
-  if (order_.size() > kLowFrequency) delays_[kLowFrequency] = plan.params().dryDelay;
-  for (const int delay : delays_) {
-    channels_.emplace_back(static_cast<std::size_t>(delay + kBufferFrames));
+      numFileChannels_(static_cast<std::size_t>(plan.input.channels)),
+      interleaved_(kBufferFrames * numFileChannels_) {
+  const Routing& routing = plan.routing;
+  const std::vector<int> order =
+      audio::libraryOrder(plan.input.channels, plan.input.speakers);
+  const auto place = [&](std::size_t k) { return static_cast<std::size_t>(order[k]); };
+  const auto delay = static_cast<std::size_t>(plan.params().dryDelay);
+  if (routing.source == routing.input) {
+    for (std::size_t k = 0; k < order.size(); ++k) {
+      channels_.push_back({{{place(k), 1.0F}}, k == kLowFrequency ? delay : 0, {}});
+    }
+  } else {
+    for (const auto& gains : downMixGains(routing.input, routing.source)) {
+      Channel& channel = channels_.emplace_back();
+      for (std::size_t k = 0; k < gains.size(); ++k) {
+        if (gains[k] != 0.0F) channel.shares.push_back({place(k), gains[k]});
+      }
+    }
   }
-  for (std::size_t k = 0; k < channels_.size(); ++k) {
-    starts_.push_back(channels_[k].data());
-    undelayed_.push_back(channels_[k].data() + delays_[k]);
+  for (std::size_t k = 0; routing.dryBed && k < order.size(); ++k) {
+    channels_.push_back({{{place(k), 1.0F}}, delay, {}});
+  }
+  for (Channel& channel : channels_) {
+    channel.samples.resize(channel.delay + kBufferFrames);
+    starts_.push_back(channel.samples.data());
+    undelayed_.push_back(channel.samples.data() + channel.delay);
+  }
+}
+
+void Source::take(Channel& channel, std::size_t given) const {
+  // What the delay has held back of the last call.
+  std::copy_n(channel.samples.begin() + static_cast<std::ptrdiff_t>(lastFrames_),
+              channel.delay, channel.samples.begin());
+  const std::span<float> samples = std::span(channel.samples).subspan(channel.delay);
+  std::ranges::fill(samples, 0.0F);
+  for (const Share& share : channel.shares) {
+    const float* const first = interleaved_.data() + share.channel;
+    for (std::size_t i = 0; i < given; ++i) {
+      samples[i] += share.gain * first[i * numFileChannels_];
+    }
   }
 }
 
 const float* const* Source::next(int frames) {
   const int given = input_.read(interleaved_.data(), frames);
-  const std::size_t numChannels = channels_.size();
-  for (std::size_t k = 0; k < numChannels; ++k) {
-    auto& channel = channels_[k];
-    const int delay = delays_[k];
-    // What the delay has held back of the last call.
-    std::copy_n(channel.begin() + lastFrames_, delay, channel.begin());
-    std::fill(channel.begin() + delay + given, channel.end(), 0.0F);
-    const float* const first = interleaved_.data() + order_[k];
-    for (std::size_t i = 0; i < static_cast<std::size_t>(given); ++i) {
-      channel[static_cast<std::size_t>(delay) + i] = first[i * numChannels];
-    }
-  }
-  lastFrames_ = frames;
+  for (Channel& channel : channels_) take(channel, static_cast<std::size_t>(given));
+  lastFrames_ = static_cast<std::size_t>(frames);
   return starts_.data();
 }
 

@@ -19,25 +19,36 @@ inline constexpr int kBufferFrames = 8192;
 /// The low-frequency channel among the library's, which copies it.
 inline constexpr std::size_t kLowFrequency = 5;
 
-/// The input as the stream takes it, then silence.
+/// The input as the streams take it, then silence.
 class Source {
  public:
   /// input: at its start.
   Source(const RenderPlan& plan, audio::AudioReader& input);
 
-  /// The next frames, at most kBufferFrames, of each of the stream's input channels.
+  /// The next frames, at most kBufferFrames, of each of Routing::channelsRead().
   const float* const* next(int frames);
 
-  /// The frames of the last call as the input has them, before any delay.
+  /// The frames of the last call as the streams take them, before any delay.
   const float* const* undelayed() const { return undelayed_.data(); }
 
  private:
+  /// A channel of the file, and how much of it.
+  struct Share {
+    std::size_t channel;
+    float gain;
+  };
+  struct Channel {
+    std::vector<Share> shares;
+    std::size_t delay = 0;       // in frames
+    std::vector<float> samples;  // from a delay before the next frame on
+  };
+  void take(Channel& channel, std::size_t given) const;
+
   audio::AudioReader& input_;
-  std::vector<int> order_;   // the file's channel of each of the stream's
-  std::vector<int> delays_;  // of each, in frames
-  int lastFrames_ = 0;       // of the last call
+  std::size_t numFileChannels_;
+  std::size_t lastFrames_ = 0;  // of the last call
   std::vector<float> interleaved_;
-  Planar channels_;  // each from a delay before the next frame on
+  std::vector<Channel> channels_;
   std::vector<const float*> starts_;
   std::vector<const float*> undelayed_;
 };

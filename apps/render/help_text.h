@@ -42,11 +42,15 @@ left surround, right surround, unless they say otherwise. A response for them is
              10, five from left and five from right.
 Dry mono comes from the centre, dry stereo from left and right. 5.0 and 5.1 input
 is down-mixed for their reverberation, L + 0.7071 (C + Ls) to the left and R + 0.7071
-(C + Rs) to the right; dry, it keeps its channels. Through a mono, stereo or
-true-stereo response it stays 5.0 or 5.1: left and right go through it as a pair, and
-so do the surrounds; the centre goes through its mono sum.
-The low-frequency channel of 5.1 is copied as it is, in time with the others. From
-other input it is silent.
+(C + Rs) to the right; dry, it keeps its channels.
+
+A bed (quad, 5.0, 5.1 or 7.1) goes through a mono, stereo or true-stereo response
+group by group and stays a bed: left and right as a pair, surrounds and backs
+likewise, the centre through the mono sum of the response; --map says otherwise. With
+--out-layout stereo or mono its down-mix is rendered: L + 0.7071 (C + Ls + Lb) to the
+left, likewise to the right, both at -3 dB to mono, without the low-frequency channel.
+That channel is otherwise copied as it is, in time with the others. In 5.1 from other
+input it is silent.
 
 The exit code is 0 when all was done, 1 when it was refused or failed, and 2 when the
 call was not understood.)";

@@ -47,6 +47,9 @@ std::optional<double> parseOutputGain(const std::string& option,
 /// "full", "none" or a time in seconds.
 Tail parseTail(const std::string& option, const std::string& text);
 
+/// "centre=off,surrounds=sum": what differs from BedMap's own.
+BedMap parseBedMap(const std::string& option, const std::string& text);
+
 /// "auto", "off" or a power of two, as host::StreamOptions::tail has them.
 int parseTailBlock(const std::string& option, const std::string& text,
                    const Range& range);
@@ -69,11 +72,23 @@ inline constexpr Words<audio::SampleFormat, 4> kFormatWords = {
      {"24", audio::SampleFormat::pcm24},
      {"16", audio::SampleFormat::pcm16}}};
 
-inline constexpr Words<audio::ChannelLayout, 4> kChannelLayoutWords = {
+inline constexpr Words<audio::ChannelLayout, 6> kChannelLayoutWords = {
     {{"mono", audio::ChannelLayout::mono},
      {"stereo", audio::ChannelLayout::stereo},
+     {"quad", audio::ChannelLayout::quad},
      {"5.0", audio::ChannelLayout::five},
-     {"5.1", audio::ChannelLayout::fiveOne}}};
+     {"5.1", audio::ChannelLayout::fiveOne},
+     {"7.1", audio::ChannelLayout::sevenOne}}};
+inline constexpr Words<GroupWay BedMap::*, 4> kGroupWords = {
+    {{"front", &BedMap::front},
+     {"centre", &BedMap::centre},
+     {"surrounds", &BedMap::surrounds},
+     {"back", &BedMap::back}}};
+inline constexpr Words<GroupWay, 5> kGroupWayWords = {{{"pair", GroupWay::pair},
+                                                       {"sum", GroupWay::sum},
+                                                       {"left", GroupWay::left},
+                                                       {"right", GroupWay::right},
+                                                       {"off", GroupWay::off}}};
 inline constexpr Words<ResponseLayout, 5> kResponseLayoutWords = {
     {{"mono", ResponseLayout::mono},
      {"stereo", ResponseLayout::stereo},

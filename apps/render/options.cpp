@@ -157,6 +157,21 @@ void addSurroundOptions(CLI::App& app, Options& options) {
       "Delay the surrounds' reverberation");
 }
 
+void addBedOptions(CLI::App& app, Options& options) {
+  app.option_defaults()->group("Beds: quad, 5.0, 5.1 and 7.1");
+  addValue(
+      app, "--map", "LIST",
+      [&](const std::string& text) { options.bedMap = parseBedMap("--map", text); },
+      "How groups of channels go through a mono, stereo\n"
+      "or true-stereo response, as GROUP=WAY,...; front,\n"
+      "centre, surrounds or back, as a pair, through the\n"
+      "mono sum, its left or its right, or off, not at\n"
+      "all (default: pair, and the centre's is sum)");
+  app.add_flag("--dry-bed", options.dryBed,
+               "Leave the bed as it is and add to it what the\n"
+               "response makes of its stereo down-mix");
+}
+
 void addEngineOptions(CLI::App& app, Options& options) {
   app.option_defaults()->group("Engine");
   addValue(
@@ -201,8 +216,8 @@ void addOutputOptions(CLI::App& app, Options& options) {
       [&](const std::string& text) {
         options.outLayout = parseWord("--out-layout", text, kChannelLayoutWords);
       },
-      "mono, stereo, 5.0 or 5.1 (default: as the\n"
-      "input and the response make it)");
+      "mono, stereo, quad, 5.0, 5.1 or 7.1 (default: as\n"
+      "the input and the response make it)");
   addValue(
       app, "--format", "HOW",
       [&](const std::string& text) {
@@ -278,6 +293,9 @@ void checkTogether(const Options& options) {
                      std::to_string(host::kMinTruncatedBlockLen) +
                      " with --hf-truncate");
   }
+  if (options.dryBed && options.dryGain != 1.0) {
+    refuse("--dry and --dry-bed exclude each other: a dry bed stays as it is");
+  }
   if (options.seed && !options.room)
     refuse("--seed belongs to --room, which is not given");
   checkResponseWords(options);
@@ -292,6 +310,7 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
   addResponseOptions(app, options);
   addMixOptions(app, options);
   addSurroundOptions(app, options);
+  addBedOptions(app, options);
   addEngineOptions(app, options);
   addOutputOptions(app, options);
   app.footer(kFooter);

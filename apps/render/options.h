@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "apps/render/bed.h"
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/audio/channel_layout.h"
 #include "ulmar/audio/response_layout.h"
@@ -51,6 +52,8 @@ struct Options {
 
   bool decode = false;
   bool passThrough = false;
+  std::optional<BedMap> bedMap;
+  bool dryBed = false;
   std::optional<double> crossover;  // Hz
   double rearDelay = 0.0;           // s
 

@@ -1,11 +1,9 @@
 #include "apps/render/render.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <deque>
 #include <future>
-#include <span>
 #include <utility>
 
 #include "apps/render/channels.h"
@@ -17,23 +15,17 @@
 namespace ulmar::render {
 namespace {
 
-// The levels as written, but the peaks of the library's meters, which measure before
-// any limit.
-std::vector<ChannelLevel> levelsOf(std::span<const float> peaks, double gain,
-                                   const Sink& sink) {
-  std::vector<ChannelLevel> levels = sink.levels();
-  for (std::size_t k = 0; k < std::min(peaks.size(), sink.order().size()); ++k) {
-    levels[static_cast<std::size_t>(sink.order()[k])].peak =
-        gain * double{peaks[k]} / double{RenderPlan::kScale};
-  }
-  return levels;
-}
+/// What was rendered.
+struct Levels {
+  std::vector<ChannelLevel> channels;  // of the file
+  float streamPeak = 0.0F;             // before any limit of the library's
 
-double peakOf(const std::vector<ChannelLevel>& levels) {
-  double peak = 0.0;
-  for (const ChannelLevel& level : levels) peak = std::max(peak, level.peak);
-  return peak;
-}
+  double peak() const {
+    double peak = 0.0;
+    for (const ChannelLevel& channel : channels) peak = std::max(peak, channel.peak);
+    return peak;
+  }
+};
 
 // Reads what the stretches need, in their order.
 class Reader {
@@ -42,7 +34,7 @@ class Reader {
       : plan_(plan),
         source_(plan, input),
         trace_(trace),
-        kept_(static_cast<std::size_t>(plan.routing.streamInputs())) {}
+        kept_(static_cast<std::size_t>(plan.routing.channelsRead())) {}
 
   Work workFor(const Stretch& stretch, std::int64_t keep) {
     Work work;
@@ -84,13 +76,12 @@ class Reader {
 // All frames, into the writer if there is one. Reading, rendering and writing overlap:
 // stretches are read ahead of those that the workers are at, and written when they are
 // due.
-std::vector<ChannelLevel> renderAll(const RenderPlan& plan, audio::AudioReader& input,
-                                    double gain, audio::AudioWriter* writer,
-                                    Trace* trace) {
+Levels renderAll(const RenderPlan& plan, audio::AudioReader& input, double gain,
+                 audio::AudioWriter* writer, Trace* trace) {
   Progress progress(plan.streamFrames(), plan.format.sampleRate);
   Reader reader(plan, input, trace);
   Sink sink(plan, gain, writer);
-  std::array<float, kMaxChannels> peaks{};
+  float streamPeak = 0.0F;
 
   const std::vector<Stretch> stretches = stretchesOf(plan);
   std::deque<std::future<Rendered>> pending;
@@ -112,11 +103,10 @@ std::vector<ChannelLevel> renderAll(const RenderPlan& plan, audio::AudioReader& 
         std::min(std::max(plan.skippedFrames, stretch.first) - stretch.start, frames);
     if (trace != nullptr) trace->output.add(rendered.samples, first, frames);
     sink.write(rendered.samples, first, frames);
-    std::ranges::transform(peaks, rendered.peaks, peaks.begin(),
-                           [](float a, float b) { return std::max(a, b); });
+    streamPeak = std::max(streamPeak, rendered.peak);
     progress.show(stretch.end);
   }
-  return levelsOf(peaks, gain, sink);
+  return {sink.levels(), streamPeak};
 }
 
 // The gain, at most 1, that takes a peak to the largest sample of the file.
@@ -134,21 +124,24 @@ Rendering render(const RenderPlan& plan, audio::AudioReader& input, Trace* trace
   audio::AudioWriter writer(plan.options.output, plan.format);
   if (!plan.options.outputGain) {
     audio::AudioReader again(plan.options.input);
-    const double peak = peakOf(renderAll(plan, again, 1.0, nullptr, nullptr));
+    const double peak = renderAll(plan, again, 1.0, nullptr, nullptr).peak();
     // A step of single precision less, so that no rounding passes the limit.
     constexpr double kMargin = 1.0 - 0x1p-23;
     rendering.outputGain = gainFor(peak / kMargin, plan);
   }
-  rendering.levels = renderAll(plan, input, rendering.outputGain, &writer, trace);
+  Levels levels = renderAll(plan, input, rendering.outputGain, &writer, trace);
   rendering.elapsed =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   rendering.timesRealTime = plan.outSeconds() / rendering.elapsed;
   rendering.channels = audio::channelNames(plan.routing.output);
-  const double peak = peakOf(rendering.levels);
-  rendering.gainWithoutClipping = gainFor(peak, plan);
+  const double streamPeak = double{levels.streamPeak} * double{RenderPlan::kScale};
+  rendering.beyondLibrary = streamPeak > double{kMaxSample};
+  rendering.gainWithoutClipping =
+      gainFor(rendering.beyondLibrary ? levels.streamPeak * rendering.outputGain
+                                      : levels.peak(),
+              plan);
+  rendering.levels = std::move(levels.channels);
   rendering.limitedSamples = writer.limited();
-  rendering.beyondLibrary =
-      peak * double{RenderPlan::kScale} > kMaxSample * rendering.outputGain;
   writer.commit();
   return rendering;
 }

@@ -15,8 +15,7 @@ struct Rendering {
   double elapsed = 0.0;  // s, from the set-up of the stream to the last frame written
   double timesRealTime = 0.0;
   std::vector<std::string> channels;  // names, empty where there is none
-  std::vector<ChannelLevel> levels;   // of each channel of the file; peaks are those
-                                      // before any limit
+  std::vector<ChannelLevel> levels;   // of each channel of the file, before its limit
   /// The gain that would have kept every sample within full scale, at most 1.
   double gainWithoutClipping = 1.0;
   double outputGain = 1.0;          // of all that was written

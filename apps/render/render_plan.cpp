@@ -1,12 +1,14 @@
 #include "apps/render/render_plan.h"
 
 #include <algorithm>
+#include <numeric>
 #include <thread>
 #include <utility>
 
 #include "apps/common/files.h"
 #include "apps/common/text.h"
 #include "apps/draw/picture.h"
+#include "apps/render/bed.h"
 #include "apps/render/timeline.h"
 #include "ulmar/host/crossover_design.h"
 #include "ulmar/host/error.h"
@@ -18,10 +20,11 @@ namespace {
 using apps::framesIn;
 using apps::refuseToReplace;
 
-void refuseUseless(const Options& options, const audio::AudioInfo& input) {
-  if (options.crossfeed > 0.0 && input.channels < 2) {
+void refuseUseless(const Options& options, const Routing& routing,
+                   const audio::AudioInfo& input) {
+  if (options.crossfeed > 0.0 && routing.streamInputs() < 2) {
     fail("cannot feed ", input.path, " across (--crossfeed ", options.crossfeed,
-         "): it has ", input.channels, " channel, and 2 are needed");
+         "): it goes through the response as 1 channel, and 2 are needed");
   }
 }
 
@@ -39,11 +42,11 @@ host::StreamOptions streamOptions(const Options& options,
   stream.hfTruncate = options.hfTruncate;
   stream.tail = options.tailBlock;
   stream.wetGain = static_cast<float>(options.wetGain);
-  stream.dryGain = static_cast<float>(options.dryGain);
+  stream.dryGain = routing.dryBed ? 0.0F : static_cast<float>(options.dryGain);
   stream.crossfeed = static_cast<float>(options.crossfeed);
   stream.dryDelay =
       options.align ? blockLen + static_cast<int>(prepared.info.ringing) : 0;
-  if (routing.surround() && !routing.pairwise()) {
+  if (routing.forFive()) {
     stream.foldToStereo = routing.folds();
     stream.passThrough = !routing.decodes();
     stream.rearDelay = static_cast<int>(framesIn(options.rearDelay, sampleRate));
@@ -54,37 +57,38 @@ host::StreamOptions streamOptions(const Options& options,
   return stream;
 }
 
+std::vector<std::size_t> firstChannels(int count) {
+  std::vector<std::size_t> channels(static_cast<std::size_t>(count));
+  std::iota(channels.begin(), channels.end(), std::size_t{0});
+  return channels;
+}
+
 // The parts of a rendering in blocks of one length.
 std::vector<StreamPart> partsInBlocksOf(int blockLen, const Options& options,
                                         const PreparedResponse& prepared,
                                         int sampleRate) {
   const host::StreamOptions streams =
       streamOptions(options, prepared, sampleRate, blockLen);
-  std::vector<StreamPart> parts;
-  const auto add = [&](const host::Responses& responses, std::size_t numInputs,
-                       std::size_t numOutputs, std::size_t first) {
-    const auto channels = [&](std::size_t count) {
-      std::vector<std::size_t> result(count);
-      // The pairs are left and right, of which the centre stands between: L C R Ls Rs.
-      for (std::size_t k = 0; k < count; ++k) {
-        result[k] = first + (prepared.routing.pairwise() && first == 0 ? 2 * k : k);
-      }
-      return result;
-    };
-    parts.push_back(
-        {responses, channels(numInputs), channels(numOutputs),
-         host::StreamPlan(static_cast<int>(numInputs), static_cast<int>(numOutputs),
-                          responses.shape(), streams)});
+  const auto partOf = [&](const host::Responses& responses,
+                          std::vector<std::size_t> inputs,
+                          std::vector<std::size_t> outputs) {
+    const int numInputs = static_cast<int>(inputs.size());
+    const int numOutputs = static_cast<int>(outputs.size());
+    return StreamPart{
+        responses, std::move(inputs), std::move(outputs),
+        host::StreamPlan(numInputs, numOutputs, responses.shape(), streams)};
   };
-  constexpr std::size_t kCentre = 1;
-  constexpr std::size_t kLeftSurround = 3;
-  if (prepared.routing.pairwise()) {
-    add(prepared.responses, 2, 2, 0);
-    add(prepared.surrounds, 2, 2, kLeftSurround);
-    add(prepared.centre, 1, 1, kCentre);
+  const Routing& routing = prepared.routing;
+  std::vector<StreamPart> parts;
+  if (routing.pairwise()) {
+    const std::vector<BedGroup> groups = groupsOf(routing.source);
+    for (std::size_t k = 0; k < groups.size(); ++k) {
+      parts.push_back(
+          partOf(prepared.responses[k], groups[k].channels, groups[k].channels));
+    }
   } else {
-    add(prepared.responses, static_cast<std::size_t>(prepared.routing.streamInputs()),
-        static_cast<std::size_t>(prepared.routing.streamOutputs()), 0);
+    parts.push_back(partOf(prepared.responses[0], firstChannels(routing.streamInputs()),
+                           firstChannels(routing.streamOutputs())));
   }
   return parts;
 }
@@ -168,7 +172,6 @@ audio::AudioFormat outputFormat(const RenderPlan& plan) {
 }  // namespace
 
 RenderPlan makeRenderPlan(const Options& options, const audio::AudioInfo& input) {
-  refuseUseless(options, input);
   if (!options.output.empty()) {
     refuseToReplace(options.output, input.path);
     if (!options.room) refuseToReplace(options.output, options.response);
@@ -176,6 +179,7 @@ RenderPlan makeRenderPlan(const Options& options, const audio::AudioInfo& input)
   PreparedResponse prepared = prepareResponse(options, input);
 
   const Routing routing = prepared.routing;
+  refuseUseless(options, routing, input);
   std::vector<StreamPart> parts = partsOf(options, prepared, input.sampleRate);
   RenderPlan plan{.options = options,
                   .input = input,

@@ -30,9 +30,9 @@ struct RenderPlan {
   audio::AudioInfo input;
   ResponseInfo response;
   Routing routing;
-  /// One stream over all channels; or, where each pair of loudspeakers goes through the
-  /// response by itself, one for the front, one for the surrounds, one for the centre.
-  /// All have the same block length and gains.
+  /// One stream over all channels; or, where the channels of a bed go through the
+  /// response group by group, one for each of groupsOf() it. All have the same block
+  /// length and gains.
   std::vector<StreamPart> parts;
   std::optional<double> crossover;  // Hz, of the decoder if there is one
   audio::AudioFormat format;        // of the output

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "apps/common/text.h"
+#include "apps/render/bed.h"
 #include "apps/render/option_values.h"
 #include "ulmar/host/decibels.h"
 #include "ulmar/host/geometry.h"
@@ -62,8 +63,17 @@ std::string responseText(const RenderPlan& plan) {
   }
 }
 
+bool hasLowFrequency(audio::ChannelLayout layout) {
+  return layout == audio::ChannelLayout::fiveOne ||
+         layout == audio::ChannelLayout::sevenOne;
+}
+
 std::string pairText(const RenderPlan& plan) {
-  const bool mono = plan.routing.input == audio::ChannelLayout::mono;
+  if (plan.routing.output == audio::ChannelLayout::mono &&
+      plan.routing.response != ResponseLayout::mono) {
+    return "mono through the response's mono sum";
+  }
+  const bool mono = plan.routing.source == audio::ChannelLayout::mono;
   switch (plan.routing.response) {
     case ResponseLayout::mono:
       return mono ? "mono through the response"
@@ -79,7 +89,7 @@ std::string pairText(const RenderPlan& plan) {
 }
 
 std::string decodingText(const RenderPlan& plan) {
-  const bool mono = plan.routing.input == audio::ChannelLayout::mono;
+  const bool mono = plan.routing.source == audio::ChannelLayout::mono;
   const bool oneSource =
       audio::numSources(ResponseLayout::bFormat, plan.response.channels) == 1;
   std::string text;
@@ -97,7 +107,7 @@ std::string decodingText(const RenderPlan& plan) {
 
 std::string feedsText(const RenderPlan& plan) {
   std::string text;
-  if (plan.routing.input == audio::ChannelLayout::mono) {
+  if (plan.routing.source == audio::ChannelLayout::mono) {
     text = "mono to five loudspeakers, each through its own response";
   } else if (plan.parts[0].responses.perOutput) {
     text =
@@ -112,27 +122,53 @@ std::string feedsText(const RenderPlan& plan) {
   return text;
 }
 
+std::string_view wayText(GroupWay way, std::size_t numChannels, ResponseLayout layout) {
+  if (way == GroupWay::off) return "dry alone";
+  if (layout == ResponseLayout::mono) return "through the response";
+  switch (way) {
+    case GroupWay::pair:
+      return layout == ResponseLayout::trueStereo
+                 ? "as a pair through LL, LR, RL and RR"
+                 : "as a pair, each side through its own response";
+    case GroupWay::left:
+      return "through the response's left";
+    case GroupWay::right:
+      return "through the response's right";
+    default:
+      return numChannels == 1 ? "through the response's mono sum"
+                              : "each through the response's mono sum";
+  }
+}
+
 std::string pairwiseText(const RenderPlan& plan) {
-  const char* const how = plan.routing.response == ResponseLayout::mono
-                              ? "each channel through the response"
-                          : plan.routing.response == ResponseLayout::stereo
-                              ? "each side through its own response"
-                              : "both sides through LL, LR, RL and RR";
-  return std::string("front and surrounds as a pair each, ") + how +
-         (plan.routing.response == ResponseLayout::mono
-              ? ""
-              : "; centre through the mono sum of the response");
+  const BedMap map = plan.options.bedMap.value_or(BedMap{});
+  std::string text;
+  for (const BedGroup& group : groupsOf(plan.routing.source)) {
+    if (!text.empty()) text += "; ";
+    text += wordFor(group.way, kGroupWords);
+    text += ' ';
+    text += wayText(map.*group.way, group.channels.size(), plan.routing.response);
+  }
+  return text;
 }
 
 std::string routingText(const RenderPlan& plan) {
   const Routing& routing = plan.routing;
-  if (!routing.surround()) return pairText(plan);
   std::string text = routing.pairwise()  ? pairwiseText(plan)
                      : routing.decodes() ? decodingText(plan)
-                                         : feedsText(plan);
+                     : routing.forFive() ? feedsText(plan)
+                                         : pairText(plan);
   if (routing.folds()) text = "folded to left and right; " + text;
-  if (routing.input == audio::ChannelLayout::fiveOne) {
-    text += "; low-frequency channel copied untouched, in time with the dry signal";
+  if (routing.source != routing.input) {
+    text = std::string("down-mixed to ") +
+           wordFor(routing.source, kChannelLayoutWords) + "; " + text;
+  }
+  if (routing.dryBed) return text + ", and added to the bed, which stays as it is";
+  if (hasLowFrequency(routing.input)) {
+    text +=
+        hasLowFrequency(routing.output)
+            ? "; low-frequency channel copied untouched, in time with the dry signal"
+            : "; low-frequency channel left out";
   } else if (routing.addsLowFrequency()) {
     text += "; low-frequency channel silent, as the input has none";
   }
@@ -181,15 +217,17 @@ std::string latencyText(const RenderPlan& plan) {
 
 std::string mixText(const RenderPlan& plan) {
   const Options& options = plan.options;
-  std::string text =
-      "wet " + decibelText(options.wetGain) + ", dry " + decibelText(options.dryGain);
+  std::string text = "wet " + decibelText(options.wetGain) + ", dry " +
+                     (options.dryBed ? "as it is" : decibelText(options.dryGain));
   if (plan.response.predelay > 0) {
     text += ", predelay " + millisecondsText(options.predelay) + " (" +
             countText(plan.response.predelay, "frame") + ")";
   }
-  if (plan.params().rearDelay > 0) {
-    text += ", surrounds " + millisecondsText(options.rearDelay) + " late (" +
-            countText(plan.params().rearDelay, "frame") + ")";
+  if (options.rearDelay > 0.0) {
+    text +=
+        ", surrounds " + millisecondsText(options.rearDelay) + " late (" +
+        countText(apps::framesIn(options.rearDelay, plan.input.sampleRate), "frame") +
+        ")";
   }
   if (options.crossfeed > 0.0) text += ", crossfeed " + fixed(options.crossfeed, 2);
   return text;

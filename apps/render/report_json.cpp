@@ -1,4 +1,5 @@
 #include "apps/common/json.h"
+#include "apps/common/text.h"
 #include "apps/render/option_values.h"
 #include "apps/render/report.h"
 #include "ulmar/host/geometry.h"
@@ -33,13 +34,28 @@ Json responseFigures(const RenderPlan& plan) {
           {"normalizationGain", info.normalizationGain}};
 }
 
+// Of a bed, the way of each group of channels; null for anything else.
+Json groupFigures(const RenderPlan& plan) {
+  if (!plan.routing.pairwise()) return nullptr;
+  const BedMap map = plan.options.bedMap.value_or(BedMap{});
+  Json groups;
+  for (const BedGroup& group : groupsOf(plan.routing.source)) {
+    groups[wordFor(group.way, kGroupWords)] = wordFor(map.*group.way, kGroupWayWords);
+  }
+  return groups;
+}
+
 Json mixFigures(const RenderPlan& plan) {
   return {{"wetGain", plan.options.wetGain},
           {"dryGain", plan.options.dryGain},
           {"crossfeed", plan.options.crossfeed},
           {"predelayFrames", plan.response.predelay},
-          {"rearDelayFrames", plan.params().rearDelay},
+          {"rearDelayFrames",
+           apps::framesIn(plan.options.rearDelay, plan.input.sampleRate)},
           {"folded", plan.routing.folds()},
+          {"source", wordFor(plan.routing.source, kChannelLayoutWords)},
+          {"groups", groupFigures(plan)},
+          {"dryBed", plan.routing.dryBed},
           {"aligned", plan.options.align}};
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "apps/common/text.h"
+#include "apps/render/bed.h"
 #include "apps/render/response_source.h"
 #include "ulmar/audio/resample.h"
 #include "ulmar/host/error.h"
@@ -117,20 +118,6 @@ void delay(host::Responses& responses, std::int64_t frames) {
   }
 }
 
-// Of a pair's responses; see PreparedResponse.
-std::vector<float> centreOf(const host::Responses& pair) {
-  std::vector<float> sum(static_cast<std::size_t>(pair.length()));
-  for (int input = 0; input < 2; ++input) {
-    for (int output = 0; output < 2; ++output) {
-      const auto* const response = pair.between(input, output);
-      if (response == nullptr) continue;
-      for (std::size_t n = 0; n < response->size(); ++n)
-        sum[n] += 0.5F * (*response)[n];
-    }
-  }
-  return sum;
-}
-
 host::Responses arrange(const Planar& signal, const ResponseInfo& info,
                         ResponseLayout layout, int inputChannels,
                         const std::string& input) {
@@ -139,6 +126,30 @@ host::Responses arrange(const Planar& signal, const ResponseInfo& info,
   } catch (const Error& error) {
     fail("cannot put ", input, " through ", info.name, ": ", error.what());
   }
+}
+
+// For the source of a stream; of the channels of a bed, for a pair.
+host::Responses arrangeFor(const Routing& routing, const Planar& signal,
+                           const ResponseInfo& info, const std::string& input) {
+  const bool inMono = routing.output == audio::ChannelLayout::mono;
+  const int channels = routing.pairwise() || inMono ? 2 : routing.streamInputs();
+  const host::Responses responses =
+      arrange(signal, info, routing.response, channels, input);
+  return inMono ? monoSum(responses) : responses;
+}
+
+std::vector<host::Responses> groupResponses(const Options& options,
+                                            audio::ChannelLayout bed,
+                                            const host::Responses& pair,
+                                            std::int64_t rearDelay) {
+  const BedMap map = options.bedMap.value_or(BedMap{});
+  std::vector<host::Responses> responses;
+  for (const BedGroup& group : groupsOf(bed)) {
+    responses.push_back(responsesOf(map.*group.way, group.channels.size(), pair));
+    const bool isFront = group.way == &BedMap::front || group.way == &BedMap::centre;
+    if (!isFront) delay(responses.back(), rearDelay);
+  }
+  return responses;
 }
 
 }  // namespace
@@ -155,10 +166,7 @@ PreparedResponse prepareResponse(const Options& options,
   signal = audio::resampleResponse(signal, info.sourceRate, input.sampleRate);
   info.frames = std::ssize(signal[0]) - 2 * info.ringing;
 
-  host::Responses& responses = prepared.responses;
-  const ResponseLayout layout = prepared.routing.response;
-  const bool pairwise = prepared.routing.pairwise();
-  responses = arrange(signal, info, layout, pairwise ? 2 : input.channels, input.path);
+  host::Responses responses = arrangeFor(prepared.routing, signal, info, input.path);
   if (peakOf(responses) == 0.0) {
     const std::string used =
         info.usedFrames == 1
@@ -166,7 +174,8 @@ PreparedResponse prepareResponse(const Options& options,
             : "all " + std::to_string(info.usedFrames) + " frames that are used are";
     fail("cannot use ", info.name, ": ", used, " silent");
   }
-  info.normalizationGain = normalizationGain(options.normalization, responses, layout);
+  info.normalizationGain =
+      normalizationGain(options.normalization, responses, prepared.routing.response);
   for (auto& response : responses.samples) {
     if (options.normalization != Normalization::none) {
       for (float& sample : response) {
@@ -175,10 +184,11 @@ PreparedResponse prepareResponse(const Options& options,
     }
   }
   delay(responses, info.predelay);
-  if (pairwise) {
-    prepared.surrounds = responses;
-    delay(prepared.surrounds, framesIn(options.rearDelay, input.sampleRate));
-    prepared.centre = {1, 1, false, {centreOf(responses)}};
+  if (prepared.routing.pairwise()) {
+    prepared.responses = groupResponses(options, prepared.routing.source, responses,
+                                        framesIn(options.rearDelay, input.sampleRate));
+  } else {
+    prepared.responses = {std::move(responses)};
   }
   return prepared;
 }

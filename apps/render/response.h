@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "apps/render/options.h"
 #include "apps/render/routing.h"
@@ -33,12 +34,10 @@ struct ResponseInfo {
 struct PreparedResponse {
   ResponseInfo info;
   Routing routing;
-  host::Responses responses;
-  /// Where pairs of loudspeakers go through the response by themselves (`responses` is
-  /// then of the front): the same later by the rear delay, and what the centre makes of
-  /// it as the sum, at -3 dB, of both outputs to which it goes as both inputs at -3 dB.
-  host::Responses surrounds;
-  host::Responses centre;
+  /// Of the one stream; or, where the channels of a bed go through the response group
+  /// by group, of each of groupsOf() the bed, surrounds and backs later by the rear
+  /// delay.
+  std::vector<host::Responses> responses;
 };
 
 /// Trimming and fading act at the response's own rate, so that they fall on its frames.

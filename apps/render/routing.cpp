@@ -5,6 +5,7 @@
 #include <span>
 
 #include "apps/common/text.h"
+#include "apps/render/bed.h"
 #include "apps/render/option_values.h"
 #include "ulmar/host/error.h"
 
@@ -19,13 +20,20 @@ bool hasFive(ChannelLayout layout) {
   return layout == ChannelLayout::five || layout == ChannelLayout::fiveOne;
 }
 
+// Quad and 7.1.
+bool hasOthersThanFive(ChannelLayout layout) {
+  return isBed(layout) && !hasFive(layout);
+}
+
 ChannelLayout inputLayout(const audio::AudioInfo& input) {
   if (const auto layout = audio::layoutOf(input)) return *layout;
   const std::string speakers = audio::speakerNames(input.speakers);
-  fail("cannot use ", input.path, " as input: its ",
-       countText(input.channels, "channel"),
-       speakers.empty() ? "" : " (" + speakers + ")",
-       " are not those of mono, stereo, 5.0 or 5.1, which have 1, 2, 5 or 6");
+  fail(
+      "cannot use ", input.path, " as input: its ",
+      countText(input.channels, "channel"),
+      speakers.empty() ? "" : " (" + speakers + ")",
+      " are not those of mono, stereo, quad, 5.0, 5.1 or 7.1, which have 1, 2, 4, 5, 6 "
+      "or 8");
 }
 
 void refuseCount(const audio::AudioInfo& response, ResponseLayout layout,
@@ -85,45 +93,59 @@ ResponseLayout roomLayout(const Options& options, ChannelLayout input) {
 ChannelLayout outputLayout(const Options& options, ChannelLayout input,
                            ResponseLayout response) {
   if (options.outLayout) return *options.outLayout;
-  if (hasFive(input)) return input;
+  if (isBed(input)) return input;
   if (audio::isForFive(response)) return ChannelLayout::five;
   return input == ChannelLayout::mono && response == ResponseLayout::mono
              ? ChannelLayout::mono
              : ChannelLayout::stereo;
 }
 
+ChannelLayout sourceLayout(const Routing& routing) {
+  if (routing.dryBed) return ChannelLayout::stereo;
+  if (isBed(routing.output)) return routing.input;
+  if (routing.output == ChannelLayout::mono) return ChannelLayout::mono;
+  return isBed(routing.input) ? ChannelLayout::stereo : routing.input;
+}
+
+// Whether the reverberation can have the output's channels.
 void refuseMismatch(const Routing& routing, const std::string& input,
                     const std::string& response) {
   const std::string output = wordFor(routing.output, kChannelLayoutWords);
+  const std::string from = wordFor(routing.input, kChannelLayoutWords);
   const std::string start = "cannot render " + input + " in " + output;
-  if (routing.input == ChannelLayout::fiveOne &&
-      routing.output != ChannelLayout::fiveOne) {
-    fail(start, ": it is 5.1, whose low-frequency channel ",
-         routing.surround() ? "would be lost" : "has no place there",
-         "; give --out-layout 5.1");
-  }
-  if (routing.folds() && !routing.surround()) {
-    fail(start,
-         ": it is 5.0, and only its reverberation would be folded; give "
-         "--out-layout 5.0 or 5.1");
-  }
-  if (routing.input == ChannelLayout::stereo && routing.output == ChannelLayout::mono) {
-    fail(start, ": it is stereo; give --out-layout stereo");
-  }
   const std::string through =
       start + " through " + response + ": it is " + nameOf(routing.response);
-  if (routing.surround() && !audio::isForFive(routing.response) &&
-      !routing.pairwise()) {
+  if (routing.dryBed) {
+    if (!isBed(routing.input) || routing.output != routing.input) {
+      fail(start, " (--dry-bed): it is ", from,
+           ", and only quad, 5.0, 5.1 and 7.1 stay as they are");
+    }
+    if (routing.forFive() && routing.input == ChannelLayout::quad) {
+      fail(through, ", and quad (--dry-bed) has no centre for it");
+    }
+    return;
+  }
+  const bool keeps = routing.output == routing.input;
+  if (routing.input == ChannelLayout::fiveOne &&
+      routing.output == ChannelLayout::five) {
+    fail(start,
+         ": it is 5.1, whose low-frequency channel would be lost; give --out-layout "
+         "5.1");
+  }
+  const bool toFive = hasFive(routing.output) && !hasOthersThanFive(routing.input);
+  if (isBed(routing.output) && !keeps && !toFive) {
+    fail(start, ": it is ", from, ", and only ",
+         hasFive(routing.output) ? "mono, stereo, 5.0 and 5.1" : output,
+         " can be rendered so");
+  }
+  if (isBed(routing.output) && !routing.forFive() && !isBed(routing.input)) {
     fail(through,
          ", and five loudspeakers take B-format (--bformat fuma or ambix) or "
          "speaker feeds (5 or 10 channels)");
   }
-  if (!routing.surround() && audio::isForFive(routing.response)) {
-    fail(through, ", which is for five loudspeakers; give --out-layout 5.0 or 5.1");
-  }
-  if (routing.output == ChannelLayout::mono &&
-      routing.response != ResponseLayout::mono) {
-    fail(through, ", which is for two loudspeakers; give --out-layout stereo");
+  if (routing.forFive() && !hasFive(routing.output)) {
+    fail(through, ", which is for five loudspeakers; give --out-layout 5.0 or 5.1",
+         isBed(routing.output) ? ", or --dry-bed" : "");
   }
 }
 
@@ -134,10 +156,15 @@ void refuseUseless(const Options& options, const Routing& routing) {
          " Hz (--crossover): that is done in decoding B-format, and the response is ",
          nameOf(routing.response));
   }
-  if (options.rearDelay > 0.0 && !routing.surround()) {
+  if (options.rearDelay > 0.0 && !routing.forFive() && !routing.pairwise()) {
     fail("cannot delay the surrounds by ", 1000.0 * options.rearDelay,
          " ms (--rear-delay): the output is ", output,
-         ", and only 5.0 and 5.1 have any");
+         ", and only that of surrounds has any");
+  }
+  if (options.bedMap && !routing.pairwise()) {
+    fail(
+        "cannot send channels by --map: it is for quad, 5.0, 5.1 and 7.1 through a "
+        "mono, stereo or true-stereo response");
   }
 }
 
@@ -158,20 +185,17 @@ const char* nameOf(ResponseLayout layout) {
   }
 }
 
-bool Routing::surround() const { return hasFive(output); }
+bool Routing::pairwise() const { return isBed(source) && !forFive(); }
 
-bool Routing::pairwise() const {
-  return hasFive(input) && surround() && !audio::isForFive(response);
-}
-
-bool Routing::folds() const { return hasFive(input) && !pairwise(); }
+bool Routing::folds() const { return hasFive(source) && forFive(); }
 
 bool Routing::addsLowFrequency() const {
   return output == ChannelLayout::fiveOne && input != ChannelLayout::fiveOne;
 }
 
 int Routing::streamOutputs() const {
-  return addsLowFrequency() ? 5 : audio::channelsOf(output);
+  if (addsLowFrequency() || (dryBed && forFive())) return 5;
+  return audio::channelsOf(dryBed ? source : output);
 }
 
 Routing routingFor(const Options& options, const audio::AudioInfo& input,
@@ -181,6 +205,8 @@ Routing routingFor(const Options& options, const audio::AudioInfo& input,
   routing.response = response == nullptr ? roomLayout(options, routing.input)
                                          : responseLayout(options, *response);
   routing.output = outputLayout(options, routing.input, routing.response);
+  routing.dryBed = options.dryBed;
+  routing.source = sourceLayout(routing);
   refuseMismatch(routing, input.path,
                  response == nullptr ? "the room" : response->path);
   refuseUseless(options, routing);

@@ -12,24 +12,31 @@ const char* nameOf(ResponseLayout layout);
 
 struct Routing {
   audio::ChannelLayout input = audio::ChannelLayout::mono;
+  /// What the streams are given: the input, or its down-mix.
+  audio::ChannelLayout source = audio::ChannelLayout::mono;
   ResponseLayout response = ResponseLayout::mono;
   audio::ChannelLayout output = audio::ChannelLayout::mono;
+  /// The output is the input, to which the reverberation of the source is added.
+  bool dryBed = false;
 
-  /// Whether there are five loudspeakers.
-  bool surround() const;
-  /// Whether they get their signals from the decoder, or else as the response has them.
-  bool decodes() const { return surround() && response == ResponseLayout::bFormat; }
-  /// Whether five channels stay five: front and surrounds each go through the response
-  /// as a pair, the centre by itself.
+  /// Whether five loudspeakers get their signals from one response, from the decoder
+  /// or as the response has them.
+  bool forFive() const { return audio::isForFive(response); }
+  bool decodes() const { return response == ResponseLayout::bFormat; }
+  /// Whether the channels of a bed go through the response group by group.
   bool pairwise() const;
   /// Whether five channels of input reach the reverberation as two.
   bool folds() const;
   /// Whether the output has a low-frequency channel with nothing in it.
   bool addsLowFrequency() const;
 
-  /// Channels that the stream is called with.
-  int streamInputs() const { return audio::channelsOf(input); }
+  /// Channels that the streams take and give.
+  int streamInputs() const { return audio::channelsOf(source); }
   int streamOutputs() const;
+  /// Channels read for them: what they take, then a dry bed.
+  int channelsRead() const {
+    return streamInputs() + (dryBed ? audio::channelsOf(input) : 0);
+  }
 };
 
 /// response: null for a room. Throws Error naming the file for layouts that cannot be

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <span>
 #include <utility>
 
+#include "apps/render/bed.h"
 #include "apps/render/channels.h"
 
 namespace ulmar::render {
@@ -23,7 +25,8 @@ host::Stream streamOf(const StreamPart& part,
 // Exact, as the scale is a power of two. The low-frequency channel, which the stream
 // copies, has none.
 void undoScale(Planar& samples, std::size_t first) {
-  for (std::size_t k = 0; k < std::min(samples.size(), kLowFrequency); ++k) {
+  for (std::size_t k = 0; k < samples.size(); ++k) {
+    if (k == kLowFrequency) continue;
     for (float& sample : std::span(samples[k]).subspan(first)) {
       sample /= RenderPlan::kScale;
     }
@@ -52,36 +55,54 @@ void processPart(const StreamPart& part, host::Stream& stream, Planar& samples,
   }
 }
 
+// Adds the reverberation of left and right, or of L C R Ls Rs, to the same channels of
+// the bed, both in the library's order.
+Planar mixed(audio::ChannelLayout layout, Planar bed, const Planar& wet) {
+  const std::vector<std::size_t> front = groupsOf(layout)[0].channels;
+  for (std::size_t k = 0; k < wet.size(); ++k) {
+    std::vector<float>& channel = bed[wet.size() == 2 ? front[k] : k];
+    for (std::size_t i = 0; i < channel.size(); ++i) channel[i] += wet[k][i];
+  }
+  return bed;
+}
+
+void processStretch(const StreamPart& part, host::Stream& stream, const Work& work,
+                    Planar& samples, Trace* trace) {
+  const auto ahead = static_cast<std::size_t>(work.ahead);
+  const std::size_t total = samples[0].size();
+  if (!work.continues) stream.reset();
+  if (trace != nullptr) trace->startPart();
+  for (std::size_t done = 0; done < total;) {
+    if (done == ahead) stream.clearPeaks();
+    const std::size_t end = done < ahead ? ahead : total;
+    const auto frames = std::min(end - done, std::size_t{kBufferFrames});
+    processPart(part, stream, samples, done, static_cast<int>(frames), trace);
+    done += frames;
+  }
+}
+
 Rendered renderStretch(const RenderPlan& plan, std::vector<host::Stream>& streams,
                        Work work, Trace* trace) {
-  Rendered rendered{.samples = std::move(work.samples), .peaks = {}};
+  Rendered rendered{.samples = std::move(work.samples), .peak = 0.0F};
   Planar& samples = rendered.samples;
-  const auto numOutputs = static_cast<std::size_t>(plan.routing.streamOutputs());
   const std::size_t total = samples[0].size();
+  const auto numInputs = static_cast<std::ptrdiff_t>(plan.routing.streamInputs());
+  const auto numOutputs = static_cast<std::size_t>(plan.routing.streamOutputs());
+  Planar bed(std::make_move_iterator(samples.begin() + numInputs),
+             std::make_move_iterator(samples.end()));
+  samples.resize(static_cast<std::size_t>(numInputs));
   samples.resize(std::max(samples.size(), numOutputs));
   for (auto& channel : samples) channel.resize(total);
 
-  const auto ahead = static_cast<std::size_t>(work.ahead);
   if (trace != nullptr) trace->startStretch();
   for (std::size_t p = 0; p < streams.size(); ++p) {
-    const StreamPart& part = plan.parts[p];
-    host::Stream& stream = streams[p];
-    if (!work.continues) stream.reset();
-    if (trace != nullptr) trace->startPart();
-    for (std::size_t done = 0; done < total;) {
-      if (done == ahead) stream.clearPeaks();
-      const std::size_t end = done < ahead ? ahead : total;
-      const auto frames = std::min(end - done, std::size_t{kBufferFrames});
-      processPart(part, stream, samples, done, static_cast<int>(frames), trace);
-      done += frames;
-    }
-    const auto peaks = stream.peaks();
-    for (std::size_t k = 0; k < std::min(part.outputs.size(), peaks.size()); ++k) {
-      rendered.peaks[part.outputs[k]] = peaks[k];
-    }
+    processStretch(plan.parts[p], streams[p], work, samples, trace);
+    rendered.peak = std::max(rendered.peak, std::ranges::max(streams[p].peaks()));
   }
+  rendered.peak /= RenderPlan::kScale;
   samples.resize(numOutputs);
-  undoScale(samples, ahead);
+  undoScale(samples, static_cast<std::size_t>(work.ahead));
+  if (!bed.empty()) samples = mixed(plan.routing.input, std::move(bed), samples);
   return rendered;
 }
 

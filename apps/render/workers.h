@@ -2,7 +2,6 @@
 // sets.
 #pragma once
 
-#include <array>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -22,16 +21,18 @@ namespace ulmar::render {
 
 /// A stretch to be rendered.
 struct Work {
-  Planar samples;          // what the stream is fed
+  Planar samples;          // what is fed to the streams, then a dry bed
   std::int64_t ahead = 0;  // frames of it that are only history
   bool continues = false;  // the stream goes on as the last stretch has left it
 };
 
 struct Rendered {
-  /// Of the stream's output channels, at the file's scale, from frame Work::ahead on.
+  /// Of the output channels that anything is rendered to, at the file's scale, from
+  /// frame Work::ahead on.
   Planar samples;
-  /// The library's meters, before any limit, at the stream's scale.
-  std::array<float, kMaxChannels> peaks{};
+  /// Of the library's meters, before any limit, at the file's scale: the largest sample
+  /// of all streams.
+  float peak = 0.0F;
 };
 
 class Workers {

@@ -31,7 +31,13 @@ TEST(ChannelLayout, FindsTheLibrarysChannelsInAnyOrder) {
       layoutOf(info(5, {frontLeft, frontLeft, frontCenter, rearLeft, rearRight})));
   EXPECT_FALSE(
       layoutOf(info(5, {frontLeft, frontRight, frontCenter, sideLeft, rearRight})));
-  EXPECT_FALSE(layoutOf(info(4, {})));
+  EXPECT_FALSE(layoutOf(info(7, {})));
+  const AudioInfo wide = info(8, {sideRight, rearLeft, rearRight, sideLeft, frontRight,
+                                  frontLeft, frontCenter, lowFrequency});
+  EXPECT_EQ(layoutOf(wide), ChannelLayout::sevenOne);
+  EXPECT_EQ(libraryOrder(8, wide.speakers), (std::vector{5, 6, 4, 3, 0, 7, 1, 2}));
+  EXPECT_EQ(libraryOrder(8, {}), (std::vector{0, 2, 1, 6, 7, 3, 4, 5}));
+  EXPECT_EQ(libraryOrder(4, {}), (std::vector{0, 1, 2, 3}));
 }
 
 // A tone of its own level in each channel, in the order that each kind of file has for

@@ -299,43 +299,129 @@ TEST(Surround, PutsAnyMaterialIntoARoom) {
   }
 }
 
-// Front and surrounds as two stereo files would be rendered, the centre as a mono one
-// through the mean of the response's channels.
-TEST(Surround, TakesPairsThroughAStereoResponse) {
-  const ScratchDir folder;
-  const Planar input = noise(kNumPlaces, kInputLen, 7);
-  const Planar response = noise(2, kResponseLen, 8);
-  std::vector<float> mean(kResponseLen);
-  for (std::size_t n = 0; n < mean.size(); ++n) {
-    mean[n] = 0.5F * response[0][n] + 0.5F * response[1][n];
-  }
-  write(folder / "dry.wav", input);
-  write(folder / "front.wav", {input[0], input[1]});
-  write(folder / "rear.wav", {input[4], input[5]});
-  write(folder / "centre.wav", {input[2]});
-  write(folder / "ir.wav", response);
-  write(folder / "mean.wav", {mean});
-  const auto channelsOf = [&](const std::string& call, std::size_t count) {
-    figuresOf(folder, call + " -o wet.wav --block 128 --tail-block off --wet -3");
-    const std::vector<float> samples = audio::readAudio(folder / "wet.wav");
-    Planar channels(count);
-    for (std::size_t n = 0; n < samples.size(); ++n) {
-      channels[n % count].push_back(samples[n]);
+// A bed, and what its channels are: pairs in the order of files, the front first.
+struct Bed {
+  int channels;
+  std::vector<std::pair<std::size_t, std::size_t>> pairs;
+  const char* layout;
+};
+const Bed kBeds[] = {{4, {{0, 1}, {2, 3}}, "quad"},
+                     {6, {{0, 1}, {4, 5}}, "5.1"},
+                     {8, {{0, 1}, {6, 7}, {4, 5}}, "7.1"}};
+constexpr std::size_t kCentre = 2;
+
+class Beds : public testing::TestWithParam<Bed> {
+ protected:
+  void SetUp() override {
+    for (std::size_t n = 0; n < mean.size(); ++n) {
+      mean[n] = 0.5F * response[0][n] + 0.5F * response[1][n];
     }
-    return channels;
-  };
-  const Planar front = channelsOf("-i front.wav --ir ir.wav", 2);
-  const Planar rear = channelsOf("-i rear.wav --ir ir.wav --predelay 10", 2);
-  const Planar centre = channelsOf("-i centre.wav --ir mean.wav", 1);
-  const Planar all = channelsOf("-i dry.wav --ir ir.wav --rear-delay 10", kNumPlaces);
-  const Planar expected = {front[0],    front[1], centre[0],
-                           input[kLfe], rear[0],  rear[1]};
-  for (std::size_t k = 0; k < expected.size(); ++k) {
-    ASSERT_GE(all[k].size(), expected[k].size());
-    EXPECT_TRUE(std::equal(expected[k].begin(), expected[k].end(), all[k].begin()))
-        << "channel " << k;
+    write(folder / "dry.wav", input);
+    write(folder / "ir.wav", response);
+    write(folder / "mean.wav", {mean});
+  }
+
+  // All channels of a rendering, which begins with what is expected.
+  Planar rendered(const std::string& call) {
+    figuresOf(folder, call + " -o wet.wav --block 128 --tail-block off --wet -3");
+    return split(audio::readAudioFile(folder / "wet.wav"));
+  }
+  Planar rendered(const Planar& dry, const std::string& options) {
+    write(folder / "part.wav", dry);
+    return rendered("-i part.wav " + options);
+  }
+  static Planar split(audio::AudioFile file) { return std::move(file.samples); }
+
+  static void expectStart(const std::vector<float>& all,
+                          const std::vector<float>& expected, double tolerance = 0.0) {
+    ASSERT_GE(all.size(), expected.size());
+    for (std::size_t n = 0; n < expected.size(); ++n) {
+      ASSERT_NEAR(all[n], expected[n], tolerance) << n;
+    }
+  }
+
+  // To the left and to the right, the centre and what is behind at -3 dB.
+  Planar downMix() const {
+    Planar mix(2, std::vector<float>(kInputLen));
+    for (std::size_t n = 0; n < kInputLen; ++n) {
+      const float centre = bed.channels == 4 ? 0.0F : input[kCentre][n];
+      float left = std::sqrt(0.5F) * centre;
+      float right = left;
+      for (const auto& [l, r] : bed.pairs) {
+        const float gain = l == 0 ? 1.0F : std::sqrt(0.5F);
+        left += gain * input[l][n];
+        right += gain * input[r][n];
+      }
+      mix[0][n] = left;
+      mix[1][n] = right;
+    }
+    return mix;
+  }
+
+  const Bed bed = GetParam();
+  const Planar input = noise(bed.channels, kInputLen, 7);
+  const Planar response = noise(2, kResponseLen, 8);
+  std::vector<float> mean = std::vector<float>(kResponseLen);
+  ScratchDir folder;
+};
+
+// Pairs as stereo files of their own would be rendered, the centre as a mono one
+// through the mean of the response's channels, unless the map says otherwise.
+TEST_P(Beds, GoThroughAStereoResponseGroupByGroup) {
+  for (const bool mapped : {false, true}) {
+    const Planar all =
+        rendered(std::string("-i dry.wav --ir ir.wav --rear-delay 10") +
+                 (mapped ? " --map surrounds=sum,centre=off,front=left" : ""));
+    for (const auto& [left, right] : bed.pairs) {
+      const bool isFront = left == 0;
+      const bool isSurround = left == bed.pairs[1].first;
+      write(folder / "left.wav", {response[0]});
+      const std::string ir = mapped && isFront      ? "left.wav"
+                             : mapped && isSurround ? "mean.wav"
+                                                    : "ir.wav";
+      const Planar pair = rendered({input[left], input[right]},
+                                   "--ir " + ir + (isFront ? "" : " --predelay 10"));
+      expectStart(all[left], pair[0]);
+      expectStart(all[right], pair[1]);
+    }
+    if (bed.channels == 4) continue;
+    expectStart(all[kLfe], input[kLfe]);
+    expectStart(all[kCentre], mapped ? input[kCentre]
+                                     : rendered({input[kCentre]}, "--ir mean.wav")[0]);
   }
 }
+
+TEST_P(Beds, AreMixedDownOrStayDry) {
+  constexpr double kRounding = 1e-6;
+  const Planar stereo = rendered("-i dry.wav --ir ir.wav --out-layout stereo");
+  const Planar mono = rendered("-i dry.wav --ir ir.wav --out-layout mono");
+  const Planar dryBed = rendered("-i dry.wav --ir ir.wav --dry-bed");
+  const Planar mix = downMix();
+  std::vector<float> sum = mix[0];
+  for (std::size_t n = 0; n < sum.size(); ++n) {
+    sum[n] = std::sqrt(0.5F) * (sum[n] + mix[1][n]);
+  }
+  expectStart(mono[0], rendered({sum}, "--ir mean.wav")[0], kRounding);
+  const Planar expected = rendered(mix, "--ir ir.wav");
+  const Planar wet = rendered(mix, "--ir ir.wav --dry off");
+  for (std::size_t k = 0; k < input.size(); ++k) {
+    std::vector<float> channel = k < 2 ? wet[k] : input[k];
+    for (std::size_t n = 0; k < 2 && n < kInputLen; ++n) channel[n] += input[k][n];
+    expectStart(dryBed[k], channel, k < 2 ? kRounding : 0.0);
+    if (k < 2) expectStart(stereo[k], expected[k], kRounding);
+  }
+}
+
+TEST_P(Beds, KeepTheirLoudspeakersInTheFile) {
+  const auto figures = figuresOf(folder, "-i dry.wav --ir ir.wav -o wet.wav");
+  EXPECT_EQ(figures["output"]["layout"], bed.layout);
+  const audio::AudioInfo info = audio::AudioReader(folder / "wet.wav").info();
+  EXPECT_EQ(audio::layoutOf(info),
+            audio::layoutOf(audio::AudioReader(folder / "dry.wav").info()));
+  EXPECT_EQ(std::ssize(info.speakers), bed.channels);
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, Beds, testing::ValuesIn(kBeds));
 
 // FLAC and AIFF have surround channels without a place of their own.
 TEST(Surround, NamesTheLoudspeakersInEveryContainer) {

@@ -13,8 +13,9 @@ bool anyStated(const std::vector<Speaker>& speakers) {
 }
 
 std::optional<ChannelLayout> layoutByCount(int channels) {
-  for (const ChannelLayout layout : {ChannelLayout::mono, ChannelLayout::stereo,
-                                     ChannelLayout::five, ChannelLayout::fiveOne}) {
+  for (const ChannelLayout layout :
+       {ChannelLayout::mono, ChannelLayout::stereo, ChannelLayout::quad,
+        ChannelLayout::five, ChannelLayout::fiveOne, ChannelLayout::sevenOne}) {
     if (channelsOf(layout) == channels) return layout;
   }
   return std::nullopt;
@@ -28,8 +29,12 @@ int channelsOf(ChannelLayout layout) {
       return 1;
     case ChannelLayout::stereo:
       return 2;
+    case ChannelLayout::quad:
+      return 4;
     case ChannelLayout::five:
       return 5;
+    case ChannelLayout::sevenOne:
+      return 8;
     default:
       return 6;
   }
@@ -46,14 +51,16 @@ std::optional<ChannelLayout> layoutOf(const AudioInfo& info) {
 std::vector<int> libraryOrder(int channels, const std::vector<Speaker>& stated) {
   if (channels == 1) return {0};
   if (channels == 2) return {0, 1};
-  const SurroundName surrounds = surroundNameOf(stated);
   const std::vector<Speaker> speakers =
-      anyStated(stated) ? stated : fileSpeakers(*layoutByCount(channels), surrounds);
-  const bool side = surrounds == SurroundName::side;
+      anyStated(stated) ? stated
+                        : fileSpeakers(*layoutByCount(channels), SurroundName::rear);
+  const bool side = surroundNameOf(speakers) == SurroundName::side;
   std::vector<int> order;
   for (const Speaker speaker :
        {frontLeft, frontCenter, frontRight, side ? sideLeft : rearLeft,
-        side ? sideRight : rearRight, lowFrequency}) {
+        side ? sideRight : rearRight, lowFrequency, side ? rearLeft : unknown,
+        side ? rearRight : unknown}) {
+    if (speaker == unknown) continue;
     const auto found = std::ranges::find(speakers, speaker);
     if (found != speakers.end()) {
       order.push_back(static_cast<int>(found - speakers.begin()));
@@ -69,7 +76,12 @@ SurroundName surroundNameOf(const std::vector<Speaker>& speakers) {
 
 std::vector<Speaker> fileSpeakers(ChannelLayout layout, SurroundName surrounds) {
   if (layout == ChannelLayout::mono || layout == ChannelLayout::stereo) return {};
-  std::vector<Speaker> speakers = {frontLeft, frontRight, frontCenter};
+  if (layout == ChannelLayout::sevenOne) {
+    return {frontLeft, frontRight, frontCenter, lowFrequency,
+            rearLeft,  rearRight,  sideLeft,    sideRight};
+  }
+  std::vector<Speaker> speakers = {frontLeft, frontRight};
+  if (layout != ChannelLayout::quad) speakers.push_back(frontCenter);
   if (layout == ChannelLayout::fiveOne) speakers.push_back(lowFrequency);
   const bool side = surrounds == SurroundName::side;
   speakers.push_back(side ? sideLeft : rearLeft);
@@ -97,8 +109,13 @@ std::vector<std::string> channelNames(ChannelLayout layout) {
       return {""};
     case ChannelLayout::stereo:
       return {"left", "right"};
+    case ChannelLayout::quad:
+      return {"left", "right", "left surround", "right surround"};
     case ChannelLayout::five:
       return {"left", "right", "centre", "left surround", "right surround"};
+    case ChannelLayout::sevenOne:
+      return {"left",      "right",      "centre",        "low-frequency",
+              "left back", "right back", "left surround", "right surround"};
     default:
       return {"left",          "right",         "centre",
               "low-frequency", "left surround", "right surround"};
