@@ -4,11 +4,13 @@
 #include <cmath>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/common/text.h"
 #include "apps/draw/page.h"
 #include "apps/draw/time_scale.h"
+#include "ulmar/audio/channel_layout.h"
 #include "ulmar/audio/file_name.h"
 
 namespace ulmar::render {
@@ -21,13 +23,73 @@ using draw::Box;
 using draw::Picture;
 using draw::Plot;
 
-void drawWaveform(Picture& picture, const Box& box, const std::string& title,
-                  const Envelope& envelope, double peak, const draw::TimeScale& time,
-                  draw::Color color) {
-  Plot plot(picture, box, title, time.axis(),
-            {.label = "Amplitude", .low = -1.1 * peak, .high = 1.1 * peak});
-  plot.waveform(time.inUnit(envelope.extents()), color);
-  plot.frame();
+constexpr double kLeastLane = 46.0;
+constexpr double kBetweenLanes = 6.0;
+
+/// Waveforms of a signal's channels one above the other, a lane each.
+struct Lanes {
+  struct Lane {
+    std::string name;
+    std::size_t channel;  // of the envelope
+  };
+  std::string title;
+  const Envelope& envelope;
+  draw::Color color;
+  std::vector<Lane> lanes;  // from the top
+
+  /// height: of a single lane.
+  double laneHeight(double height) const {
+    const auto count = static_cast<double>(lanes.size());
+    return std::max(kLeastLane, (height - (count - 1.0) * kBetweenLanes) / count);
+  }
+  double allHeight(double height) const {
+    const auto count = static_cast<double>(lanes.size());
+    return count * (laneHeight(height) + kBetweenLanes) - kBetweenLanes;
+  }
+};
+
+/// In the order of files. A channel that nothing is rendered to has no lane.
+Lanes lanesOf(std::string title, const Envelope& envelope, audio::ChannelLayout layout,
+              draw::Color color) {
+  Lanes result = {std::move(title), envelope, color, {}};
+  const std::vector<std::string> names = audio::channelNames(layout);
+  const std::vector<int> order = audio::libraryOrder(audio::channelsOf(layout), {});
+  for (std::size_t place = 0; place < names.size(); ++place) {
+    for (std::size_t k = 0; k < envelope.numChannels(); ++k) {
+      if (std::cmp_equal(order[k], place)) result.lanes.push_back({names[place], k});
+    }
+  }
+  return result;
+}
+
+/// On a ground of its own, as a waveform may lie below it.
+void drawName(Picture& picture, draw::Point2 at, const std::string& name) {
+  if (name.empty()) return;
+  constexpr Picture::Font kFont = {.size = 13.0, .color = draw::kInk};
+  const double width = picture.textWidth(name, kFont);
+  picture.fill(Box{at.x - 3.0, at.y - 13.0, width + 6.0, 17.0},
+               draw::withAlpha(draw::kGround, 0.88));
+  picture.text(at, name, draw::Align::left, kFont);
+}
+
+void drawWaveforms(Picture& picture, const Box& box, const Lanes& waveforms,
+                   double peak, const draw::TimeScale& time) {
+  const std::size_t count = waveforms.lanes.size();
+  Box frame = box;
+  frame.height = waveforms.laneHeight(box.height);
+  for (std::size_t k = 0; k < count; ++k) {
+    Axis axis = time.axis();
+    axis.labelled = k + 1 == count;
+    Plot plot(picture, frame, k == 0 ? waveforms.title : "", axis,
+              {.label = k == count / 2 ? "Amplitude" : "",
+               .low = -1.1 * peak,
+               .high = 1.1 * peak});
+    const auto& [name, channel] = waveforms.lanes[k];
+    plot.waveform(time.inUnit(waveforms.envelope.extents(channel)), waveforms.color);
+    plot.frame();
+    drawName(picture, {frame.left + 8.0, frame.top + 16.0}, name);
+    frame.top += frame.height + kBetweenLanes;
+  }
 }
 
 /// Few levels are marked with discs as well: a single one makes no line.
@@ -148,20 +210,24 @@ void draw(const RenderPlan& plan, const Trace& trace) {
   const double largest = std::max(trace.input.peak(), trace.output.peak());
   const double peak = largest > 0.0 ? largest : 1.0;
 
+  const Lanes input =
+      lanesOf("Input (dry)", trace.input, plan.routing.source, draw::kCurveColors[0]);
+  const Lanes output =
+      lanesOf("Output " + audio::withoutFolders(plan.options.output) +
+                  " (wet and dry as mixed)",
+              trace.output, plan.routing.output, draw::kCurveColors[1]);
+
   constexpr double kFirstTop = 88.0;
-  constexpr double kBottom =
-      kFirstTop + 2.0 * (kRowHeight + kTallRowHeight) + 3.0 * draw::kBetweenFrames;
-  Picture picture(plan.options.picture, draw::kPageWidth, draw::pageHeight(kBottom));
+  const double bottom = kFirstTop + input.allHeight(kRowHeight) +
+                        output.allHeight(kRowHeight) + 2.0 * kTallRowHeight +
+                        3.0 * draw::kBetweenFrames;
+  Picture picture(plan.options.picture, draw::kPageWidth, draw::pageHeight(bottom));
   draw::drawHeading(picture, titleOf(plan));
   Box box = {draw::kFrameLeft, kFirstTop, draw::kFrameWidth, kRowHeight};
-  drawWaveform(picture, box, "Input (dry)", trace.input, peak, time,
-               draw::kCurveColors[0]);
-  box.top = box.bottom() + draw::kBetweenFrames;
-  drawWaveform(picture, box,
-               "Output " + audio::withoutFolders(plan.options.output) +
-                   " (wet and dry as mixed)",
-               trace.output, peak, time, draw::kCurveColors[1]);
-  box.top = box.bottom() + draw::kBetweenFrames;
+  drawWaveforms(picture, box, input, peak, time);
+  box.top += input.allHeight(kRowHeight) + draw::kBetweenFrames;
+  drawWaveforms(picture, box, output, peak, time);
+  box.top += output.allHeight(kRowHeight) + draw::kBetweenFrames;
   box.height = kTallRowHeight;
   drawLevels(picture, box, trace, time);
   box.top = box.bottom() + draw::kBetweenFrames;

@@ -31,7 +31,12 @@ void run(const Options& options, std::vector<std::string>& written) {
   }
   std::optional<Trace> trace;
   if (!options.picture.empty()) {
-    trace.emplace(plan.input.frames, plan.outFrames(), plan.format.sampleRate);
+    const auto envelope = [&](int numChannels, std::int64_t frames) {
+      return Envelope(static_cast<std::size_t>(numChannels), frames,
+                      plan.format.sampleRate);
+    };
+    trace.emplace(envelope(plan.routing.streamInputs(), plan.input.frames),
+                  envelope(plan.routing.renderedChannels(), plan.outFrames()));
   }
   const Rendering rendering = render(plan, input, trace ? &*trace : nullptr);
   written.push_back(options.output);

@@ -54,7 +54,7 @@ class Reader {
       if (trace_ != nullptr) {
         const auto given = static_cast<int>(
             std::clamp<std::int64_t>(plan_.input.frames - pos, 0, frames));
-        trace_->input.add(source_.undelayed(), plan_.routing.streamInputs(), 0, given);
+        trace_->input.add(source_.undelayed(), 0, given);
       }
       pos += frames;
     }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "apps/common/text.h"
 #include "apps/render/bed.h"
@@ -128,8 +130,8 @@ std::string_view wayText(GroupWay way, std::size_t numChannels, ResponseLayout l
   switch (way) {
     case GroupWay::pair:
       return layout == ResponseLayout::trueStereo
-                 ? "as a pair through LL, LR, RL and RR"
-                 : "as a pair, each side through its own response";
+                 ? "by pairs through LL, LR, RL and RR"
+                 : "by pairs, each side through its own response";
     case GroupWay::left:
       return "through the response's left";
     case GroupWay::right:
@@ -140,14 +142,27 @@ std::string_view wayText(GroupWay way, std::size_t numChannels, ResponseLayout l
   }
 }
 
+// Groups that go the same way are named together.
 std::string pairwiseText(const RenderPlan& plan) {
   const BedMap map = plan.options.bedMap.value_or(BedMap{});
-  std::string text;
+  std::vector<std::pair<std::string, std::string_view>> ways;  // groups, way
   for (const BedGroup& group : groupsOf(plan.routing.source)) {
+    const std::string name = wordFor(group.way, kGroupWords);
+    const std::string_view way =
+        wayText(map.*group.way, group.channels.size(), plan.routing.response);
+    const auto same =
+        std::ranges::find(ways, way, &std::pair<std::string, std::string_view>::second);
+    if (same == ways.end()) {
+      ways.emplace_back(name, way);
+    } else {
+      same->first += ", " + name;
+    }
+  }
+  std::string text;
+  for (const auto& [groups, way] : ways) {
     if (!text.empty()) text += "; ";
-    text += wordFor(group.way, kGroupWords);
-    text += ' ';
-    text += wayText(map.*group.way, group.channels.size(), plan.routing.response);
+    text += groups + " ";
+    text += way;
   }
   return text;
 }

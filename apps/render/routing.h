@@ -33,6 +33,10 @@ struct Routing {
   /// Channels that the streams take and give.
   int streamInputs() const { return audio::channelsOf(source); }
   int streamOutputs() const;
+  /// Channels of the output that anything is rendered to.
+  int renderedChannels() const {
+    return dryBed ? audio::channelsOf(output) : streamOutputs();
+  }
   /// Channels read for them: what they take, then a dry bed.
   int channelsRead() const {
     return streamInputs() + (dryBed ? audio::channelsOf(input) : 0);

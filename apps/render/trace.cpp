@@ -19,18 +19,21 @@ double threadSeconds() {
 
 }  // namespace
 
-Envelope::Envelope(std::int64_t numFrames, int sampleRate)
-    : numFrames_(numFrames),
+Envelope::Envelope(std::size_t numChannels, std::int64_t numFrames, int sampleRate)
+    : numChannels_(numChannels),
+      numFrames_(numFrames),
       sampleRate_(sampleRate),
-      columns_(static_cast<std::size_t>(
-          std::clamp<std::int64_t>(numFrames, 1, kMaxColumns))) {}
+      numColumns_(static_cast<std::size_t>(
+          std::clamp<std::int64_t>(numFrames, 1, kMaxColumns))),
+      columns_(numChannels * numColumns_) {}
 
-void Envelope::add(const float* const* channels, int numChannels, int first, int end) {
-  const auto numColumns = static_cast<std::int64_t>(columns_.size());
+void Envelope::add(const float* const* channels, int first, int end) {
+  const auto last = static_cast<std::int64_t>(numColumns_) - 1;
   for (int i = first; i < end; ++i) {
-    const std::int64_t place = std::min(pos_ * numColumns / numFrames_, numColumns - 1);
-    Column& column = columns_[static_cast<std::size_t>(place)];
-    for (int k = 0; k < numChannels; ++k) {
+    const auto place =
+        static_cast<std::size_t>(std::min(pos_ * (last + 1) / numFrames_, last));
+    for (std::size_t k = 0; k < numChannels_; ++k) {
+      Column& column = columns_[k * numColumns_ + place];
       const float sample = channels[k][i];
       column.low = column.count == 0 ? sample : std::min(column.low, sample);
       column.high = column.count == 0 ? sample : std::max(column.high, sample);
@@ -44,28 +47,33 @@ void Envelope::add(const float* const* channels, int numChannels, int first, int
 void Envelope::add(const Planar& channels, std::int64_t first, std::int64_t end) {
   std::vector<const float*> starts;
   for (const auto& channel : channels) starts.push_back(channel.data() + first);
-  add(starts.data(), static_cast<int>(starts.size()), 0, static_cast<int>(end - first));
+  add(starts.data(), 0, static_cast<int>(end - first));
 }
 
 double Envelope::timeOf(std::size_t column) const {
-  return (static_cast<double>(column) + 0.5) / static_cast<double>(columns_.size()) *
+  return (static_cast<double>(column) + 0.5) / static_cast<double>(numColumns_) *
          static_cast<double>(numFrames_) / sampleRate_;
 }
 
-std::vector<draw::Extent> Envelope::extents() const {
+std::vector<draw::Extent> Envelope::extents(std::size_t channel) const {
   std::vector<draw::Extent> extents;
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
-    extents.push_back({timeOf(i), double{columns_[i].low}, double{columns_[i].high}});
+  for (std::size_t i = 0; i < numColumns_; ++i) {
+    const Column& column = columns_[channel * numColumns_ + i];
+    extents.push_back({timeOf(i), double{column.low}, double{column.high}});
   }
   return extents;
 }
 
 std::vector<draw::Point2> Envelope::levels() const {
   std::vector<draw::Point2> levels;
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
-    const Column& column = columns_[i];
-    const double power =
-        column.energy / static_cast<double>(std::max<std::int64_t>(column.count, 1));
+  for (std::size_t i = 0; i < numColumns_; ++i) {
+    double energy = 0.0;
+    std::int64_t count = 0;
+    for (std::size_t k = 0; k < numChannels_; ++k) {
+      energy += columns_[k * numColumns_ + i].energy;
+      count += columns_[k * numColumns_ + i].count;
+    }
+    const double power = energy / static_cast<double>(std::max<std::int64_t>(count, 1));
     levels.push_back({timeOf(i), decibelsOfPower(std::max(power, 1e-20))});
   }
   return levels;

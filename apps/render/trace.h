@@ -1,7 +1,9 @@
 // What the picture of a rendering is drawn from, recorded while it runs.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "apps/draw/plot.h"
@@ -10,19 +12,20 @@
 
 namespace ulmar::render {
 
-/// The lowest and the highest sample and the mean power of all channels of a signal
-/// together, in at most 1100 equal parts of its time.
+/// The lowest and the highest sample of each channel of a signal and the mean power of
+/// all together, in at most 1100 equal parts of its time.
 class Envelope {
  public:
-  Envelope(std::int64_t numFrames, int sampleRate);
+  Envelope(std::size_t numChannels, std::int64_t numFrames, int sampleRate);
 
   /// The next frames [first, end) of every channel.
-  void add(const float* const* channels, int numChannels, int first, int end);
+  void add(const float* const* channels, int first, int end);
   void add(const Planar& channels, std::int64_t first, std::int64_t end);
 
-  /// Over s, of all channels.
-  std::vector<draw::Extent> extents() const;
-  /// Mean power in dB against full scale, over s.
+  std::size_t numChannels() const { return numChannels_; }
+  /// Over s, of a channel.
+  std::vector<draw::Extent> extents(std::size_t channel) const;
+  /// Mean power of all channels in dB against full scale, over s.
   std::vector<draw::Point2> levels() const;
   double peak() const;
 
@@ -35,15 +38,18 @@ class Envelope {
   };
   double timeOf(std::size_t column) const;
 
+  std::size_t numChannels_;
   std::int64_t numFrames_;
   int sampleRate_;
-  std::vector<Column> columns_;
+  std::size_t numColumns_;
+  std::vector<Column> columns_;  // [channel][column]
   std::int64_t pos_ = 0;
 };
 
 struct Trace {
-  Trace(std::int64_t inputFrames, std::int64_t outFrames, int sampleRate)
-      : input(inputFrames, sampleRate), output(outFrames, sampleRate) {}
+  /// The input as the streams take it, and the channels that they render.
+  Trace(Envelope ofInput, Envelope ofOutput)
+      : input(std::move(ofInput)), output(std::move(ofOutput)) {}
 
   Envelope input;
   Envelope output;

@@ -437,7 +437,7 @@ TEST(Output, IsTheSameWithAPicture) {
   EXPECT_EQ(folder.names().size(), 5U);
 }
 
-/// Where a waveform, the only area of its colour, first leaves silence and where it
+/// Where the only waveform of its colour that is not silent leaves silence and where it
 /// ends, in parts of the diagram's width.
 struct Drawn {
   double start = -1.0;
@@ -448,21 +448,22 @@ constexpr double kLeft = 82.0;  // of the diagrams, in pixels
 constexpr double kWidth = 1088.0;
 
 Drawn drawnIn(const std::string& svg, const std::string& color) {
-  const std::size_t found = svg.find(";fill:rgb(" + color + ")");
-  EXPECT_NE(found, std::string::npos) << color;
-  if (found == std::string::npos) return {};
-  const std::size_t path = svg.find(" d=\"", found) + 4;
-  std::istringstream points(svg.substr(path, svg.find(" Z", path) - path));
+  const std::string start = ";fill:rgb(" + color + ")";
   Drawn drawn;
-  std::string verb;
-  double x = 0.0;
-  double y = 0.0;
-  double silent = -1.0;
-  while (points >> verb >> x >> y) {
-    const double place = (x - kLeft) / kWidth;
-    if (silent < 0.0) silent = y;
-    if (drawn.start < 0.0 && std::abs(y - silent) > 20.0) drawn.start = place;
-    drawn.end = std::max(drawn.end, place);
+  for (std::size_t at = svg.find(start); at != std::string::npos;
+       at = svg.find(start, at + 1)) {
+    const std::size_t path = svg.find(" d=\"", at) + 4;
+    std::istringstream points(svg.substr(path, svg.find(" Z", path) - path));
+    std::string verb;
+    double x = 0.0;
+    double y = 0.0;
+    double silent = -1.0;
+    while (points >> verb >> x >> y) {
+      const double place = (x - kLeft) / kWidth;
+      if (silent < 0.0) silent = y;
+      if (drawn.start < 0.0 && std::abs(y - silent) > 10.0) drawn.start = place;
+      drawn.end = std::max(drawn.end, place);
+    }
   }
   return drawn;
 }
