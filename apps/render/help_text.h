@@ -15,6 +15,8 @@ inline constexpr const char* kFooter = R"(Examples:
       renders an effect return: reverberation only, 30 ms late
   ulmar-render -i film.wav --ir church.wav --bformat ambix -o film-in-church.wav
       puts 5.1 input into a church that was recorded in B-format
+  ulmar-render --room hall --save-response hall.wav
+      writes a synthetic hall as a true-stereo response for other programs
 
 A response has 1 channel (every channel of the input through the same response),
 2 (left, right) or 4 (true stereo: left to left, left to right, right to left, right

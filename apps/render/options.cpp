@@ -18,6 +18,7 @@ constexpr Range kBlockLen = {host::kMinBlockLen, host::kMaxBlockLen, ""};
 constexpr Range kTailBlock = {2 * host::kMinBlockLen, host::kMaxBlockLen, ""};
 constexpr Range kJobs = {1, 256, ""};
 constexpr Range kSeed = {0, std::numeric_limits<std::uint32_t>::max(), ""};
+constexpr Range kRate = {8000, 384000, " Hz"};
 constexpr Range kPredelay = {0.0, 10000.0, " ms"};
 constexpr Range kCrossfeed = {0.0, 1.0, ""};
 constexpr Range kSeconds = {0.0, 3600.0, " s"};
@@ -60,6 +61,18 @@ void addResponseOptions(CLI::App& app, Options& options) {
       },
       "Another tail for --room; the same number\n"
       "gives the same room");
+  app.add_option("--save-response", options.savedResponse,
+                 "Write the response as it is used (cut, faded,\n"
+                 "normalised, at its own rate); -i and -o may then\n"
+                 "be missing")
+      ->option_text("FILE");
+  addValue(
+      app, "--rate", "HZ",
+      [&](const std::string& text) {
+        options.roomRate = static_cast<int>(parseWhole("--rate", text, kRate));
+      },
+      "Of a room that is saved without -i (default:\n"
+      "48000)");
   addValue(
       app, "--ir-layout", "WHAT",
       [&](const std::string& text) {
@@ -276,9 +289,15 @@ void checkResponseWords(const Options& options) {
 
 void checkTogether(const Options& options) {
   const auto refuse = [](const char* why) { throw UsageError(why); };
-  if (options.input.empty()) refuse("-i is missing, and must name the input");
-  if (options.output.empty() && !options.check) {
+  const bool saves = !options.savedResponse.empty();
+  if (options.input.empty() && (!saves || !options.output.empty())) {
+    refuse("-i is missing, and must name the input");
+  }
+  if (options.output.empty() && !options.check && !saves) {
     refuse("-o is missing, and must name the file to write");
+  }
+  if (options.output.empty() && !options.picture.empty() && !options.check) {
+    refuse("--picture shows a rendering, and -o is missing");
   }
   if (options.response.empty() && !options.room) {
     refuse("there is no response: give --ir FILE, or --room small, hall or cathedral");

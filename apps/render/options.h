@@ -28,12 +28,14 @@ struct Tail {
 };
 
 struct Options {
-  std::string input;
-  std::string output;    // empty only with check
-  std::string picture;   // of the rendering, empty for none
-  std::string response;  // a file, or empty with room
+  std::string input;          // may be empty with savedResponse
+  std::string output;         // may be empty with check or savedResponse
+  std::string savedResponse;  // empty for none
+  std::string picture;        // of the rendering, empty for none
+  std::string response;       // a file, or empty with room
   std::optional<room::RoomKind> room;
   std::optional<std::uint32_t> seed;  // of the room's noise
+  int roomRate = 48000;               // Hz, of a room without an input
 
   std::optional<ResponseLayout>
       responseLayout;                    // by the number of channels if not given

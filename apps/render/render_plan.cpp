@@ -171,19 +171,18 @@ audio::AudioFormat outputFormat(const RenderPlan& plan) {
 
 }  // namespace
 
-RenderPlan makeRenderPlan(const Options& options, const audio::AudioInfo& input) {
+RenderPlan makeRenderPlan(const Options& options, const audio::AudioInfo& input,
+                          const PreparedResponse& prepared) {
   if (!options.output.empty()) {
     refuseToReplace(options.output, input.path);
     if (!options.room) refuseToReplace(options.output, options.response);
   }
-  PreparedResponse prepared = prepareResponse(options, input);
-
   const Routing routing = prepared.routing;
   refuseUseless(options, routing, input);
   std::vector<StreamPart> parts = partsOf(options, prepared, input.sampleRate);
   RenderPlan plan{.options = options,
                   .input = input,
-                  .response = std::move(prepared.info),
+                  .response = prepared.info,
                   .routing = routing,
                   .parts = std::move(parts),
                   .crossover = crossoverOf(options, routing),

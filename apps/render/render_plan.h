@@ -70,7 +70,8 @@ struct RenderPlan {
   std::int64_t streamFrames() const { return skippedFrames + outFrames(); }
 };
 
-/// Reads the response. Throws Error naming what cannot be done.
-RenderPlan makeRenderPlan(const Options& options, const audio::AudioInfo& input);
+/// prepared: for this input. Throws Error naming what cannot be done.
+RenderPlan makeRenderPlan(const Options& options, const audio::AudioInfo& input,
+                          const PreparedResponse& prepared);
 
 }  // namespace ulmar::render

@@ -37,8 +37,8 @@ std::string inputText(const RenderPlan& plan) {
          audioText(input.channels, input.sampleRate, input.frames);
 }
 
-std::string responseText(const RenderPlan& plan) {
-  const ResponseInfo& info = plan.response;
+// rateTo: Hz, that it is resampled to.
+std::string responseText(const ResponseInfo& info, const Options& options, int rateTo) {
   const int rate = info.sourceRate;
   std::string text = info.name + ": ";
   if (!info.format.empty()) text += info.format + ", ";
@@ -50,10 +50,8 @@ std::string responseText(const RenderPlan& plan) {
   if (info.fadeFrames > 0) {
     text += "; faded out over " + secondsText(info.fadeFrames, rate);
   }
-  if (rate != plan.input.sampleRate) {
-    text += "; resampled to " + std::to_string(plan.input.sampleRate) + " Hz";
-  }
-  switch (plan.options.normalization) {
+  if (rate != rateTo) text += "; resampled to " + std::to_string(rateTo) + " Hz";
+  switch (options.normalization) {
     case Normalization::peak:
       return text + "; brought to a peak of 1 by " +
              decibelText(info.normalizationGain);
@@ -63,6 +61,11 @@ std::string responseText(const RenderPlan& plan) {
     default:
       return text;
   }
+}
+
+std::string savedText(const Options& options, ResponseLayout layout) {
+  return options.savedResponse + ": the response as it is used, " + nameOf(layout) +
+         (layout == ResponseLayout::bFormat ? ", to be read with --bformat fuma" : "");
 }
 
 bool hasLowFrequency(audio::ChannelLayout layout) {
@@ -330,9 +333,21 @@ std::string warning(const RenderPlan& plan, const Rendering& rendering) {
          " limited to full scale; --gain auto avoids it";
 }
 
+std::string describe(const Options& options, const PreparedResponse& prepared) {
+  const ResponseInfo& info = prepared.info;
+  return line("response", responseText(info, options, info.sourceRate)) +
+         line("saved", savedText(options, prepared.routing.response));
+}
+
 std::string describe(const RenderPlan& plan) {
-  return line("input", inputText(plan)) + line("response", responseText(plan)) +
-         line("routing", routingText(plan)) + line("mix", mixText(plan)) +
+  const Options& options = plan.options;
+  const std::string saved =
+      options.savedResponse.empty()
+          ? ""
+          : line("saved", savedText(options, plan.routing.response));
+  return line("input", inputText(plan)) +
+         line("response", responseText(plan.response, options, plan.input.sampleRate)) +
+         saved + line("routing", routingText(plan)) + line("mix", mixText(plan)) +
          line("engine", engineText(plan)) + line("latency", latencyText(plan)) +
          line("output", outputText(plan));
 }

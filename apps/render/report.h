@@ -9,7 +9,8 @@
 
 namespace ulmar::render {
 
-/// Lines of text.
+/// Lines of text; of a response alone that is saved; of a rendering before and after.
+std::string describe(const Options& options, const PreparedResponse& prepared);
 std::string describe(const RenderPlan& plan);
 std::string describe(const RenderPlan& plan, const Rendering& rendering);
 
@@ -17,7 +18,9 @@ std::string describe(const RenderPlan& plan, const Rendering& rendering);
 std::string warning(const RenderPlan& plan, const Rendering& rendering);
 
 /// One JSON object. Gains and peaks are linear, times in seconds, memory in bytes.
-/// rendering: null if there was none, and then "rendering" is null.
+/// rendering: null if there was none, and then "rendering" is null. Of a response alone
+/// that is saved, all but "response" and "savedResponse" is null.
 std::string figures(const RenderPlan& plan, const Rendering* rendering);
+std::string figures(const Options& options, const PreparedResponse& prepared);
 
 }  // namespace ulmar::render

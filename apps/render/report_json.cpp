@@ -19,11 +19,10 @@ Json inputFigures(const RenderPlan& plan) {
           {"frames", input.frames}};
 }
 
-Json responseFigures(const RenderPlan& plan) {
-  const ResponseInfo& info = plan.response;
+Json responseFigures(const ResponseInfo& info, const Routing& routing) {
   return {{"name", info.name},
           {"format", info.format},
-          {"layout", wordFor(plan.routing.response, kResponseLayoutWords)},
+          {"layout", wordFor(routing.response, kResponseLayoutWords)},
           {"channels", info.channels},
           {"sampleRate", info.sourceRate},
           {"frames", info.sourceFrames},
@@ -122,10 +121,25 @@ Json renderingFigures(const Rendering& rendering) {
 
 }  // namespace
 
+std::string figures(const Options& options, const PreparedResponse& prepared) {
+  return apps::textOf({{"input", nullptr},
+                       {"response", responseFigures(prepared.info, prepared.routing)},
+                       {"savedResponse", options.savedResponse},
+                       {"mix", nullptr},
+                       {"engine", nullptr},
+                       {"output", nullptr},
+                       {"rendering", nullptr}});
+}
+
 std::string figures(const RenderPlan& plan, const Rendering* rendering) {
-  Json json = {{"input", inputFigures(plan)},   {"response", responseFigures(plan)},
-               {"mix", mixFigures(plan)},       {"engine", engineFigures(plan)},
-               {"output", outputFigures(plan)}, {"rendering", nullptr}};
+  const std::string& saved = plan.options.savedResponse;
+  Json json = {{"input", inputFigures(plan)},
+               {"response", responseFigures(plan.response, plan.routing)},
+               {"savedResponse", saved.empty() ? Json(nullptr) : Json(saved)},
+               {"mix", mixFigures(plan)},
+               {"engine", engineFigures(plan)},
+               {"output", outputFigures(plan)},
+               {"rendering", nullptr}};
   if (rendering != nullptr) json["rendering"] = renderingFigures(*rendering);
   return apps::textOf(json);
 }

@@ -160,6 +160,7 @@ PreparedResponse prepareResponse(const Options& options,
   ResponseInfo& info = prepared.info;
   Planar signal = readResponse(options, input, info, prepared.routing);
   trim(options, signal, info);
+  if (!options.savedResponse.empty()) prepared.used = signal;
   info.predelay = framesIn(options.predelay, input.sampleRate);
   info.ringing = audio::resampleRinging(info.sourceRate, input.sampleRate);
   refuseTooLong(info, input.sampleRate);

@@ -10,6 +10,7 @@
 #include "apps/render/options.h"
 #include "apps/render/routing.h"
 #include "ulmar/audio/audio_file.h"
+#include "ulmar/host/planar.h"
 #include "ulmar/host/responses.h"
 
 namespace ulmar::render {
@@ -38,6 +39,9 @@ struct PreparedResponse {
   /// by group, of each of groupsOf() the bed, surrounds and backs later by the rear
   /// delay.
   std::vector<host::Responses> responses;
+  /// Where it is to be saved: what is used of the response at its own rate, before
+  /// normalisation, in the order in which audio::arrange() takes its channels.
+  Planar used;
 };
 
 /// Trimming and fading act at the response's own rate, so that they fall on its frames.

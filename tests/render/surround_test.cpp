@@ -423,6 +423,30 @@ TEST_P(Beds, KeepTheirLoudspeakersInTheFile) {
 
 INSTANTIATE_TEST_SUITE_P(Layouts, Beds, testing::ValuesIn(kBeds));
 
+// A saved response does what the one did that it was saved from.
+TEST(Surround, SavesTheResponseAsItIsUsed) {
+  const ScratchDir folder;
+  write(folder / "dry.wav", noise(2, 500, 4));
+  for (const int channels : {4, 5, 8}) {
+    write(folder / std::to_string(channels).append(".wav"),
+          noise(channels, kResponseLen, 5));
+  }
+  for (const auto& [source, options] :
+       {std::pair{"--ir 4.wav --ir-start 0.01 --ir-length 0.02 --ir-fade 0.01", ""},
+        {"--ir 5.wav", "--ir-layout feeds"},
+        {"--ir 8.wav --bformat ambix", "--bformat fuma"},
+        {"--room small --out-layout 5.0", "--bformat fuma --out-layout 5.0"}}) {
+    SCOPED_TRACE(source);
+    figuresOf(folder,
+              std::string("-i dry.wav -o a.wav --save-response s.wav ") + source);
+    figuresOf(folder, std::string("-i dry.wav -o b.wav --ir s.wav ") + options);
+    EXPECT_TRUE(test::bytesOf(folder / "a.wav") == test::bytesOf(folder / "b.wav"));
+  }
+  // A room without an input, in FLAC.
+  figuresOf(folder, "--room small --save-response s.flac --rate 8000");
+  EXPECT_EQ(audio::AudioReader(folder / "s.flac").info().sampleRate, kRate);
+}
+
 // FLAC and AIFF have surround channels without a place of their own.
 TEST(Surround, NamesTheLoudspeakersInEveryContainer) {
   const ScratchDir folder;
