@@ -51,17 +51,6 @@ std::vector<SideGains> stereoGains(ChannelLayout from) {
   return gains;
 }
 
-std::vector<float> scaled(const std::vector<float>& response, float gain) {
-  std::vector<float> result = response;
-  for (float& sample : result) sample *= gain;
-  return result;
-}
-
-void add(std::vector<float>& sum, const std::vector<float>& response) {
-  if (sum.size() < response.size()) sum.resize(response.size());
-  for (std::size_t n = 0; n < response.size(); ++n) sum[n] += response[n];
-}
-
 }  // namespace
 
 bool isBed(ChannelLayout layout) { return audio::channelsOf(layout) > 2; }
@@ -93,23 +82,11 @@ std::vector<std::vector<float>> downMixGains(ChannelLayout from, ChannelLayout t
   return gains;
 }
 
-host::Responses monoSum(const host::Responses& pair) {
-  host::Responses sum = {1, 1, false, {{}}};
-  for (int input = 0; input < pair.numInputs; ++input) {
-    for (int output = 0; output < pair.numOutputs; ++output) {
-      if (const auto* response = pair.between(input, output)) {
-        add(sum.samples[0], scaled(*response, 0.5F));
-      }
-    }
-  }
-  return sum;
-}
-
 host::Responses responsesOf(GroupWay way, std::size_t numChannels,
                             const host::Responses& pair) {
   if (way == GroupWay::pair) return pair;
   std::vector<float> response = {0.0F};
-  if (way == GroupWay::sum) response = monoSum(pair).samples[0];
+  if (way == GroupWay::sum) response = host::monoSum(pair).samples[0];
   if (way == GroupWay::left) response = *pair.between(0, 0);
   if (way == GroupWay::right) response = *pair.between(1, 1);
   const int count = static_cast<int>(numChannels);

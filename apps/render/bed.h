@@ -14,7 +14,7 @@ namespace ulmar::render {
 /// right.
 enum class GroupWay {
   pair,   // left and right as the response has them
-  sum,    // each channel through its mono sum, see monoSum()
+  sum,    // each channel through its mono sum, see host::monoSum()
   left,   // each through the response from left to left
   right,  // each through the response from right to right
   off     // not at all: they stay dry
@@ -44,10 +44,6 @@ std::vector<BedGroup> groupsOf(audio::ChannelLayout bed);
 /// as both sides at -3 dB (ITU-R BS.775). The low-frequency channel is left out.
 std::vector<std::vector<float>> downMixGains(audio::ChannelLayout from,
                                              audio::ChannelLayout to);
-
-/// What mono makes of a pair's responses: it goes to both inputs at -3 dB, and both
-/// outputs are summed at -3 dB.
-host::Responses monoSum(const host::Responses& pair);
 
 /// The responses of a group of so many channels, from those of a pair.
 host::Responses responsesOf(GroupWay way, std::size_t numChannels,

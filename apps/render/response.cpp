@@ -12,15 +12,13 @@
 #include "ulmar/host/error.h"
 #include "ulmar/host/geometry.h"
 #include "ulmar/host/planar.h"
-#include "ulmar/host/raised_cosine.h"
 
 namespace ulmar::render {
 namespace {
 
 using apps::framesIn;
 
-// Keeps the part that is used, and fades its end out by half a period of a raised
-// cosine.
+// Keeps the part that is used, and fades its end out.
 void trim(const Options& options, Planar& signal, ResponseInfo& info) {
   const int rate = info.sourceRate;
   const double duration = static_cast<double>(info.sourceFrames) / rate;
@@ -45,17 +43,11 @@ void trim(const Options& options, Planar& signal, ResponseInfo& info) {
          " s (--ir-fade): ", static_cast<double>(info.usedFrames) / rate,
          " s of it are used");
   }
-  const std::int64_t fadeStart = info.usedFrames - info.fadeFrames;
   for (auto& channel : signal) {
     channel.erase(channel.begin(),
                   channel.begin() + static_cast<std::ptrdiff_t>(info.startFrame));
     channel.resize(static_cast<std::size_t>(info.usedFrames));
-    for (std::int64_t k = 0; k < info.fadeFrames; ++k) {
-      const double part =
-          (static_cast<double>(k) + 0.5) / static_cast<double>(info.fadeFrames);
-      float& sample = channel[static_cast<std::size_t>(fadeStart + k)];
-      sample = static_cast<float>(sample * raisedCosine(part));
-    }
+    host::fadeOut(channel, info.fadeFrames);
   }
 }
 
@@ -112,12 +104,6 @@ double normalizationGain(Normalization normalization, const host::Responses& res
   }
 }
 
-void delay(host::Responses& responses, std::int64_t frames) {
-  for (auto& response : responses.samples) {
-    response.insert(response.begin(), static_cast<std::size_t>(frames), 0.0F);
-  }
-}
-
 host::Responses arrange(const Planar& signal, const ResponseInfo& info,
                         ResponseLayout layout, int inputChannels,
                         const std::string& input) {
@@ -135,19 +121,19 @@ host::Responses arrangeFor(const Routing& routing, const Planar& signal,
   const int channels = routing.pairwise() || inMono ? 2 : routing.streamInputs();
   const host::Responses responses =
       arrange(signal, info, routing.response, channels, input);
-  return inMono ? monoSum(responses) : responses;
+  return inMono ? host::monoSum(responses) : responses;
 }
 
 std::vector<host::Responses> groupResponses(const Options& options,
                                             audio::ChannelLayout bed,
                                             const host::Responses& pair,
-                                            std::int64_t rearDelay) {
+                                            int rearDelay) {
   const BedMap map = options.bedMap.value_or(BedMap{});
   std::vector<host::Responses> responses;
   for (const BedGroup& group : groupsOf(bed)) {
     responses.push_back(responsesOf(map.*group.way, group.channels.size(), pair));
     const bool isFront = group.way == &BedMap::front || group.way == &BedMap::centre;
-    if (!isFront) delay(responses.back(), rearDelay);
+    if (!isFront) host::delay(responses.back(), rearDelay);
   }
   return responses;
 }
@@ -184,10 +170,11 @@ PreparedResponse prepareResponse(const Options& options,
       }
     }
   }
-  delay(responses, info.predelay);
+  host::delay(responses, static_cast<int>(info.predelay));
   if (prepared.routing.pairwise()) {
-    prepared.responses = groupResponses(options, prepared.routing.source, responses,
-                                        framesIn(options.rearDelay, input.sampleRate));
+    prepared.responses =
+        groupResponses(options, prepared.routing.source, responses,
+                       static_cast<int>(framesIn(options.rearDelay, input.sampleRate)));
   } else {
     prepared.responses = {std::move(responses)};
   }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "ulmar/host/error.h"
+#include "ulmar/host/raised_cosine.h"
 
 namespace ulmar::host {
 namespace {
@@ -88,6 +89,35 @@ Responses arrangeResponses(const Planar& channels, int inputChannels) {
     default:
       fail("the impulse response has ", channels.size(),
            " channels, and 1, 2 or 4 are supported");
+  }
+}
+
+Responses monoSum(const Responses& pair) {
+  std::vector<float> mono(static_cast<std::size_t>(pair.length()));
+  for (int input = 0; input < pair.numInputs; ++input) {
+    for (int output = 0; output < pair.numOutputs; ++output) {
+      const auto* const response = pair.between(input, output);
+      if (response == nullptr) continue;
+      for (std::size_t n = 0; n < response->size(); ++n) {
+        mono[n] += 0.5F * (*response)[n];
+      }
+    }
+  }
+  return {1, 1, false, {std::move(mono)}};
+}
+
+void delay(Responses& responses, int samples) {
+  for (auto& response : responses.samples) {
+    response.insert(response.begin(), static_cast<std::size_t>(samples), 0.0F);
+  }
+}
+
+void fadeOut(std::vector<float>& response, std::int64_t samples) {
+  const std::int64_t start = std::ssize(response) - samples;
+  for (std::int64_t k = 0; k < samples; ++k) {
+    const double part = (static_cast<double>(k) + 0.5) / static_cast<double>(samples);
+    float& sample = response[static_cast<std::size_t>(start + k)];
+    sample = static_cast<float>(sample * raisedCosine(part));
   }
 }
 

@@ -2,6 +2,7 @@
 // input and output.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "ulmar/host/planar.h"
@@ -59,5 +60,16 @@ struct Responses {
 /// There are two outputs, but for 1 channel and mono input, which give one. Throws
 /// Error for any other count of channels or inputs.
 Responses arrangeResponses(const Planar& channels, int inputChannels);
+
+/// What mono makes of the responses from left and right to left and right: it goes to
+/// both inputs at -3 dB, and both outputs are summed at -3 dB.
+Responses monoSum(const Responses& pair);
+
+/// Puts so many samples of silence before every response.
+void delay(Responses& responses, int samples);
+
+/// Fades the last samples of a response out by half a period of a raised cosine.
+/// samples: at most the response's.
+void fadeOut(std::vector<float>& response, std::int64_t samples);
 
 }  // namespace ulmar::host
