@@ -51,10 +51,13 @@ Player::Player(const Setting& setting, std::unique_ptr<host::Stream> stream)
       wet_(framesIn(kRampTime, setting)),
       crossfeed_(framesIn(kRampTime, setting)),
       enabled_(framesIn(kRampTime, setting)),
+      entry_(framesIn(kRampTime, setting)),
       master_(framesIn(kRampTime, setting)),
       delays_(u(variant_.inputs), std::vector<float>(u(latency_))) {
-  master_.setTarget(1.0F);
-  master_.jump();
+  for (Ramp* const ramp : {&entry_, &master_}) {
+    ramp->setTarget(1.0F);
+    ramp->jump();
+  }
 }
 
 void Player::reset() {
@@ -73,16 +76,17 @@ void Player::reset() {
   stream_.current().reset();
   for (auto& delay : delays_) std::ranges::fill(delay, 0.0F);
   delayPos_ = 0;
-  mute_ = 0;
-  master_.setTarget(1.0F);
-  master_.jump();
+  for (Ramp* const ramp : {&entry_, &master_}) {
+    ramp->setTarget(1.0F);
+    ramp->jump();
+  }
   fresh_ = true;
 }
 
 void Player::startFaded() {
-  master_.setTarget(0.0F);
-  master_.jump();
-  mute_ = latency_;
+  entry_.setTarget(0.0F);
+  entry_.jump();
+  entry_.setTarget(1.0F);
 }
 
 void Player::process(const float* const* in, float* const* out, int frames,
@@ -118,12 +122,14 @@ void Player::processChunk(const float* const* in, float* const* out, int frames)
 }
 
 void Player::takeInput(const float* const* in, int frames) {
+  Samples gains;
+  for (int i = 0; i < frames; ++i) gains[u(i)] = entry_.next();
   std::size_t pos = delayPos_;
   for (int k = 0; k < variant_.inputs; ++k) {
     std::vector<float>& delay = delays_[u(k)];
     pos = delayPos_;
     for (int i = 0; i < frames; ++i) {
-      const float sample = finite(in[k][i]);
+      const float sample = gains[u(i)] * finite(in[k][i]);
       input_[u(k)][u(i)] = sample;
       delayed_[u(k)][u(i)] = std::exchange(delay[pos], sample);
       if (++pos == delay.size()) pos = 0;
@@ -158,7 +164,6 @@ void Player::mixOutput(float* const* out, int frames) {
   Samples dryGains;
   Samples wetGains;
   for (int i = 0; i < frames; ++i) {
-    if (mute_ > 0 && --mute_ == 0) master_.setTarget(1.0F);
     const float enabled = enabled_.next();
     const float master = master_.next();
     dryGains[u(i)] = master * (enabled * dry_.next() + (1.0F - enabled));

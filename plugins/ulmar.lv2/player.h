@@ -12,8 +12,6 @@
 
 namespace ulmar::lv2 {
 
-inline constexpr int kMaxPorts = 5;  // audio inputs or outputs
-
 /// Linear.
 struct Mix {
   float dry = 1.0F;
@@ -40,7 +38,7 @@ class Player {
   /// Silence in all memories, while nothing plays. The next call's mix is there at
   /// once.
   void reset();
-  /// Starts in silence, as long as the latency is, and fades in.
+  /// Fades its input in, so that neither it nor its echoes start with a step.
   void startFaded();
 
   /// Of any number of frames; an output may be the buffer of an input. What is no
@@ -69,9 +67,9 @@ class Player {
   Ramp wet_;
   Ramp crossfeed_;
   Ramp enabled_;
-  Ramp master_;
+  Ramp entry_;                              // of the input
+  Ramp master_;                             // of the output
   bool fresh_ = true;                       // since reset()
-  int mute_ = 0;                            // frames until the master gain rises
   std::vector<std::vector<float>> delays_;  // [input][latency], rings
   std::size_t delayPos_ = 0;
   std::array<Samples, kMaxPorts> input_{};    // finite

@@ -11,6 +11,8 @@ namespace ulmar::lv2 {
 
 inline constexpr const char* kUriPrefix = "urn:ulmar:lv2:";
 
+inline constexpr int kMaxPorts = 5;  // audio inputs or outputs
+
 struct Variant {
   const char* symbol;  // the URI's end
   const char* name;    // for people

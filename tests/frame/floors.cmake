@@ -19,6 +19,7 @@ set(folders
     apps/draw
     apps/inspect
     apps/render
+    plugins/ulmar.lv2
     bench
     tests)
 set(library ulmar/base ulmar/fft ulmar/decoder ulmar/spectral ulmar/convrt ulmar/process)
@@ -35,6 +36,7 @@ set(below_apps/common ulmar/host ulmar/audio)
 set(below_apps/draw ulmar/host ulmar/audio apps/common)
 set(below_apps/inspect ulmar/host ulmar/audio ulmar/acoustics apps/common apps/draw)
 set(below_apps/render ulmar/host ulmar/audio ulmar/room apps/common apps/draw)
+set(below_plugins/ulmar.lv2 ulmar/host ulmar/audio ulmar/room)
 set(below_bench ${library} ulmar/host)
 set(below_tests ${folders})
 

@@ -1,14 +1,13 @@
 // The library's manners: it stays within the host's memory and calls no one.
 #include <gtest/gtest.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 
 #include "tests/memory/guarded_stream.h"
 #include "tests/memory/two_engines.h"
+#include "tests/support/system_calls.h"
 #include "ulmar/host/tail.h"
 
 namespace ulmar::test {
@@ -80,21 +79,6 @@ TEST(Memory, HoldsATailWithinItsAreas) {
       ASSERT_EQ(std::memcmp(out.as(), expected.data(), out.size()), 0) << k;
     }
   }
-}
-
-// Runs `body` in a child that the kernel kills at its first system call, and returns
-// the child's status: exit code 0 if body returned true.
-template <typename Body>
-int statusWithoutSystemCalls(const Body& body) {
-  const pid_t child = fork();
-  if (child == 0) {
-    prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT);
-    const bool good = body();
-    syscall(SYS_exit, good ? 0 : 1);
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
-  return status;
 }
 
 TEST(Memory, MakesNoSystemCall) {
