@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the renderer and lets it be heard:
+# Installs what is missing, builds the renderer and the plug-in and lets them be heard:
 #   ./demo.sh                   recorded speech in a recorded hall, and in a synthetic one for
 #                               two loudspeakers and for five
 #   ./demo.sh DRY.wav HALL.wav  your recording in your hall
@@ -54,8 +54,8 @@ render() {
 
 mkdir -p "$out"
 written=()
-installFor x86_64
-build x86_64 ulmar-render
+installFor x86_64 plugin
+build x86_64 ulmar-render ulmar_lv2_bundle
 if [ $# -eq 2 ]; then
   name=$(basename -- "${dry%.*}")
   render "$dry" "$out/$name-in-$(basename -- "${hall%.*}").wav" \
@@ -67,6 +67,11 @@ else
   render "$dry" "$out/speech-in-great-hall.wav" --ir "$hall" --wet -15
   render "$dry" "$out/speech-in-synthetic-hall.wav" --room hall --wet -9
   render "$dry" "$out/speech-in-synthetic-hall-5.1.wav" --room hall --wet -9 --out-layout 5.1
+  wet=$out/speech-through-plugin.wav
+  say "Playing it through the LV2 plug-in: $wet"
+  LV2_PATH=$PWD/build/x86_64/lv2 lv2apply -i "$dry" -o "$wet" -c response 3 -c dry -6 -c wet -12 \
+    urn:ulmar:lv2:mono_to_stereo || fail "lv2apply could not play $dry through the plug-in."
+  written+=("$wet (the cathedral, by lv2apply)")
   say "Levels of the channels of $out/speech-in-synthetic-hall-5.1.wav (RMS):"
   sed -n 's/, as RMS$//; s/^level */   /p' "$out/report.txt" | sed 's/, /\n   /g'
 fi

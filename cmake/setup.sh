@@ -19,11 +19,12 @@ asRoot() {
 
 # packagesFor PRESET: the packages that building and testing the preset takes. Cairo in 32
 # bits is not among them, see tryCairo32. `format` and `tidy` stand for the tools that check
-# the sources.
+# the sources, `plugin` for a host that plays a file through it.
 packagesFor() {
   case $1 in
     format) echo clang-format && return ;;
     tidy) echo clang-tidy && return ;;
+    plugin) echo lilv-utils && return ;;
   esac
   echo cmake g++ ninja-build pkg-config libcairo2-dev libcli11-dev nlohmann-json3-dev lv2-dev
   case $1 in

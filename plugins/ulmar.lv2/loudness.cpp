@@ -11,13 +11,13 @@ namespace {
 
 constexpr int kChunk = 4096;
 
-/// An impulse through low-passes of first order, one an octave from 20 Hz to 20 kHz,
-/// each with half the power of the one an octave below: within 0.3 dB the spectrum of
-/// pink noise in that range.
+/// An impulse through low-passes of first order, one an octave from 5 Hz to 20 kHz,
+/// each with half the power of the one an octave below: from 20 Hz to 20 kHz within 1
+/// dB the spectrum of pink noise at 44.1 and 48 kHz.
 class PinkPulse {
  public:
   explicit PinkPulse(double sampleRate) {
-    double frequency = 20.0;
+    double frequency = 5.0;
     for (std::size_t k = 0; k < kNumPoles; ++k, frequency *= 2.0) {
       poles_[k] = std::exp(-2.0 * std::numbers::pi * frequency / sampleRate);
       // (1 - p) is the gain at low frequencies of 1 / (1 - p/z).
@@ -35,7 +35,7 @@ class PinkPulse {
   }
 
  private:
-  static constexpr std::size_t kNumPoles = 11;
+  static constexpr std::size_t kNumPoles = 13;
   std::array<double, kNumPoles> poles_{};
   std::array<double, kNumPoles> values_{};
 };
@@ -45,7 +45,7 @@ class PinkPulse {
 double pinkNoiseGain(host::Stream& stream, const Setting& setting) {
   const auto numInputs = static_cast<std::size_t>(setting.variant.streamInputs());
   const auto numOutputs = static_cast<std::size_t>(setting.variant.outputs);
-  // The pulse has died away by 120 dB after 0.2 s.
+  // The pulse has died away by 50 dB after 0.2 s.
   const int frames = stream.plan().shape().length() + stream.latency() +
                      stream.params().rearDelay + setting.sampleRate / 5;
   double wet = 0.0;
