@@ -20,12 +20,11 @@
 #include <cstring>
 #include <ctime>
 #include <map>
+#include <random>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
-
-#include "tests/support/random.h"
 
 namespace {
 
@@ -189,8 +188,10 @@ int main(int argc, char** argv) {
   state->restore(lilv_instance_get_handle(instance), retrieve, &saved, 0, list.data());
   lilv_instance_activate(instance);
 
-  std::vector<float> noise = ulmar::test::Random(1).signal(1 << 16);
-  for (float& sample : noise) sample *= 0.1F;
+  std::minstd_rand random(1);
+  std::uniform_real_distribution<float> level(-0.1F, 0.1F);
+  std::vector<float> noise(1 << 16);
+  for (float& sample : noise) sample = level(random);
   std::size_t pos = 0;
   const auto run = [&] {
     for (const std::uint32_t k : inputs) {

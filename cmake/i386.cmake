@@ -4,6 +4,7 @@
 
 # 64-bit file offsets, without which the 32-bit tools stop at files of 2 GiB.
 set(CMAKE_CXX_FLAGS_INIT "-m32 -D_FILE_OFFSET_BITS=64")
+set(CMAKE_C_FLAGS_INIT "${CMAKE_CXX_FLAGS_INIT}")
 
 # A library that is missing in 32 bits is missing, even where its 64-bit twin is installed.
 set(CMAKE_IGNORE_PATH /usr/lib/x86_64-linux-gnu /lib/x86_64-linux-gnu)

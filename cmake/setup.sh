@@ -29,7 +29,7 @@ packagesFor() {
   echo cmake g++ ninja-build pkg-config libcairo2-dev libcli11-dev nlohmann-json3-dev lv2-dev
   case $1 in
     i386*) echo g++-multilib libgtest-dev:i386 libsndfile1-dev:i386 libsoxr-dev:i386 ;;
-    *) echo libgtest-dev libsndfile1-dev libsoxr-dev sordi ;;
+    *) echo libgtest-dev libsndfile1-dev libsoxr-dev sordi python3-numpy ;;
   esac
   case $1 in
     *clang*) echo clang libclang-rt-14-dev ;;

@@ -50,6 +50,15 @@ class FadingStream {
   /// handed-over one runs beside it.
   Stream& current() { return *current_; }
   bool fading() const { return next_ != nullptr; }
+  /// Calls with each stream that plays, as to set its gains.
+  template <class Call>
+  void forEach(const Call& call) {
+    call(*current_);
+    if (next_ != nullptr) call(*next_);
+  }
+
+  /// Frames, of every stream that plays here. For any thread.
+  int latency() const { return latency_; }
 
  private:
   void begin();
