@@ -31,6 +31,9 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
   app.add_option("response", options.response,
                  "The impulse response: WAV, FLAC or AIFF")
       ->option_text("FILE");
+  app.add_flag("--strict", options.strict,
+               "Refuse a file that is cut short, of which else\n"
+               "what is there is measured, with a warning");
   app.add_option("-o,--output", options.picture,
                  "Draw a picture, by its extension .svg, .png\nor .pdf")
       ->option_text("FILE");

@@ -1,9 +1,9 @@
 // ulmar-render: an input and an impulse response in, the input in that room out.
-#include <iostream>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "apps/common/files.h"
 #include "apps/common/program.h"
 #include "apps/render/drawing.h"
 #include "apps/render/options.h"
@@ -19,6 +19,7 @@ using apps::print;
 
 void run(const Options& options, std::vector<std::string>& written) {
   audio::AudioReader input(options.input);
+  apps::noteIfCutShort(input.info(), options.strict);
   const RenderPlan plan = makeRenderPlan(options, input.info());
   const auto report = [&](const std::string& text) {
     if (!options.quiet) print(text);
@@ -40,7 +41,7 @@ void run(const Options& options, std::vector<std::string>& written) {
     written.push_back(options.picture);
   }
   if (const std::string text = warning(plan, rendering); !text.empty()) {
-    std::cerr << "ulmar-render: warning: " << text << '\n';
+    apps::warn(text);
   }
   report(options.json ? figures(plan, &rendering) : describe(plan, rendering));
 }

@@ -37,6 +37,9 @@ void addFileOptions(CLI::App& app, Options& options) {
                  "The input: WAV (also RF64 and W64), FLAC, AIFF,\n"
                  "AU, CAF, Ogg (Vorbis or Opus) or MP3")
       ->option_text("FILE");
+  app.add_flag("--strict", options.strict,
+               "Refuse files that are cut short, of which else\n"
+               "what is there is used, with a warning");
   app.add_option("-o,--output", options.output,
                  "The result, by its extension .wav, .flac or .aiff")
       ->option_text("FILE");
@@ -228,7 +231,7 @@ void addOutputOptions(CLI::App& app, Options& options) {
   app.add_flag("--check", options.check,
                "Say everything that would be done, and do\n"
                "nothing; the input's samples are not read");
-  app.add_flag("--quiet", options.quiet, "Print nothing but refusals");
+  app.add_flag("--quiet", options.quiet, "Print nothing but refusals and warnings");
   app.add_flag("--json", options.json, "Print the figures as one JSON object instead");
 }
 

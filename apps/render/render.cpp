@@ -133,8 +133,8 @@ Rendering render(const RenderPlan& plan, audio::AudioReader& input, Trace* trace
   rendering.outputGain = plan.options.outputGain.value_or(1.0);
   audio::AudioWriter writer(plan.options.output, plan.format);
   if (!plan.options.outputGain) {
-    audio::AudioReader again(plan.options.input);
-    const double peak = peakOf(renderAll(plan, again, 1.0, nullptr, nullptr));
+    const double peak = peakOf(renderAll(plan, input, 1.0, nullptr, nullptr));
+    input.rewind();
     // A step of single precision less, so that no rounding passes the limit.
     constexpr double kMargin = 1.0 - 0x1p-23;
     rendering.outputGain = gainFor(peak / kMargin, plan);

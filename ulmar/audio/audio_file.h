@@ -37,11 +37,13 @@ enum class Speaker {
 };
 
 struct AudioInfo {
-  std::string path;
+  std::string path;    // "standard input" for "-"
   std::string format;  // words for people, as "WAV (Microsoft), Signed 24 bit PCM"
   int channels = 0;
-  int sampleRate = 0;             // Hz
-  std::int64_t frames = 0;        // at least 1
+  int sampleRate = 0;       // Hz
+  std::int64_t frames = 0;  // at least 1
+  // By the header of a file that is cut short, more than there are: else `frames`.
+  std::int64_t promisedFrames = 0;
   std::vector<Speaker> speakers;  // one per channel, or empty if the file does not say
 };
 
@@ -49,12 +51,13 @@ struct AudioInfo {
 /// the file.
 class AudioReader {
  public:
-  /// Throws Error if the file is missing, empty, no regular file, no audio, without
-  /// frames, or if its rate or its channels are outside the limits; and if a WAV, RF64
-  /// or AIFF file is shorter than its header promises, which in other formats only
-  /// read() can tell. A WAV file whose writer could not go back to fill in the length
-  /// is read to the end of the file; a file that gives no length at all is decoded once
-  /// to count its frames.
+  /// path: of a file or a pipe, or "-" for standard input. A pipe is first read to its
+  /// end into a temporary file, in the folder that TMPDIR names or in /tmp. Throws
+  /// Error if the file is missing, empty, no regular file and no pipe, no audio,
+  /// without frames, or if its rate or its channels are outside the limits. Of a file
+  /// that is cut short, what is there is read, and info().promisedFrames tells. A WAV
+  /// file whose writer could not go back to fill in the length is read to the end of
+  /// the file; a file that gives no length at all is decoded once to count its frames.
   explicit AudioReader(const std::string& path);
   ~AudioReader();
   AudioReader(AudioReader&&) noexcept;
@@ -62,10 +65,13 @@ class AudioReader {
 
   const AudioInfo& info() const;
 
+  /// Back to the first frame.
+  void rewind();
+
   /// Reads the next frames into interleaved [frames][channels], full scale 1.0; returns
   /// how many there were: fewer than asked only at the end, and then 0. Throws Error if
-  /// the file ends or cannot be decoded before info().frames, and if a sample is NaN or
-  /// beyond kMaxFileSample.
+  /// reading fails, if the file cannot be decoded up to info().frames, and if a sample
+  /// is NaN or beyond kMaxFileSample.
   int read(float* interleaved, int frames);
 
  private:
