@@ -1,4 +1,5 @@
 // What a writer leaves behind: the whole file under its name, or everything as it was.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -6,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <map>
 
@@ -14,6 +16,22 @@
 #include "tests/support/scratch_dir.h"
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/audio/temp_file.h"
+
+namespace {
+
+int numWrites = 0;
+int failingWrite = -1;  // which one fails, counted from 0
+
+}  // namespace
+
+// In place of the C library's, for the whole program.
+extern "C" ssize_t pwrite(int fd, const void* bytes, std::size_t numBytes, off_t pos) {
+  static const auto original =
+      reinterpret_cast<decltype(&pwrite)>(dlsym(RTLD_NEXT, "pwrite64"));
+  if (numWrites++ != failingWrite) return original(fd, bytes, numBytes, pos);
+  errno = EIO;
+  return -1;
+}
 
 namespace ulmar::audio {
 namespace {
@@ -167,19 +185,42 @@ TEST(AudioWriter, AFullDiskIsReportedAndNothingIsLeft) {
                         Case{"out.aiff", pcm24}, Case{"out.flac", pcm16}}) {
     SCOPED_TRACE(c.name);
     const std::string path = dir / c.name;
+    const AudioFormat format = {
+        .channels = 2, .sampleRate = 48000, .samples = c.samples};
+    writeAudio(path, format, samples);
+    const rlim_t size = bytesOf(path).size();
     writeBytes(path, "old");
     // From the first block on, midway, and when only the last bytes do not fit.
-    for (const rlim_t maxBytes : {100U, 20000U, 39900U}) {
+    for (const rlim_t maxBytes : {rlim_t{100}, size / 2, size - 100, size - 1}) {
       const std::string sentence = refusalOf([&] {
         const FullDisk full(maxBytes);
-        writeAudio(path, {.channels = 2, .sampleRate = 48000, .samples = c.samples},
-                   samples);
+        writeAudio(path, format, samples);
       });
-      expectSentence(sentence, {"cannot write " + path + ": "});
+      expectSentence(sentence, {"cannot write " + path + ": File too large"});
       EXPECT_EQ(bytesOf(path), "old");
     }
     std::filesystem::remove(path);
     EXPECT_TRUE(dir.names().empty());
+  }
+}
+
+// Whichever write fails once, be it the last, the file does not take its name.
+TEST(AudioWriter, AFailingWriteIsReported) {
+  const ScratchDir dir;
+  for (const char* const name : {"out.wav", "out.aiff", "out.flac"}) {
+    SCOPED_TRACE(name);
+    numWrites = 0;
+    writeAudio(dir / name, kStereo, noise(20000));
+    const int needed = numWrites;
+    std::filesystem::remove(dir / name);
+    for (failingWrite = 0; failingWrite < needed; ++failingWrite) {
+      numWrites = 0;
+      expectSentence(refusalOf([&] { writeAudio(dir / name, kStereo, noise(20000)); }),
+                     {"cannot write " + (dir / name), "Input/output error"});
+      EXPECT_TRUE(dir.names().empty());
+    }
+    failingWrite = -1;
+    EXPECT_GT(needed, 5);
   }
 }
 
@@ -235,6 +276,9 @@ TEST(AudioWriter, ASignalLeavesNoTemporaryFile) {
     EXPECT_EQ(WTERMSIG(status), arriving);
     EXPECT_TRUE(dir.names().empty());
   }
+  // But one that cannot be caught does, until the next run.
+  statusOfInterruptedWriter(dir / "out.wav", SIGKILL, false);
+  EXPECT_EQ(dir.names().size(), 1U);
   const int status = statusOfInterruptedWriter(dir / "out.wav", SIGHUP, true);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   EXPECT_EQ(dir.names(), Names{"out.wav"});

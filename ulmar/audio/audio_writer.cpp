@@ -1,16 +1,13 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cmath>
 #include <functional>
 #include <random>
 #include <string_view>
-#include <system_error>
-#include <tuple>
 
 #include "ulmar/audio/audio_file.h"
+#include "ulmar/audio/byte_sink.h"
+#include "ulmar/audio/file_descriptor.h"
 #include "ulmar/audio/file_name.h"
 #include "ulmar/audio/sndfile_handle.h"
 #include "ulmar/audio/temp_file.h"
@@ -121,7 +118,7 @@ void refuseTooLong(const std::string& path, std::int64_t frames,
 // bytes. That of libsndfile's plain float WAV has none, at which other readers
 // complain. Its two bytes are taken from the padding that follows the format and the
 // fact chunk.
-void extendFormatChunk(int fd) {
+void extendFormatChunk(ByteSink& sink, int fd) {
   constexpr std::size_t kFormatSize = 16;
   constexpr std::size_t kFact = 36;  // 12 bytes
   constexpr std::size_t kPad = 48;
@@ -140,8 +137,7 @@ void extendFormatChunk(int fd) {
   std::copy(header.begin() + kFact, header.end(), extended.begin() + kFact + 2);
   extended[kFormatSize] = 18;
   extended[kPad + 2 + 4] = 0x18 - 2;
-  // A failure shows where the file is read back.
-  std::ignore = pwrite(fd, extended.data(), extended.size(), 0);
+  sink.write(0, {extended.data(), extended.size()});
 }
 
 // Only WAV distinguishes side from rear loudspeakers. FLAC and AIFF know one pair of
@@ -212,6 +208,7 @@ struct AudioWriter::Impl {
         quantiser(8 * bytesPerSample(format_.samples), format_.dither) {
     maxFrames = maxFramesOf(container, format);
     temp = std::make_unique<TempFile>(path);
+    sink = std::make_unique<ByteSink>(temp->fd(), ByteSink::Kind::file);
     openEncoder();
   }
 
@@ -226,7 +223,8 @@ struct AudioWriter::Impl {
     sfInfo.channels = format.channels;
     sfInfo.samplerate = format.sampleRate;
     sfInfo.format = sfFormat | subtypeOf(format.samples);
-    file.reset(sf_open_fd(temp->fd(), SFM_WRITE, &sfInfo, SF_FALSE));
+    file.reset(sink->open(SFM_WRITE, sfInfo));
+    refuseErrors();
     if (!file) fail("cannot write ", path, ": ", sf_strerror(nullptr));
     // The chunk of peak values holds the time of writing, and two files of the same
     // samples would differ.
@@ -258,7 +256,6 @@ struct AudioWriter::Impl {
     refuseTooLong(path, written + frames, maxFrames);
     const auto numSamples =
         static_cast<std::size_t>(frames) * static_cast<std::size_t>(format.channels);
-    errno = 0;
     sf_count_t taken = 0;
     if (format.samples == SampleFormat::float32) {
       taken = sf_writef_float(file.get(), interleaved, frames);
@@ -268,26 +265,29 @@ struct AudioWriter::Impl {
                      std::ref(quantiser));
       taken = sf_writef_int(file.get(), steps.data(), frames);
     }
-    const int error = errno;
     written += taken;
-    if (taken != frames) failFull(error);
+    refuseErrors();
+    if (taken != frames) failIncomplete();
   }
 
-  [[noreturn]] void failFull(int error) const {
-    fail("cannot write ", path, ": ",
-         error != 0 ? std::generic_category().message(error)
-                    : "the disk takes no more data",
-         ", after ", written, " frames");
+  void refuseErrors() const {
+    if (sink->error() == 0) return;
+    fail("cannot write ", path, ": ", systemMessage(sink->error()), ", after ", written,
+         " frames");
+  }
+
+  [[noreturn]] void failIncomplete() const {
+    fail("cannot write ", path, ": not all of its ", written,
+         " frames could be encoded");
   }
 
   void commit() {
     if (written == 0)
       fail("cannot write ", path, ": there are 0 frames of audio to write");
-    errno = 0;
     const int closed = sf_close(file.release());
-    const int error = errno;
-    if (closed == 0) extendFormatChunk(temp->fd());
-    if (closed != 0 || framesInFile() != written) failFull(error);
+    extendFormatChunk(*sink, temp->fd());
+    refuseErrors();
+    if (closed != 0 || framesInFile() != written) failIncomplete();
     temp->commit();
   }
 
@@ -295,15 +295,16 @@ struct AudioWriter::Impl {
   // fails.
   std::int64_t framesInFile() const {
     SF_INFO sfInfo = {};
-    lseek(temp->fd(), 0, SEEK_SET);
-    const SndfileHandle reopened(sf_open_fd(temp->fd(), SFM_READ, &sfInfo, SF_FALSE));
+    const SndfileHandle reopened(sink->open(SFM_READ, sfInfo));
     return reopened ? sfInfo.frames : 0;
   }
 
   std::string path;
   AudioFormat format;
   const Container& container;
-  std::unique_ptr<TempFile> temp;  // outlives file, which writes into it
+  // Both outlive file, which writes into them.
+  std::unique_ptr<TempFile> temp;
+  std::unique_ptr<ByteSink> sink;
   SndfileHandle file;
   std::int64_t maxFrames = 0;
   std::int64_t written = 0;
