@@ -29,7 +29,8 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
   CLI::App app(kDescription, "ulmar-inspect");
   app.option_defaults()->group("Files");
   app.add_option("response", options.response,
-                 "The impulse response: WAV, FLAC or AIFF")
+                 "The impulse response: WAV, FLAC or AIFF, also\n"
+                 "from a pipe, or - for standard input")
       ->option_text("FILE");
   app.add_flag("--strict", options.strict,
                "Refuse a file that is cut short, of which else\n"

@@ -1,4 +1,5 @@
 // ulmar-render: an input and an impulse response in, the input in that room out.
+#include <iostream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,7 +23,12 @@ void run(const Options& options, std::vector<std::string>& written) {
   apps::noteIfCutShort(input.info(), options.strict);
   const RenderPlan plan = makeRenderPlan(options, input.info());
   const auto report = [&](const std::string& text) {
-    if (!options.quiet) print(text);
+    if (options.quiet) return;
+    if (audio::isStandardOutput(options.output)) {
+      std::cerr << text;
+    } else {
+      print(text);
+    }
   };
   if (!options.json) report(describe(plan));
   if (options.check) {
@@ -35,7 +41,7 @@ void run(const Options& options, std::vector<std::string>& written) {
     trace.emplace(plan.input.frames, plan.outFrames(), plan.format.sampleRate);
   }
   const Rendering rendering = render(plan, input, trace ? &*trace : nullptr);
-  written.push_back(options.output);
+  written.push_back(audio::outputName(options.output));
   if (trace) {
     draw(plan, *trace);
     written.push_back(options.picture);

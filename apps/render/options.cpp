@@ -35,13 +35,15 @@ void addFileOptions(CLI::App& app, Options& options) {
   app.option_defaults()->group("Files");
   app.add_option("-i,--input", options.input,
                  "The input: WAV (also RF64 and W64), FLAC, AIFF,\n"
-                 "AU, CAF, Ogg (Vorbis or Opus) or MP3")
+                 "AU, CAF, Ogg (Vorbis or Opus) or MP3; a pipe,\n"
+                 "or - for standard input")
       ->option_text("FILE");
   app.add_flag("--strict", options.strict,
                "Refuse files that are cut short, of which else\n"
                "what is there is used, with a warning");
   app.add_option("-o,--output", options.output,
-                 "The result, by its extension .wav, .flac or .aiff")
+                 "The result, by its extension .wav, .flac or .aiff;\n"
+                 "WAV to a pipe, or with - to standard output")
       ->option_text("FILE");
 }
 
@@ -280,6 +282,9 @@ void checkTogether(const Options& options) {
                      "', and must be at least " +
                      std::to_string(host::kMinTruncatedBlockLen) +
                      " with --hf-truncate");
+  }
+  if (options.input == "-" && options.response == "-") {
+    refuse("--input and --ir are both -, and standard input can be one of them");
   }
   if (options.seed && !options.room)
     refuse("--seed belongs to --room, which is not given");

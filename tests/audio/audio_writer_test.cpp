@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <future>
 #include <map>
 
 #include "apps/common/signals.h"
@@ -43,6 +44,7 @@ using test::ScratchDir;
 using test::writeBytes;
 
 using enum SampleFormat;
+using enum Speaker;
 using Names = std::set<std::string>;
 
 const AudioFormat kStereo = {.channels = 2, .sampleRate = 48000, .samples = pcm16};
@@ -132,10 +134,10 @@ TEST(AudioWriter, WhatCannotBeWrittenIsRefusedAndNothingIsLeft) {
            Case{"out.flac", stereo([](auto& f) { f.sampleRate = 768000; }), "655350"},
            Case{"out.aiff", stereo([](auto& f) { f.frames = 1LL << 30; }),
                 "1073741824"},
-           Case{"out.wav", stereo([](auto& f) { f.speakers = {Speaker::mono}; }),
+           Case{"out.wav", stereo([](auto& f) { f.speakers = {mono}; }),
                 "1 loudspeakers are named for 2 channels"},
            Case{"out.wav", stereo([](auto& f) {
-                  f.speakers = {Speaker::frontRight, Speaker::frontLeft};
+                  f.speakers = {frontRight, frontLeft};
                 }),
                 "cannot state"},
        }) {
@@ -152,6 +154,66 @@ TEST(AudioWriter, WhatCannotBeWrittenIsRefusedAndNothingIsLeft) {
   std::filesystem::create_symlink("/dev/null", dir / "null.wav");
   expectSentence(refusalOf([&] { AudioWriter(dir / "null.wav", kStereo); }),
                  {"not a regular file"});
+}
+
+Tags someTags() {
+  Tags tags;
+  for (const Tag tag : {Tag::title, Tag::artist, Tag::comment, Tag::copyright}) {
+    tags.texts[tag] = "Words " + std::to_string(static_cast<int>(tag));
+  }
+  tags.broadcast = Broadcast{.description = std::string(256, 'd'),
+                             .originator = "Ulmar",
+                             .originatorReference = "reference",
+                             .date = "2024-02-29",
+                             .time = "23:59:59",
+                             .timeReference = 0x1234'5678'9ABC};
+  return tags;
+}
+
+// A pipe takes the same bytes as a file, though no header can be completed in it.
+TEST(AudioWriter, APipeTakesTheSameBytes) {
+  const ScratchDir dir;
+  const std::string pipe = dir / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const AudioFormat& given :
+       {AudioFormat{.channels = 1, .samples = pcm24}, AudioFormat{.channels = 2},
+        AudioFormat{.channels = 2, .samples = pcm16, .dither = true},
+        AudioFormat{.channels = 3, .samples = pcm32, .tags = someTags()},
+        AudioFormat{.channels = 5,
+        .speakers = {frontLeft, frontRight, frontCenter, rearLeft, rearRight},
+        .tags = someTags()}}) {
+    AudioFormat format = given;
+    format.sampleRate = 44100;
+    format.frames = 1001;
+    const auto samples = noise(1001 * format.channels);
+    writeAudio(dir / "a.wav", format, samples);
+    auto received = std::async(std::launch::async, bytesOf, pipe);
+    writeAudio(pipe, format, samples);
+    EXPECT_TRUE(received.get() == bytesOf(dir / "a.wav")) << format.channels;
+  }
+  // What the header promises must come, and its length be known.
+  auto received = std::async(std::launch::async, bytesOf, pipe);
+  const AudioFormat short_ = {.channels = 2, .sampleRate = 48000, .frames = 99};
+  expectSentence(refusalOf([&] { writeAudio(pipe, short_, noise(2)); }),
+                 {"1 frames were written", "99"});
+  received.get();
+  expectSentence(refusalOf([&] { AudioWriter(pipe, kStereo); }), {"not known"});
+  std::filesystem::rename(pipe, dir / "pipe.flac");
+  expectSentence(refusalOf([&] { AudioWriter(dir / "pipe.flac", kStereo); }),
+                 {"'.flac'", "takes .wav"});
+}
+
+TEST(AudioWriter, KeepsWhatTheFormatHoldsOfTags) {
+  const ScratchDir dir;
+  for (const char* const name : {"a.wav", "a.aiff", "a.flac"}) {
+    SCOPED_TRACE(name);
+    AudioFormat format = kStereo;
+    format.tags = someTags();
+    writeAudio(dir / name, format, noise(2000));
+    if (!std::string(name).ends_with("wav")) format.tags.broadcast.reset();
+    EXPECT_EQ(AudioReader(dir / name).info().tags, format.tags);
+    EXPECT_EQ(AudioReader(dir / name).info().frames, 1000);
+  }
 }
 
 // Files may not grow beyond a limit while this lives, as on a full disk.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +37,38 @@ enum class Speaker {
   sideRight,
 };
 
+/// What a file says about its sound.
+enum class Tag {
+  title,
+  artist,
+  album,
+  trackNumber,
+  genre,
+  date,
+  comment,
+  copyright,
+  license
+};
+
+/// What a broadcast WAV file (EBU Tech 3285) says about its recording.
+struct Broadcast {
+  std::string description;
+  std::string originator;
+  std::string originatorReference;
+  std::string date;
+  std::string time;
+  std::uint64_t timeReference = 0;  // of the first frame, in frames since midnight
+
+  bool operator==(const Broadcast&) const = default;
+};
+
+struct Tags {
+  std::map<Tag, std::string> texts;  // 4000 bytes at most
+  std::optional<Broadcast> broadcast;
+
+  bool operator==(const Tags&) const = default;
+};
+
 struct AudioInfo {
   std::string path;    // "standard input" for "-"
   std::string format;  // words for people, as "WAV (Microsoft), Signed 24 bit PCM"
@@ -45,6 +78,7 @@ struct AudioInfo {
   // By the header of a file that is cut short, more than there are: else `frames`.
   std::int64_t promisedFrames = 0;
   std::vector<Speaker> speakers;  // one per channel, or empty if the file does not say
+  Tags tags;
 };
 
 /// Reads WAV, FLAC, AIFF and what else libsndfile decodes, of any length. Errors name
@@ -109,6 +143,8 @@ struct AudioFormat {
   std::optional<std::int64_t> frames = std::nullopt;
   // One per channel, or empty to say nothing.
   std::vector<Speaker> speakers = {};
+  // Written where the file's format holds them.
+  Tags tags = {};
   /// Adds triangular noise of two steps' width to PCM before it is rounded, which takes
   /// the error's dependence on the signal away (Lipshitz, Wannamaker and Vanderkooy, J.
   /// Audio Eng. Soc. 40, 1992). The same in every run.
@@ -120,10 +156,21 @@ struct AudioFormat {
 /// cannot be written.
 void checkAudioOutput(const std::string& path, const AudioFormat& format);
 
+/// Whether what is written goes to a pipe, as WAV, or to standard output, which "-" is.
+bool isPipe(const std::string& path);
+
+/// Whether what is written goes to standard output, where it is a pipe of whatever name
+/// or "-".
+bool isStandardOutput(const std::string& path);
+
+/// How a path is named to people: that of standard output, "-", in words.
+std::string outputName(const std::string& path);
+
 /// Writes a file beside its final name and renames it when it is complete; see
 /// TempFile. The extension chooses WAV, FLAC or AIFF. WAV of which 4 GiB and more are
 /// announced becomes RF64. Other than in RF64, the same samples give the same bytes at
-/// any time.
+/// any time. A pipe and standard output take WAV as it is written, with its length
+/// ahead: AudioFormat::frames must be given, and as many be written.
 class AudioWriter {
  public:
   /// Throws Error if the container cannot hold the format or the number of frames, or

@@ -9,6 +9,7 @@
 #include "ulmar/audio/audio_header.h"
 #include "ulmar/audio/byte_source.h"
 #include "ulmar/audio/sndfile_handle.h"
+#include "ulmar/audio/tags.h"
 #include "ulmar/host/error.h"
 
 namespace ulmar::audio {
@@ -69,6 +70,7 @@ struct AudioReader::Impl {
     info.channels = sfInfo.channels;
     info.sampleRate = sfInfo.samplerate;
     info.speakers = statedSpeakers(file.get(), sfInfo);
+    info.tags = tagsOf(file.get());
     refuseImpossibleInfo();
     settleLength(sfInfo);
     if (info.frames < 1) {

@@ -11,6 +11,13 @@ namespace ulmar::audio {
 
 void ByteSink::write(std::int64_t pos, std::string_view bytes) noexcept {
   if (kind_ == Kind::pipe && pos != size_ && error_ == 0) error_ = ESPIPE;
+  if (kind_ == Kind::memory) {
+    const auto start = static_cast<std::size_t>(pos);
+    memory_.resize(std::max(memory_.size(), start + bytes.size()));
+    std::ranges::copy(bytes, memory_.begin() + pos);
+    size_ = std::ssize(memory_);
+    return;
+  }
   while (!bytes.empty() && error_ == 0) {
     const ssize_t taken = kind_ == Kind::file
                               ? pwrite(fd_, bytes.data(), bytes.size(), pos)
@@ -26,6 +33,25 @@ void ByteSink::write(std::int64_t pos, std::string_view bytes) noexcept {
   }
 }
 
+std::int64_t ByteSink::read(std::int64_t pos, char* bytes,
+                            std::int64_t numBytes) noexcept {
+  if (kind_ == Kind::memory) {
+    const auto start = std::min(static_cast<std::size_t>(pos), memory_.size());
+    return static_cast<std::int64_t>(
+        memory_.copy(bytes, static_cast<std::size_t>(numBytes), start));
+  }
+  const ssize_t given = pread(fd_, bytes, static_cast<std::size_t>(numBytes), pos);
+  if (given < 0 && error_ == 0) error_ = errno;
+  return std::max<ssize_t>(given, 0);
+}
+
+std::string ByteSink::head(std::size_t numBytes) {
+  std::string bytes(numBytes, '\0');
+  bytes.resize(static_cast<std::size_t>(
+      read(0, bytes.data(), static_cast<std::int64_t>(numBytes))));
+  return bytes;
+}
+
 SNDFILE* ByteSink::open(int mode, SF_INFO& info) {
   SF_VIRTUAL_IO io = {};
   io.get_filelen = [](void* self) -> sf_count_t {
@@ -39,11 +65,10 @@ SNDFILE* ByteSink::open(int mode, SF_INFO& info) {
   };
   io.read = [](void* bytes, sf_count_t numBytes, void* self) -> sf_count_t {
     auto& sink = *static_cast<ByteSink*>(self);
-    const ssize_t given =
-        pread(sink.fd_, bytes, static_cast<std::size_t>(numBytes), sink.pos_);
-    if (given < 0 && sink.error_ == 0) sink.error_ = errno;
-    if (given > 0) sink.pos_ += given;
-    return std::max<ssize_t>(given, 0);
+    const std::int64_t given =
+        sink.read(sink.pos_, static_cast<char*>(bytes), numBytes);
+    sink.pos_ += given;
+    return given;
   };
   io.write = [](const void* bytes, sf_count_t numBytes, void* self) -> sf_count_t {
     auto& sink = *static_cast<ByteSink*>(self);

@@ -25,10 +25,9 @@ static_assert(sizeof(OstinSoundBuf) == 16 + sizeof(void*) &&
               offsetof(OstinSoundBuf, format) == sizeof(void*) + 4);
 
 /// The parameters, read in every call and never written. Between calls the host may
-/// change the crossover, delays, gains and flags, but neither what areas and partition
-/// sets were made for, which is blockLen to hfTruncate, dryRingLen and perOutputIR, nor
-/// foldToStereo, which changes what the engine's inputs are. Flags are set when
-/// nonzero.
+/// change the crossover, delays and gains, passThrough and bypass, but not what areas
+/// and partition sets were made for: blockLen to hfTruncate, dryRingLen, perOutputIR and
+/// foldToStereo. Flags are set when nonzero.
 struct ParamStruct {
   std::int32_t reserved[3];       // the host's
   std::int32_t blockLen;          // N, samples; a power of two when the engine runs
