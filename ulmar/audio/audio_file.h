@@ -22,6 +22,10 @@ inline constexpr int kMaxFileChannels = 1024;
 /// lie files that are broken, and the squares of spectra leave single precision.
 inline constexpr float kMaxFileSample = 0x1p32F;
 
+/// How the path "-" is named to people where it is read.
+inline constexpr const char* kStandardInput = "standard input";
+std::string inputName(const std::string& path);
+
 /// The loudspeaker that a channel feeds.
 enum class Speaker {
   unknown,
@@ -70,7 +74,7 @@ struct Tags {
 };
 
 struct AudioInfo {
-  std::string path;    // "standard input" for "-"
+  std::string path;    // kStandardInput for "-"
   std::string format;  // words for people, as "WAV (Microsoft), Signed 24 bit PCM"
   int channels = 0;
   int sampleRate = 0;       // Hz

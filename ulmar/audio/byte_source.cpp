@@ -11,6 +11,7 @@
 #include <cstring>
 #include <utility>
 
+#include "ulmar/audio/audio_file.h"
 #include "ulmar/host/error.h"
 
 namespace ulmar::audio {
@@ -78,7 +79,7 @@ FileDescriptor spooled(const FileDescriptor& pipe, const std::string& name) {
 }  // namespace
 
 std::string inputName(const std::string& path) {
-  return path == "-" ? "standard input" : path;
+  return path == "-" ? kStandardInput : path;
 }
 
 ByteSource::ByteSource(const std::string& path)

@@ -12,9 +12,6 @@
 
 namespace ulmar::audio {
 
-/// How a path is named to people: that of standard input, "-", in words.
-std::string inputName(const std::string& path);
-
 /// A file, read at any position. A pipe is first read to its end into a file without a
 /// name, in the folder that TMPDIR names or in /tmp. libsndfile reads through the
 /// callbacks of this class alone, as it takes a failing read for the end of the file
