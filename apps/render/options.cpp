@@ -38,13 +38,13 @@ void addFileOptions(CLI::App& app, Options& options) {
                  "AU, CAF, Ogg (Vorbis or Opus) or MP3; a pipe,\n"
                  "or - for standard input")
       ->option_text("FILE");
-  app.add_flag("--strict", options.strict,
-               "Refuse files that are cut short, of which else\n"
-               "what is there is used, with a warning");
   app.add_option("-o,--output", options.output,
                  "The result, by its extension .wav, .flac or .aiff;\n"
                  "WAV to a pipe, or with - to standard output")
       ->option_text("FILE");
+  app.add_flag("--strict", options.strict,
+               "Refuse files that are cut short, of which else\n"
+               "what is there is used, with a warning");
 }
 
 void addResponseOptions(CLI::App& app, Options& options) {

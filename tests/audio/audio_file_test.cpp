@@ -273,8 +273,9 @@ void expectCutShort(const std::string& path, const std::vector<float>& whole,
   const auto promised = static_cast<std::int64_t>(whole.size()) / info.channels;
   EXPECT_EQ(info.promisedFrames, promised);
   EXPECT_LE(info.frames, most);
-  EXPECT_EQ(readAudio(path),
-            std::vector(whole.begin(), whole.begin() + info.frames * info.channels));
+  std::vector<float> there = whole;
+  there.resize(static_cast<std::size_t>(info.frames * info.channels));
+  EXPECT_EQ(readAudio(path), there);
 }
 
 TEST(AudioFile, WhatIsThereOfATruncatedFileIsRead) {

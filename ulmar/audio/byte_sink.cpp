@@ -14,7 +14,7 @@ void ByteSink::write(std::int64_t pos, std::string_view bytes) noexcept {
   if (kind_ == Kind::memory) {
     const auto start = static_cast<std::size_t>(pos);
     memory_.resize(std::max(memory_.size(), start + bytes.size()));
-    std::ranges::copy(bytes, memory_.begin() + pos);
+    memory_.replace(start, bytes.size(), bytes);
     size_ = std::ssize(memory_);
     return;
   }

@@ -26,8 +26,8 @@ static_assert(sizeof(OstinSoundBuf) == 16 + sizeof(void*) &&
 
 /// The parameters, read in every call and never written. Between calls the host may
 /// change the crossover, delays and gains, passThrough and bypass, but not what areas
-/// and partition sets were made for: blockLen to hfTruncate, dryRingLen, perOutputIR and
-/// foldToStereo. Flags are set when nonzero.
+/// and partition sets were made for: blockLen to hfTruncate, dryRingLen, perOutputIR
+/// and foldToStereo. Flags are set when nonzero.
 struct ParamStruct {
   std::int32_t reserved[3];       // the host's
   std::int32_t blockLen;          // N, samples; a power of two when the engine runs
