@@ -60,14 +60,13 @@ TEST(AudioFile, EveryFormatReadsBackWhatWasWritten) {
     const std::string path = dir / c.name;
     std::vector<float> sent = noise(1009 * c.channels);
     for (float& sample : sent) sample *= 1.25F;
-    writeAudio(path,
-               {.channels = c.channels, .sampleRate = c.rate, .samples = c.samples},
-               sent);
-
-    const AudioReader reader(path);
-    EXPECT_EQ(reader.info().channels, c.channels);
-    EXPECT_EQ(reader.info().sampleRate, c.rate);
-    EXPECT_EQ(reader.info().frames, 1009);
+    const AudioFormat format = {
+        .channels = c.channels, .sampleRate = c.rate, .samples = c.samples};
+    writeAudio(path, format, sent);
+    const AudioInfo info = AudioReader(path).info();
+    EXPECT_EQ(info.channels, c.channels);
+    EXPECT_EQ(info.sampleRate, c.rate);
+    EXPECT_EQ(info.frames, 1009);
     const std::vector<float> received = readAudio(path);
     ASSERT_EQ(received.size(), sent.size());
     const double step = c.bits == 0 ? 0.0 : std::ldexp(1.0, 1 - c.bits);
@@ -78,9 +77,7 @@ TEST(AudioFile, EveryFormatReadsBackWhatWasWritten) {
       ASSERT_NEAR(received[i], expected, 0.5 * step) << "sample " << i;
     }
     // What is on the steps already passes through unchanged, whatever the container.
-    writeAudio(path,
-               {.channels = c.channels, .sampleRate = c.rate, .samples = c.samples},
-               received);
+    writeAudio(path, format, received);
     EXPECT_EQ(readAudio(path), received);
   }
 }
@@ -113,10 +110,7 @@ TEST(AudioFile, HeadersStayPlainUnlessTheLengthNeedsMore) {
 }
 
 TEST(AudioFile, SpeakersAreKept) {
-  struct Case {
-    const char* name;
-    std::vector<Speaker> speakers;
-  };
+  using Case = std::pair<const char*, std::vector<Speaker>>;
   const ScratchDir dir;
   const std::vector<Speaker> five = {frontLeft, frontRight, frontCenter, rearLeft,
                                      rearRight};
@@ -129,12 +123,9 @@ TEST(AudioFile, SpeakersAreKept) {
         Case{"unsaid.wav", {}}}) {
     SCOPED_TRACE(name);
     const int channels = speakers.empty() ? 2 : static_cast<int>(speakers.size());
-    writeAudio(dir / name,
-               {.channels = channels,
-                .sampleRate = 48000,
-                .samples = pcm16,
-                .speakers = speakers},
-               noise(60 * channels));
+    AudioFormat format = {.channels = channels, .sampleRate = 48000, .samples = pcm16};
+    format.speakers = speakers;
+    writeAudio(dir / name, format, noise(60 * channels));
     EXPECT_EQ(AudioReader(dir / name).info().speakers, speakers);
   }
 }
@@ -154,10 +145,7 @@ void expectNumbers(const std::string& path, std::string_view bytes) {
 }
 
 TEST(AudioFile, LengthsThatAWriterLeftOpenRunToTheEnd) {
-  struct Case {
-    std::uint32_t dataLen;
-    std::uint32_t riffLen;
-  };
+  using Case = std::pair<std::uint32_t, std::uint32_t>;
   const ScratchDir dir;
   const std::string data = numbers(little);
   for (const auto& [dataLen, riffLen] :
@@ -377,19 +365,15 @@ TEST(AudioFile, AFailingReadIsReported) {
 
 // In every place of more than one buffer of readAudio().
 TEST(AudioFile, SamplesThatAreNoNumbersAreRefusedWithTheirPlace) {
-  struct Case {
-    float value;
-    const char* text;
-  };
+  constexpr float kInf = std::numeric_limits<float>::infinity();
   constexpr int kSamples = 2 * 80;
   const ScratchDir dir;
   const std::string path = dir / "bad.wav";
   writeAudio(path, {.channels = 2, .sampleRate = 48000}, noise(kSamples));
   const std::string good = bytesOf(path);
   for (const auto& [value, text] :
-       {Case{std::numeric_limits<float>::quiet_NaN(), "nan"},
-        Case{std::numeric_limits<float>::infinity(), "inf"},
-        Case{-std::numeric_limits<float>::infinity(), "-inf"}}) {
+       {std::pair(std::numeric_limits<float>::quiet_NaN(), "nan"),
+        std::pair(kInf, "inf"), std::pair(-kInf, "-inf")}) {
     for (std::size_t i = 0; i < kSamples; ++i) {
       std::string bytes = good;
       std::memcpy(bytes.data() + good.size() - sizeof(float) * (kSamples - i), &value,
