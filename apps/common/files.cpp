@@ -25,13 +25,15 @@ void noteIfCutShort(const audio::AudioInfo& info, bool strict) {
       static_cast<double>(missing) / static_cast<double>(info.promisedFrames);
   // Of two digits, and never all.
   const std::string percent = significant(100.0 * part, part < 0.99 ? 2 : 4);
-  const std::string text = info.path + " is cut short: of the " +
-                           secondsText(info.promisedFrames, info.sampleRate) +
-                           " that its header promises, " +
-                           secondsText(missing, info.sampleRate) + " (" + percent +
-                           " %) are missing";
-  if (strict) fail("cannot read ", text, ", and --strict takes whole files only");
-  warn(text);
+  const std::string text =
+      "is cut short: of the " + secondsText(info.promisedFrames, info.sampleRate) +
+      " that its header promises, " + secondsText(missing, info.sampleRate) + " (" +
+      percent + " %) are missing";
+  if (strict) {
+    fail("cannot read ", info.path, ": it ", text,
+         ", and --strict takes whole files only");
+  }
+  warn(info.path + " " + text);
 }
 
 }  // namespace ulmar::apps

@@ -184,7 +184,8 @@ TEST(AudioWriter, APipeTakesTheSameBytes) {
   const std::string pipe = dir / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   for (const AudioFormat& given :
-       {AudioFormat{.channels = 1, .samples = pcm24}, AudioFormat{.channels = 2},
+       {AudioFormat{.channels = 1, .samples = pcm24}, AudioFormat{.channels = 4},
+        AudioFormat{.channels = 2, .tags = someTags()},
         AudioFormat{.channels = 2, .samples = pcm16, .dither = true},
         AudioFormat{.channels = 3, .samples = pcm32, .tags = someTags()},
         AudioFormat{.channels = 5,
@@ -320,18 +321,22 @@ TEST(AudioWriter, ASignalLeavesNoTemporaryFile) {
 // an extension, and every chunk leads to the next.
 TEST(AudioWriter, WritesTheWholeFormatChunkOfFloatFiles) {
   const ScratchDir dir;
-  writeAudio(dir / "a.wav", {.channels = 2, .sampleRate = 48000}, noise(2000));
-  const std::string bytes = bytesOf(dir / "a.wav");
-  std::map<std::string, std::size_t> sizes;
-  for (std::size_t at = 12; at + 8 <= bytes.size();) {
-    std::uint32_t size = 0;
-    std::memcpy(&size, bytes.data() + at + 4, 4);
-    sizes[bytes.substr(at, 4)] = size;
-    at += 8 + size;
+  for (const Tags& tags : {Tags(), someTags()}) {
+    writeAudio(dir / "a.wav", {.channels = 2, .sampleRate = 48000, .tags = tags},
+               noise(2000));
+    const std::string bytes = bytesOf(dir / "a.wav");
+    std::map<std::string, std::size_t> sizes;
+    for (std::size_t at = 12; at + 8 <= bytes.size();) {
+      std::uint32_t size = 0;
+      std::memcpy(&size, bytes.data() + at + 4, 4);
+      sizes[bytes.substr(at, 4)] = size;
+      at += 8 + size;
+    }
+    EXPECT_EQ(sizes["fmt "], 18U);
+    EXPECT_EQ(bytes.substr(36, 2), std::string(2, '\0'));
+    EXPECT_EQ(sizes["data"], 2000U * sizeof(float));
+    EXPECT_EQ(AudioReader(dir / "a.wav").info().tags, tags);
   }
-  EXPECT_EQ(sizes["fmt "], 18U);
-  EXPECT_EQ(bytes.substr(36, 2), std::string(2, '\0'));
-  EXPECT_EQ(sizes["data"], 2000U * sizeof(float));
 }
 
 }  // namespace

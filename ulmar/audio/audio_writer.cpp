@@ -134,28 +134,34 @@ void refuseTooLong(const std::string& path, std::int64_t frames,
        " frames, and the limit of its format is ", maxFrames);
 }
 
+constexpr std::size_t kMaxHeader = 1 << 16;
+
 // A format chunk of anything but integers must have an extension, if only one of 0
 // bytes. That of libsndfile's plain float WAV has none, at which other readers
-// complain. Its two bytes are taken from the padding that follows the format and the
-// fact chunk.
-constexpr std::size_t kPlainHeader = 56;
+// complain. Its two bytes are taken from the chunk of padding that follows. header: of
+// as many bytes as there are, up to kMaxHeader.
 void extendFormatChunk(std::string& header) {
+  using namespace std::string_view_literals;
   constexpr std::size_t kFormatSize = 16;
-  constexpr std::size_t kFact = 36;  // 12 bytes
-  constexpr std::size_t kPad = 48;
-  constexpr std::size_t kPadSize = 52;
+  constexpr std::size_t kFormatEnd = 36;
   const auto has = [&](std::size_t at, std::string_view bytes) {
     return header.compare(at, bytes.size(), bytes) == 0;
   };
-  using namespace std::string_view_literals;
-  if (header.size() < kPlainHeader || !has(kFormatSize, "\x10\0\0\0\x03\0"sv) ||
-      !has(kFact, "fact\4\0\0\0"sv) || !has(kPad, "PAD \x18\0\0\0"sv)) {
-    return;
+  if (header.size() < kFormatEnd || !has(kFormatSize, "\x10\0\0\0\x03\0"sv)) return;
+  std::size_t pos = kFormatEnd;
+  while (pos + 8 <= header.size() && !has(pos, "PAD "sv)) {
+    if (has(pos, "data"sv)) return;
+    std::size_t len = 0;
+    for (std::size_t i = 4; i-- > 0;) {
+      len = len << 8 | static_cast<unsigned char>(header[pos + 4 + i]);
+    }
+    pos += 8 + len + len % 2;
   }
+  if (pos + 8 > header.size() || header[pos + 4] < 2) return;
   header[kFormatSize] = 18;
-  header[kPadSize] = 0x18 - 2;
-  header.erase(kPadSize + 4, 2);
-  header.insert(kFact, 2, '\0');
+  header[pos + 4] = static_cast<char>(header[pos + 4] - 2);
+  header.erase(pos + 8, 2);
+  header.insert(kFormatEnd, 2, '\0');
 }
 
 // Of a header up to the samples, which ends with the length of their chunk. In RF64 the
@@ -252,11 +258,7 @@ struct AudioWriter::Impl {
 
   int containerFormat() const {
     if (needsRf64(container, format)) return SF_FORMAT_RF64;
-    // The plain format chunk of float samples is extended in a padding that tags take.
-    const bool isTagged = !format.tags.texts.empty() || format.tags.broadcast;
-    if (container.sfFormat == SF_FORMAT_WAV &&
-        (!format.speakers.empty() ||
-         (isTagged && format.samples == SampleFormat::float32))) {
+    if (container.sfFormat == SF_FORMAT_WAV && !format.speakers.empty()) {
       return SF_FORMAT_WAVEX;
     }
     return container.sfFormat;
@@ -280,6 +282,13 @@ struct AudioWriter::Impl {
     sf_command(encoder, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     stateSpeakers(encoder);
     setTags(encoder, format.tags);
+    // For extendFormatChunk(): tags take the padding that would be there without them.
+    if (containerFormat() == SF_FORMAT_WAV && format.samples == SampleFormat::float32 &&
+        format.tags != Tags{}) {
+      std::array<char, 24> zeros{};
+      SF_CHUNK_INFO padding = {"PAD ", 4, zeros.size(), zeros.data()};
+      sf_set_chunk(encoder, &padding);
+    }
   }
 
   // The samples go into the pipe as they are, behind a header that already has their
@@ -303,7 +312,6 @@ struct AudioWriter::Impl {
   }
 
   std::string headerOf(std::int64_t frames) const {
-    constexpr std::size_t kMaxHeader = 1 << 16;
     ByteSink memory;
     const SndfileHandle encoder = openEncoder(memory, containerFormat());
     describeTo(encoder.get());
@@ -371,7 +379,7 @@ struct AudioWriter::Impl {
       endPipe();
       return;
     }
-    std::string header = sink->head(kPlainHeader);
+    std::string header = sink->head(kMaxHeader);
     extendFormatChunk(header);
     if (container.sfFormat == SF_FORMAT_WAV) sink->write(0, header);
     refuseErrors();
