@@ -91,7 +91,8 @@ bool isLocked(int fd) { return flock(fd, LOCK_EX | LOCK_NB) != 0; }
 bool endsAsTemporary(std::string_view rest) {
   const std::size_t dash = rest.find('-');
   return dash != 0 && dash + 1 < rest.size() &&
-         rest.find_first_not_of("0123456789-") == rest.npos && rest.rfind('-') == dash;
+         rest.find_first_not_of("0123456789-") == std::string_view::npos &&
+         rest.rfind('-') == dash;
 }
 
 // stem: of all temporary files of a target.
