@@ -36,7 +36,7 @@ function(ulmar_add_room target)
                CXX_VISIBILITY_PRESET hidden
                VISIBILITY_INLINES_HIDDEN ON)
   target_compile_features(${target} PUBLIC cxx_std_20)
-  target_link_libraries(${target} PRIVATE ulmar_arithmetic ulmar_warnings)
+  target_link_libraries(${target} PRIVATE ulmar_hardening ulmar_arithmetic ulmar_warnings)
 endfunction()
 
 # Sanitizers, in everything that is built.

@@ -17,6 +17,8 @@ namespace {
 constexpr int kExitRefused = 1;
 constexpr int kExitUsage = 2;
 
+const char* programName = "ulmar";
+
 /// ", but wet.wav is complete", or nothing.
 std::string completeText(const std::vector<std::string>& written) {
   if (written.empty()) return "";
@@ -73,6 +75,7 @@ bool readerIsGone() {
 
 int runProgram(const char* name,
                const std::function<void(std::vector<std::string>& written)>& body) {
+  programName = name;
   std::vector<std::string> written;
   const auto refuse = [&](const char* sentence, int exitCode) {
     std::cerr << name << ": " << sentence << completeText(written) << '\n';
@@ -94,6 +97,10 @@ int runProgram(const char* name,
   } catch (const std::exception& error) {
     return refuse(error.what(), kExitRefused);
   }
+}
+
+void warn(const std::string& text) {
+  std::cerr << programName << ": warning: " << text << '\n';
 }
 
 void print(const std::string& text) { std::cout << text << std::flush; }

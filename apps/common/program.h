@@ -26,6 +26,9 @@ class UsageError : public Error {
 int runProgram(const char* name,
                const std::function<void(std::vector<std::string>& written)>& body);
 
+/// One line on standard error, after the program's name.
+void warn(const std::string& text);
+
 /// To standard output, at once.
 void print(const std::string& text);
 

@@ -23,6 +23,7 @@ void checkPicture(const Options& options) {
 void run(const Options& options, std::vector<std::string>& written) {
   checkPicture(options);
   const Inspection inspection = inspect(options.response);
+  apps::noteIfCutShort(inspection.file.info, options.strict);
   if (!options.picture.empty()) {
     draw(inspection, options.picture);
     written.push_back(options.picture);

@@ -29,11 +29,15 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
   CLI::App app(kDescription, "ulmar-inspect");
   app.option_defaults()->group("Files");
   app.add_option("response", options.response,
-                 "The impulse response: WAV, FLAC or AIFF")
+                 "The impulse response: WAV, FLAC or AIFF, also\n"
+                 "from a pipe, or - for standard input")
       ->option_text("FILE");
   app.add_option("-o,--output", options.picture,
                  "Draw a picture, by its extension .svg, .png\nor .pdf")
       ->option_text("FILE");
+  app.add_flag("--strict", options.strict,
+               "Refuse a file that is cut short, of which else\n"
+               "what is there is measured, with a warning");
   app.option_defaults()->group("Output");
   app.add_flag("--json", options.json, "Print the figures as one JSON object instead");
   app.footer(kExamples);

@@ -9,6 +9,7 @@ namespace ulmar::inspect {
 struct Options {
   std::string response;
   std::string picture;  // empty for none
+  bool strict = false;  // refuse a file that is cut short
   bool json = false;
 };
 

@@ -164,7 +164,9 @@ std::string suggestionText(const Results& results) {
     return text + "  " + suggestions.obstacle + "\n";
   }
   const BlockChoice& choice = suggestions.blocks[suggestions.suggestedBlock];
-  text += "  ulmar-render --ir " + apps::shellPath(results.file.path);
+  const std::string& path = results.file.path;
+  text += "  ulmar-render --ir " +
+          (path == audio::kStandardInput ? "-" : apps::shellPath(path));
   if (suggestions.asBFormat) text += " --bformat fuma";
   if (suggestions.start.frame > 0) text += " --ir-start " + seconds(suggestions.start);
   if (suggestions.leftOut > 0) text += " --ir-length " + seconds(suggestions.length);

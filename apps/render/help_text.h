@@ -13,6 +13,8 @@ inline constexpr const char* kFooter = R"(Examples:
       mixes the hall's reverberation 6 dB below the dry signal
   ulmar-render -i guitar.flac --room cathedral -o send.wav --dry off --predelay 30
       renders an effect return: reverberation only, 30 ms late
+  sox in.wav -t wav - highpass 80 | ulmar-render -i - --ir hall.wav -o - | aplay
+      stands between other programs
   ulmar-render -i film.wav --ir church.wav --bformat ambix -o film-in-church.wav
       puts 5.1 input into a church that was recorded in B-format
   ulmar-render --room hall --save-response hall.wav
@@ -25,7 +27,10 @@ the input's. Float files keep what is louder than full scale; integer samples ar
 limited to it, and the report names the peak and the level that avoids it. A failed
 or interrupted run writes nothing and leaves an existing file as it was; but where
 only the picture or the printed report fails, the finished result stays, and the
-message says so.
+message says so. A pipe keeps what was written. The report goes to standard error where
+the result goes to standard output. An input from a pipe is first read to its end, into
+the folder of TMPDIR or into /tmp. Title, artist and the like are carried over, as is
+the time reference of broadcast WAV files, where the output's format holds them.
 
 In the report, a partition is a piece of the response as long as a block. The
 spectrum of a block is divided into segments, and these into chunks: in every block

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/common/files.h"
 #include "apps/common/program.h"
 #include "apps/render/drawing.h"
 #include "apps/render/options.h"
@@ -20,8 +21,15 @@ namespace {
 
 using apps::print;
 
+// Standard output may be the result's.
 void report(const Options& options, const std::string& text) {
-  if (!options.quiet) print(text);
+  if (options.quiet) return;
+  if (audio::isStandardOutput(options.output) ||
+      audio::isStandardOutput(options.savedResponse)) {
+    std::cerr << text;
+  } else {
+    print(text);
+  }
 }
 
 // A room for stereo input, or a recording as it is cut, faded and normalised.
@@ -65,6 +73,7 @@ std::optional<Trace> traceOf(const RenderPlan& plan) {
 void run(const Options& options, std::vector<std::string>& written) {
   if (options.input.empty()) return saveAlone(options, written);
   audio::AudioReader input(options.input);
+  apps::noteIfCutShort(input.info(), options.strict);
   const RenderPlan plan = planFor(options, input.info(), written);
   if (!options.json) report(options, describe(plan));
   if (options.check || options.output.empty()) {
@@ -76,13 +85,13 @@ void run(const Options& options, std::vector<std::string>& written) {
   }
   std::optional<Trace> trace = traceOf(plan);
   const Rendering rendering = render(plan, input, trace ? &*trace : nullptr);
-  written.push_back(options.output);
+  written.push_back(audio::outputName(options.output));
   if (trace) {
     draw(plan, *trace);
     written.push_back(options.picture);
   }
   if (const std::string text = warning(plan, rendering); !text.empty()) {
-    std::cerr << "ulmar-render: warning: " << text << '\n';
+    apps::warn(text);
   }
   report(options, options.json ? figures(plan, &rendering) : describe(plan, rendering));
 }

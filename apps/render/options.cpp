@@ -36,11 +36,16 @@ void addFileOptions(CLI::App& app, Options& options) {
   app.option_defaults()->group("Files");
   app.add_option("-i,--input", options.input,
                  "The input: WAV (also RF64 and W64), FLAC, AIFF,\n"
-                 "AU, CAF, Ogg (Vorbis or Opus) or MP3")
+                 "AU, CAF, Ogg (Vorbis or Opus) or MP3; a pipe,\n"
+                 "or - for standard input")
       ->option_text("FILE");
   app.add_option("-o,--output", options.output,
-                 "The result, by its extension .wav, .flac or .aiff")
+                 "The result, by its extension .wav, .flac or .aiff;\n"
+                 "WAV to a pipe, or with - to standard output")
       ->option_text("FILE");
+  app.add_flag("--strict", options.strict,
+               "Refuse files that are cut short, of which else\n"
+               "what is there is used, with a warning");
 }
 
 void addResponseOptions(CLI::App& app, Options& options) {
@@ -256,7 +261,7 @@ void addOutputOptions(CLI::App& app, Options& options) {
   app.add_flag("--check", options.check,
                "Say everything that would be done, and do\n"
                "nothing; the input's samples are not read");
-  app.add_flag("--quiet", options.quiet, "Print nothing but refusals");
+  app.add_flag("--quiet", options.quiet, "Print nothing but refusals and warnings");
   app.add_flag("--json", options.json, "Print the figures as one JSON object instead");
 }
 
@@ -314,6 +319,9 @@ void checkTogether(const Options& options) {
   }
   if (options.dryBed && options.dryGain != 1.0) {
     refuse("--dry and --dry-bed exclude each other: a dry bed stays as it is");
+  }
+  if (options.input == "-" && options.response == "-") {
+    refuse("--input and --ir are both -, and standard input can be one of them");
   }
   if (options.seed && !options.room)
     refuse("--seed belongs to --room, which is not given");

@@ -69,7 +69,8 @@ struct Options {
   std::optional<int> jobs;  // streams side by side; as many as processors if not given
   /// Linear, of all that is written; or, if not given, what keeps it within full scale.
   std::optional<double> outputGain = 1.0;
-  bool dither = true;  // of 16 bits
+  bool dither = true;   // of 16 bits
+  bool strict = false;  // refuse files that are cut short
   bool quiet = false;
   bool check = false;
   bool json = false;

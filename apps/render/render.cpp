@@ -123,8 +123,8 @@ Rendering render(const RenderPlan& plan, audio::AudioReader& input, Trace* trace
   rendering.outputGain = plan.options.outputGain.value_or(1.0);
   audio::AudioWriter writer(plan.options.output, plan.format);
   if (!plan.options.outputGain) {
-    audio::AudioReader again(plan.options.input);
-    const double peak = renderAll(plan, again, 1.0, nullptr, nullptr).peak();
+    const double peak = renderAll(plan, input, 1.0, nullptr, nullptr).peak();
+    input.rewind();
     // A step of single precision less, so that no rounding passes the limit.
     constexpr double kMargin = 1.0 - 0x1p-23;
     rendering.outputGain = gainFor(peak / kMargin, plan);

@@ -163,6 +163,7 @@ audio::AudioFormat outputFormat(const RenderPlan& plan) {
     format.samples = audio::finestFormat(options.output);
   }
   format.frames = plan.outFrames();
+  format.tags = plan.input.tags;
   format.dither = options.dither && format.samples == audio::SampleFormat::pcm16;
   format.speakers = audio::fileSpeakers(plan.routing.output,
                                         audio::surroundNameOf(plan.input.speakers));

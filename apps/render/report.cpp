@@ -253,7 +253,8 @@ std::string mixText(const RenderPlan& plan) {
 
 std::string outputText(const RenderPlan& plan) {
   const audio::AudioFormat& format = plan.format;
-  std::string text = plan.options.output.empty() ? "" : plan.options.output + ": ";
+  std::string text =
+      plan.options.output.empty() ? "" : audio::outputName(plan.options.output) + ": ";
   text += wordFor(format.samples, kFormatWords);
   if (format.samples != audio::SampleFormat::float32) text += " bit";
   text += ", " + std::string(wordFor(plan.routing.output, kChannelLayoutWords)) + ", " +
@@ -329,7 +330,8 @@ std::string peakText(const RenderPlan& plan, const Rendering& rendering) {
 
 std::string warning(const RenderPlan& plan, const Rendering& rendering) {
   if (rendering.limitedSamples == 0) return "";
-  return countText(rendering.limitedSamples, "sample") + " of " + plan.options.output +
+  return countText(rendering.limitedSamples, "sample") + " of " +
+         audio::outputName(plan.options.output) +
          " limited to full scale; --gain auto avoids it";
 }
 

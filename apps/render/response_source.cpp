@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "apps/common/files.h"
 #include "apps/render/option_values.h"
 #include "ulmar/host/error.h"
 
@@ -46,6 +47,7 @@ Planar readResponse(const Options& options, const audio::AudioInfo& input,
     info.channels = static_cast<int>(signal.size());
   } else {
     audio::AudioFile file = audio::readAudioFile(options.response);
+    apps::noteIfCutShort(file.info, options.strict);
     routing = routingFor(options, input, &file.info);
     info.name = file.info.path;
     info.format = file.info.format;

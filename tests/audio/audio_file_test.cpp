@@ -1,15 +1,34 @@
 // Audio files: what is written is read back, and what is no sound file is refused.
 #include "ulmar/audio/audio_file.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <limits>
 
 #include "tests/audio/audio_samples.h"
 #include "tests/support/scratch_dir.h"
+
+namespace {
+
+int numReads = 0;
+int failingRead = -1;  // which one fails, counted from 0
+
+}  // namespace
+
+// In place of the C library's, for the whole program.
+extern "C" ssize_t pread(int fd, void* bytes, std::size_t numBytes, off_t pos) {
+  static const auto original =
+      reinterpret_cast<decltype(&pread)>(dlsym(RTLD_NEXT, "pread64"));
+  if (numReads++ != failingRead) return original(fd, bytes, numBytes, pos);
+  errno = EIO;
+  return -1;
+}
 
 namespace ulmar::audio {
 namespace {
@@ -41,14 +60,13 @@ TEST(AudioFile, EveryFormatReadsBackWhatWasWritten) {
     const std::string path = dir / c.name;
     std::vector<float> sent = noise(1009 * c.channels);
     for (float& sample : sent) sample *= 1.25F;
-    writeAudio(path,
-               {.channels = c.channels, .sampleRate = c.rate, .samples = c.samples},
-               sent);
-
-    const AudioReader reader(path);
-    EXPECT_EQ(reader.info().channels, c.channels);
-    EXPECT_EQ(reader.info().sampleRate, c.rate);
-    EXPECT_EQ(reader.info().frames, 1009);
+    const AudioFormat format = {
+        .channels = c.channels, .sampleRate = c.rate, .samples = c.samples};
+    writeAudio(path, format, sent);
+    const AudioInfo info = AudioReader(path).info();
+    EXPECT_EQ(info.channels, c.channels);
+    EXPECT_EQ(info.sampleRate, c.rate);
+    EXPECT_EQ(info.frames, 1009);
     const std::vector<float> received = readAudio(path);
     ASSERT_EQ(received.size(), sent.size());
     const double step = c.bits == 0 ? 0.0 : std::ldexp(1.0, 1 - c.bits);
@@ -59,9 +77,7 @@ TEST(AudioFile, EveryFormatReadsBackWhatWasWritten) {
       ASSERT_NEAR(received[i], expected, 0.5 * step) << "sample " << i;
     }
     // What is on the steps already passes through unchanged, whatever the container.
-    writeAudio(path,
-               {.channels = c.channels, .sampleRate = c.rate, .samples = c.samples},
-               received);
+    writeAudio(path, format, received);
     EXPECT_EQ(readAudio(path), received);
   }
 }
@@ -94,10 +110,7 @@ TEST(AudioFile, HeadersStayPlainUnlessTheLengthNeedsMore) {
 }
 
 TEST(AudioFile, SpeakersAreKept) {
-  struct Case {
-    const char* name;
-    std::vector<Speaker> speakers;
-  };
+  using Case = std::pair<const char*, std::vector<Speaker>>;
   const ScratchDir dir;
   const std::vector<Speaker> five = {frontLeft, frontRight, frontCenter, rearLeft,
                                      rearRight};
@@ -110,53 +123,57 @@ TEST(AudioFile, SpeakersAreKept) {
         Case{"unsaid.wav", {}}}) {
     SCOPED_TRACE(name);
     const int channels = speakers.empty() ? 2 : static_cast<int>(speakers.size());
-    writeAudio(dir / name,
-               {.channels = channels,
-                .sampleRate = 48000,
-                .samples = pcm16,
-                .speakers = speakers},
-               noise(60 * channels));
+    AudioFormat format = {.channels = channels, .sampleRate = 48000, .samples = pcm16};
+    format.speakers = speakers;
+    writeAudio(dir / name, format, noise(60 * channels));
     EXPECT_EQ(AudioReader(dir / name).info().speakers, speakers);
   }
 }
 
-TEST(AudioFile, LengthsThatAWriterLeftOpenRunToTheEnd) {
-  struct Case {
-    std::uint32_t dataLen;
-    std::uint32_t riffLen;
-  };
-  const ScratchDir dir;
-  const std::string path = dir / "open.wav";
+// 200 samples of 16 bits, and what they are read as.
+std::string numbers(std::string (*bytesOfNumber)(std::uint64_t, int)) {
   std::string data;
-  for (unsigned i = 0; i < 200; ++i) data += little(i, 2);
+  for (unsigned i = 0; i < 200; ++i) data += bytesOfNumber(i, 2);
+  return data;
+}
+
+void expectNumbers(const std::string& path, std::string_view bytes) {
+  std::vector<float> expected;
+  for (int i = 0; i < 200; ++i) expected.push_back(static_cast<float>(i) / 32768.0F);
+  writeBytes(path, bytes);
+  EXPECT_EQ(readAudio(path), expected);
+}
+
+TEST(AudioFile, LengthsThatAWriterLeftOpenRunToTheEnd) {
+  using Case = std::pair<std::uint32_t, std::uint32_t>;
+  const ScratchDir dir;
+  const std::string data = numbers(little);
   for (const auto& [dataLen, riffLen] :
        {Case{0xFFFFFFFF, 0xFFFFFFFF}, Case{0xFFFFFFDB, 0xFFFFFFFF}, Case{0, 0},
         Case{0, 36}, Case{0, 0xFFFFFFFF}, Case{0x7FFFF000, 0x7FFFF024},
         Case{0x80000000, 0x80000024}}) {
     SCOPED_TRACE(testing::Message() << std::hex << dataLen << ' ' << riffLen);
-    writeBytes(path, WavHeader{.dataLen = dataLen, .riffLen = riffLen}.with(data));
-    const std::vector<float> samples = readAudio(path);
-    ASSERT_EQ(samples.size(), 200U);
-    for (std::size_t i = 0; i < 200; ++i) {
-      ASSERT_EQ(samples[i], static_cast<float>(i) / 32768.0F);
-    }
+    const WavHeader header = {.dataLen = dataLen, .riffLen = riffLen};
+    expectNumbers(dir / "open.wav", header.with(data));
   }
-
-  std::string bigData;
-  for (unsigned i = 0; i < 200; ++i) bigData += big(i, 2);
-  const std::string aiff = dir / "open.aiff";
   for (const std::uint32_t audioLen : {0x7F000008U, 0x7F000000U, 0x7FFFFFFFU,
                                        0x80000000U, 0xFFFFFFFFU, 0xFFFFFFFCU, 0U}) {
     SCOPED_TRACE(testing::Message() << std::hex << audioLen);
-    writeBytes(
-        aiff,
-        AiffHeader{.numFrames = audioLen / 4, .audioLen = audioLen, .formLen = audioLen}
-            .with(bigData));
-    const std::vector<float> samples = readAudio(aiff);
-    ASSERT_EQ(samples.size(), 200U);
-    for (std::size_t i = 0; i < 200; ++i) {
-      ASSERT_EQ(samples[i], static_cast<float>(i) / 32768.0F);
-    }
+    const AiffHeader header = {
+        .numFrames = audioLen / 4, .audioLen = audioLen, .formLen = audioLen};
+    expectNumbers(dir / "open.aiff", header.with(numbers(big)));
+  }
+  // Some no more than large, and too large for what is counted with a sign.
+  for (const std::uint64_t len : {0ULL, 1ULL << 40, ~0ULL >> 1, ~0ULL - 7, ~0ULL}) {
+    SCOPED_TRACE(testing::Message() << std::hex << len);
+    expectNumbers(dir / "open64.wav", rf64(len).with(data));
+  }
+  // Beyond what 32 bits count, and no more than a hole on the disk.
+  const std::string large = dir / "large.wav";
+  for (const std::uint32_t dataLen : {0U, 0xFFFFFFFFU}) {
+    writeBytes(large, WavHeader{.dataLen = dataLen}.with(data));
+    std::filesystem::resize_file(large, 44 + (5LL << 30));
+    EXPECT_EQ(AudioReader(large).info().frames, 5LL << 28);
   }
 
   // FLAC's number of frames: 36 bits from the lower half of byte 21; zero stands for
@@ -197,61 +214,63 @@ void expectUnreadable(const std::string& path,
 
 TEST(AudioFile, WhatIsNoSoundFileIsRefused) {
   const ScratchDir dir;
-  const std::string silence(400, '\0');
-  const WavHeader good = {.dataLen = 400, .riffLen = 436};
-  struct Case {
-    const char* name;
-    std::string bytes;
-    std::string part;
+  const auto at = [](std::uint32_t rate, unsigned channels = 2) {
+    return WavHeader{.channels = channels, .rate = rate, .dataLen = 400}.with(
+        std::string(400, '\0'));
   };
-  auto with = [&](auto change) {
-    WavHeader header = good;
-    change(header);
-    return header.with(silence);
-  };
-  for (const Case& c : {
-           Case{"empty.wav", "", "empty (0 bytes)"},
-           Case{"text.wav", std::string(500, 'x'), "no audio file"},
-           Case{"header.wav", good.with("").substr(0, 30), "no audio file"},
-           Case{"rate0.wav", with([](auto& h) { h.rate = 0; }), "is 0 Hz"},
-           Case{"rate999.wav", with([](auto& h) { h.rate = 999; }),
-                "1000 and 768000 Hz"},
-           Case{"rate2G.wav", with([](auto& h) { h.rate = 0x7FFFFFFF; }), "Hz"},
-           Case{"rate4G.wav", with([](auto& h) { h.rate = 0xFFFFFFFF; }),
-                "4294967295 Hz"},
-           Case{"channels0.wav", with([](auto& h) { h.channels = 0; }),
-                "(Channel count"},
-           Case{"none.wav", WavHeader{.dataLen = 0, .riffLen = 36}.with(""),
-                "0 frames"},
-           Case{"list.wav",
-                WavHeader{.dataLen = 0, .riffLen = 48}.with("LIST" + little(4, 4) +
-                                                            "INFO"),
-                "0 frames"},
-           Case{"cut.wav", good.with(silence.substr(0, 399)), "promises 400 bytes"},
-       }) {
-    writeBytes(dir / c.name, c.bytes);
-    expectUnreadable(dir / c.name, {c.part});
+  const std::string list = "LIST" + little(4, 4) + "INFO";
+  for (const auto& [bytes, part] :
+       std::initializer_list<std::pair<std::string, std::string>>{
+           {"", "empty (0 bytes)"},
+           {std::string(500, 'x'), "no audio file"},
+           {at(48000).substr(0, 30), "no audio file"},
+           {at(0), "is 0 Hz"},
+           {at(999), "1000 and 768000 Hz"},
+           {at(0x7FFFFFFF), "2147483647 Hz"},
+           {at(0xFFFFFFFF), "4294967295 Hz"},
+           {at(48000, 0), "(Channel count"},
+           {WavHeader{.riffLen = 36}.with(""), "0 frames"},
+           {WavHeader{.riffLen = 48}.with(list), "0 frames"}}) {
+    writeBytes(dir / "a.wav", bytes);
+    expectUnreadable(dir / "a.wav", {part});
   }
   expectUnreadable(dir / "missing.wav", {"No such file"});
   std::filesystem::create_directory(dir / "folder.wav");
   expectUnreadable(dir / "folder.wav", {"it is a folder"});
 }
 
-TEST(AudioFile, TruncationIsFoundInEveryContainer) {
+// Reads the rest of a file that should hold so many frames more, from the start of what
+// the whole file holds.
+void expectCutShort(const std::string& path, const std::vector<float>& whole,
+                    std::int64_t most) {
+  const AudioInfo info = AudioReader(path).info();
+  const auto promised = static_cast<std::int64_t>(whole.size()) / info.channels;
+  EXPECT_EQ(info.promisedFrames, promised);
+  EXPECT_LE(info.frames, most);
+  std::vector<float> there = whole;
+  there.resize(static_cast<std::size_t>(info.frames * info.channels));
+  EXPECT_EQ(readAudio(path), there);
+}
+
+TEST(AudioFile, WhatIsThereOfATruncatedFileIsRead) {
   const ScratchDir dir;
   for (const char* name : {"a.wav", "a.aiff", "a.flac"}) {
+    SCOPED_TRACE(name);
     const std::string path = dir / name;
     writeAudio(path, {.channels = 2, .sampleRate = 48000, .samples = pcm24},
                noise(40000));
-    const std::string whole = bytesOf(path);
-    for (const std::size_t kept : {whole.size() / 3, whole.size() - 1}) {
-      writeBytes(path, whole.substr(0, kept));
-      expectUnreadable(path, {"the file is truncated", "promises"});
-    }
+    const std::string bytes = bytesOf(path);
+    const std::vector<float> whole = readAudio(path);
+    EXPECT_EQ(AudioReader(path).info().promisedFrames, 20000);
+    writeBytes(path, bytes.substr(0, bytes.size() / 3));
+    expectCutShort(path, whole, 6666);
+    writeBytes(path, bytes.substr(0, bytes.size() - 1));
+    expectCutShort(path, whole, 19999);
+    EXPECT_GT(readAudio(path).size(), 30000U);
     // Damage within: only FLAC can tell.
     if (path.ends_with("flac")) {
-      std::string damaged = whole;
-      damaged.replace(whole.size() / 2, 200, 200, '\x55');
+      std::string damaged = bytes;
+      damaged.replace(bytes.size() / 2, 200, 200, '\x55');
       writeBytes(path, damaged);
       expectUnreadable(path, {"damaged", "promises 20000 frames"});
     }
@@ -263,44 +282,84 @@ TEST(AudioFile, TruncationIsFoundInEveryContainer) {
 TEST(AudioFile, ChunksOfAnyLengthAreStepped) {
   const ScratchDir dir;
   const std::string data(400, '\1');
+  const std::vector<float> expected(200, 257.0F / 32768.0F);
   for (std::size_t len = 0; len < 6; ++len) {
     SCOPED_TRACE(len);
     const std::string content(len + len % 2, '\0');
-    const std::string wav = WavHeader{.dataLen = 400,
-                                      .riffLen = 1000,
-                                      .before = "note" + little(len, 4) + content}
-                                .with(data);
-    const std::string aiff = AiffHeader{.numFrames = 100,
-                                        .audioLen = 408,
-                                        .formLen = 1000,
-                                        .before = "ANNO" + big(len, 4) + content}
-                                 .with(data);
-    for (const auto& [name, bytes] :
-         {std::pair("a.wav", wav), std::pair("a.aiff", aiff)}) {
-      const std::string path = dir / name;
-      writeBytes(path, bytes);
-      EXPECT_EQ(readAudio(path), std::vector<float>(200, 257.0F / 32768.0F));
-      writeBytes(path, bytes.substr(0, bytes.size() - 4));
-      expectUnreadable(path, {"the file is truncated"});
+    const WavHeader wav = {
+        .dataLen = 400, .riffLen = 1000, .before = "note" + little(len, 4) + content};
+    const AiffHeader aiff = {.numFrames = 100,
+                             .audioLen = 408,
+                             .formLen = 1000,
+                             .before = "ANNO" + big(len, 4) + content};
+    for (const std::string& bytes : {wav.with(data), aiff.with(data)}) {
+      writeBytes(dir / "a", bytes);
+      EXPECT_EQ(readAudio(dir / "a"), expected);
+      writeBytes(dir / "a", bytes.substr(0, bytes.size() - 4));
+      expectCutShort(dir / "a", expected, 99);
     }
+  }
+}
+
+// In one of these, libsndfile reads on where there is nothing for hours.
+TEST(AudioFile, ChunksBeyondTheEndAreLeftAlone) {
+  const ScratchDir dir;
+  const std::string data = numbers(little);
+  const std::string endless = "LIST" + little(0xFF000000, 4) + "adtlLIST" +
+                              little(0, 4) + "smpl" + little(0xFFFFFFF0, 4) +
+                              std::string(64, '\0');
+  expectNumbers(dir / "a.wav", WavHeader{.dataLen = 400}.with(data + endless));
+  expectNumbers(dir / "a.wav", rf64(400).with(data + endless));
+  writeBytes(dir / "a.wav", WavHeader{.dataLen = 400, .before = endless}.with(data));
+  expectUnreadable(dir / "a.wav", {"No 'data' chunk"});
+}
+
+// As a recorder that has crashed leaves them behind.
+TEST(AudioFile, MillionsOfEmptyChunksAreNotWalked) {
+  const ScratchDir dir;
+  for (const std::string start : {"RIFF....WAVE", "FORM....AIFF"}) {
+    writeBytes(dir / "a", start);
+    std::filesystem::resize_file(dir / "a", 256 << 20);
+    numReads = 0;
+    expectUnreadable(dir / "a", {"no audio file"});
+    EXPECT_LT(numReads, 10000);
+  }
+}
+
+// Whichever read fails, no sample comes out that is not in the file.
+TEST(AudioFile, AFailingReadIsReported) {
+  const ScratchDir dir;
+  for (const char* const name : {"a.wav", "a.aiff", "a.flac"}) {
+    SCOPED_TRACE(name);
+    const AudioFormat format = {.channels = 2, .sampleRate = 48000, .samples = pcm16};
+    writeAudio(dir / name, format, noise(20000));
+    bool failed = true;
+    for (failingRead = 0; failed; ++failingRead) {
+      numReads = 0;
+      try {
+        readAudio(dir / name);
+        failed = false;
+      } catch (const Error& error) {
+        expectSentence(error.what(), {"cannot read " + (dir / name), "Input/output"});
+      }
+    }
+    EXPECT_LE(numReads, failingRead);
+    EXPECT_GT(failingRead, 10);
+    failingRead = -1;
   }
 }
 
 // In every place of more than one buffer of readAudio().
 TEST(AudioFile, SamplesThatAreNoNumbersAreRefusedWithTheirPlace) {
-  struct Case {
-    float value;
-    const char* text;
-  };
+  constexpr float kInf = std::numeric_limits<float>::infinity();
   constexpr int kSamples = 2 * 80;
   const ScratchDir dir;
   const std::string path = dir / "bad.wav";
   writeAudio(path, {.channels = 2, .sampleRate = 48000}, noise(kSamples));
   const std::string good = bytesOf(path);
   for (const auto& [value, text] :
-       {Case{std::numeric_limits<float>::quiet_NaN(), "nan"},
-        Case{std::numeric_limits<float>::infinity(), "inf"},
-        Case{-std::numeric_limits<float>::infinity(), "-inf"}}) {
+       {std::pair(std::numeric_limits<float>::quiet_NaN(), "nan"),
+        std::pair(kInf, "inf"), std::pair(-kInf, "-inf")}) {
     for (std::size_t i = 0; i < kSamples; ++i) {
       std::string bytes = good;
       std::memcpy(bytes.data() + good.size() - sizeof(float) * (kSamples - i), &value,

@@ -32,15 +32,25 @@ struct WavHeader {
   std::uint32_t dataLen = 0;
   std::uint32_t riffLen = 0;
   std::string before = {};  // chunks ahead of the format's
+  std::string container = "RIFF";
 
   std::string with(std::string_view data) const {
     const unsigned frameBytes = 2 * channels;
-    return "RIFF" + little(riffLen, 4) + "WAVE" + before + "fmt " + little(16, 4) +
+    return container + little(riffLen, 4) + "WAVE" + before + "fmt " + little(16, 4) +
            little(1, 2) + little(channels, 2) + little(rate, 4) +
            little(std::uint64_t{rate} * frameBytes, 4) + little(frameBytes, 2) +
            little(16, 2) + "data" + little(dataLen, 4) + std::string(data);
   }
 };
+
+/// The same with a length of 64 bits.
+inline WavHeader rf64(std::uint64_t dataLen) {
+  return {.dataLen = 0xFFFFFFFF,
+          .riffLen = 0xFFFFFFFF,
+          .before = "ds64" + little(28, 4) + little(dataLen + 72, 8) +
+                    little(dataLen, 8) + std::string(12, '\0'),
+          .container = "RF64"};
+}
 
 /// A 16-bit AIFF file of two channels at 48 kHz whose header may say what is not so.
 struct AiffHeader {

@@ -1,4 +1,5 @@
 // What a writer leaves behind: the whole file under its name, or everything as it was.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -6,7 +7,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
+#include <future>
 #include <map>
 
 #include "apps/common/signals.h"
@@ -14,6 +17,30 @@
 #include "tests/support/scratch_dir.h"
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/audio/temp_file.h"
+
+namespace {
+
+int numWrites = 0;
+int failingWrite = -1;    // which one fails, counted from 0
+bool diskIsFull = false;  // all that follow fail as well
+
+}  // namespace
+
+// In place of the C library's, for the whole program.
+extern "C" ssize_t pwrite(int fd, const void* bytes, std::size_t numBytes, off_t pos) {
+  static const auto original =
+      reinterpret_cast<decltype(&pwrite)>(dlsym(RTLD_NEXT, "pwrite64"));
+  const int number = numWrites++;
+  if (failingWrite < 0 || number < failingWrite ||
+      (number > failingWrite && !diskIsFull)) {
+    return original(fd, bytes, numBytes, pos);
+  }
+  if (number == failingWrite && diskIsFull && numBytes > 1) {
+    return original(fd, bytes, numBytes / 2, pos);
+  }
+  errno = diskIsFull ? ENOSPC : EIO;
+  return -1;
+}
 
 namespace ulmar::audio {
 namespace {
@@ -25,6 +52,7 @@ using test::ScratchDir;
 using test::writeBytes;
 
 using enum SampleFormat;
+using enum Speaker;
 using Names = std::set<std::string>;
 
 const AudioFormat kStereo = {.channels = 2, .sampleRate = 48000, .samples = pcm16};
@@ -114,10 +142,10 @@ TEST(AudioWriter, WhatCannotBeWrittenIsRefusedAndNothingIsLeft) {
            Case{"out.flac", stereo([](auto& f) { f.sampleRate = 768000; }), "655350"},
            Case{"out.aiff", stereo([](auto& f) { f.frames = 1LL << 30; }),
                 "1073741824"},
-           Case{"out.wav", stereo([](auto& f) { f.speakers = {Speaker::mono}; }),
+           Case{"out.wav", stereo([](auto& f) { f.speakers = {mono}; }),
                 "1 loudspeakers are named for 2 channels"},
            Case{"out.wav", stereo([](auto& f) {
-                  f.speakers = {Speaker::frontRight, Speaker::frontLeft};
+                  f.speakers = {frontRight, frontLeft};
                 }),
                 "cannot state"},
        }) {
@@ -136,50 +164,96 @@ TEST(AudioWriter, WhatCannotBeWrittenIsRefusedAndNothingIsLeft) {
                  {"not a regular file"});
 }
 
-// Files may not grow beyond a limit while this lives, as on a full disk.
-class FullDisk {
- public:
-  explicit FullDisk(rlim_t maxBytes) : previousAction_(signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &previous_);
-    const rlimit limited = {maxBytes, previous_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limited);
+Tags someTags() {
+  Tags tags;
+  for (const Tag tag : {Tag::title, Tag::artist, Tag::comment, Tag::copyright}) {
+    tags.texts[tag] = "Words " + std::to_string(static_cast<int>(tag));
   }
-  ~FullDisk() {
-    setrlimit(RLIMIT_FSIZE, &previous_);
-    signal(SIGXFSZ, previousAction_);
-  }
-  FullDisk(const FullDisk&) = delete;
-  FullDisk& operator=(const FullDisk&) = delete;
+  tags.broadcast = Broadcast{.description = std::string(256, 'd'),
+                             .originator = "Ulmar",
+                             .originatorReference = "reference",
+                             .date = "2024-02-29",
+                             .time = "23:59:59",
+                             .timeReference = 0x1234'5678'9ABC};
+  return tags;
+}
 
- private:
-  rlimit previous_ = {};
-  void (*previousAction_)(int);
-};
-
-TEST(AudioWriter, AFullDiskIsReportedAndNothingIsLeft) {
-  struct Case {
-    const char* name;
-    SampleFormat samples;
-  };
+// A pipe takes the same bytes as a file, though no header can be completed in it.
+TEST(AudioWriter, APipeTakesTheSameBytes) {
   const ScratchDir dir;
-  const std::vector<float> samples = noise(20000);
-  for (const Case& c : {Case{"out.wav", float32}, Case{"out.wav", pcm16},
-                        Case{"out.aiff", pcm24}, Case{"out.flac", pcm16}}) {
-    SCOPED_TRACE(c.name);
-    const std::string path = dir / c.name;
+  const std::string pipe = dir / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const AudioFormat& given :
+       {AudioFormat{.channels = 1, .samples = pcm24}, AudioFormat{.channels = 4},
+        AudioFormat{.channels = 2, .tags = someTags()},
+        AudioFormat{.channels = 2, .samples = pcm16, .dither = true},
+        AudioFormat{.channels = 3, .samples = pcm32, .tags = someTags()},
+        AudioFormat{.channels = 5,
+        .speakers = {frontLeft, frontRight, frontCenter, rearLeft, rearRight},
+        .tags = someTags()}}) {
+    AudioFormat format = given;
+    format.sampleRate = 44100;
+    format.frames = 1001;
+    const auto samples = noise(1001 * format.channels);
+    writeAudio(dir / "a.wav", format, samples);
+    auto received = std::async(std::launch::async, bytesOf, pipe);
+    writeAudio(pipe, format, samples);
+    EXPECT_TRUE(received.get() == bytesOf(dir / "a.wav")) << format.channels;
+  }
+  // What the header promises must come, and its length be known.
+  auto received = std::async(std::launch::async, bytesOf, pipe);
+  const AudioFormat short_ = {.channels = 2, .sampleRate = 48000, .frames = 99};
+  expectSentence(refusalOf([&] { writeAudio(pipe, short_, noise(2)); }),
+                 {"1 frames were written", "99"});
+  received.get();
+  expectSentence(refusalOf([&] { AudioWriter(pipe, kStereo); }), {"not known"});
+  std::filesystem::rename(pipe, dir / "pipe.flac");
+  expectSentence(refusalOf([&] { AudioWriter(dir / "pipe.flac", kStereo); }),
+                 {"'.flac'", "takes .wav"});
+}
+
+TEST(AudioWriter, KeepsWhatTheFormatHoldsOfTags) {
+  const ScratchDir dir;
+  for (const char* const name : {"a.wav", "a.aiff", "a.flac"}) {
+    SCOPED_TRACE(name);
+    AudioFormat format = kStereo;
+    format.tags = someTags();
+    writeAudio(dir / name, format, noise(2000));
+    if (!std::string(name).ends_with("wav")) format.tags.broadcast.reset();
+    EXPECT_EQ(AudioReader(dir / name).info().tags, format.tags);
+    EXPECT_EQ(AudioReader(dir / name).info().frames, 1000);
+  }
+}
+
+// Whichever write fails, be it the last, the file does not take its name: one alone, as
+// of a disk that is failing, or all from one on of which half still fits on the disk.
+TEST(AudioWriter, AFailingWriteIsReportedAndNothingIsLeft) {
+  const ScratchDir dir;
+  for (const auto& [name, samples] :
+       {std::pair("out.wav", float32), std::pair("out.wav", pcm16),
+        std::pair("out.aiff", pcm24), std::pair("out.flac", pcm16)}) {
+    const std::string path = dir / name;
+    const AudioFormat format = {.channels = 2, .sampleRate = 48000, .samples = samples};
+    const auto write = [&, &path = path] {
+      numWrites = 0;
+      writeAudio(path, format, noise(20000));
+    };
+    write();
+    const int needed = numWrites;
+    EXPECT_GT(needed, 5);
     writeBytes(path, "old");
-    // From the first block on, midway, and when only the last bytes do not fit.
-    for (const rlim_t maxBytes : {100U, 20000U, 39900U}) {
-      const std::string sentence = refusalOf([&] {
-        const FullDisk full(maxBytes);
-        writeAudio(path, {.channels = 2, .sampleRate = 48000, .samples = c.samples},
-                   samples);
-      });
-      expectSentence(sentence, {"cannot write " + path + ": "});
+    for (int i = 0; i < 2 * needed; ++i) {
+      SCOPED_TRACE(testing::Message() << name << ' ' << i);
+      failingWrite = i / 2;
+      diskIsFull = i % 2 != 0;
+      expectSentence(
+          refusalOf(write),
+          {"cannot write " + path, diskIsFull ? "No space" : "Input/output error"});
       EXPECT_EQ(bytesOf(path), "old");
+      EXPECT_EQ(dir.names(), Names{name});
     }
+    failingWrite = -1;
     std::filesystem::remove(path);
-    EXPECT_TRUE(dir.names().empty());
   }
 }
 
@@ -235,6 +309,9 @@ TEST(AudioWriter, ASignalLeavesNoTemporaryFile) {
     EXPECT_EQ(WTERMSIG(status), arriving);
     EXPECT_TRUE(dir.names().empty());
   }
+  // But one that cannot be caught does, until the next run.
+  statusOfInterruptedWriter(dir / "out.wav", SIGKILL, false);
+  EXPECT_EQ(dir.names().size(), 1U);
   const int status = statusOfInterruptedWriter(dir / "out.wav", SIGHUP, true);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   EXPECT_EQ(dir.names(), Names{"out.wav"});
@@ -244,18 +321,22 @@ TEST(AudioWriter, ASignalLeavesNoTemporaryFile) {
 // an extension, and every chunk leads to the next.
 TEST(AudioWriter, WritesTheWholeFormatChunkOfFloatFiles) {
   const ScratchDir dir;
-  writeAudio(dir / "a.wav", {.channels = 2, .sampleRate = 48000}, noise(2000));
-  const std::string bytes = bytesOf(dir / "a.wav");
-  std::map<std::string, std::size_t> sizes;
-  for (std::size_t at = 12; at + 8 <= bytes.size();) {
-    std::uint32_t size = 0;
-    std::memcpy(&size, bytes.data() + at + 4, 4);
-    sizes[bytes.substr(at, 4)] = size;
-    at += 8 + size;
+  for (const Tags& tags : {Tags(), someTags()}) {
+    writeAudio(dir / "a.wav", {.channels = 2, .sampleRate = 48000, .tags = tags},
+               noise(2000));
+    const std::string bytes = bytesOf(dir / "a.wav");
+    std::map<std::string, std::size_t> sizes;
+    for (std::size_t at = 12; at + 8 <= bytes.size();) {
+      std::uint32_t size = 0;
+      std::memcpy(&size, bytes.data() + at + 4, 4);
+      sizes[bytes.substr(at, 4)] = size;
+      at += 8 + size;
+    }
+    EXPECT_EQ(sizes["fmt "], 18U);
+    EXPECT_EQ(bytes.substr(36, 2), std::string(2, '\0'));
+    EXPECT_EQ(sizes["data"], 2000U * sizeof(float));
+    EXPECT_EQ(AudioReader(dir / "a.wav").info().tags, tags);
   }
-  EXPECT_EQ(sizes["fmt "], 18U);
-  EXPECT_EQ(bytes.substr(36, 2), std::string(2, '\0'));
-  EXPECT_EQ(sizes["data"], 2000U * sizeof(float));
 }
 
 }  // namespace

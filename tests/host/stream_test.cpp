@@ -142,11 +142,14 @@ TEST(Snapshot, RefusesWhatIsNotItsOwnAndChangesNothing) {
   plain.foldToStereo = 0;
   ParamStruct longer = stereo.params;
   ++longer.irLen;
+  ParamStruct truncated = stereo.params;
+  truncated.hfTruncate = 1;
   ParamStruct mono = paramsOf(configuration("mono"), 32, 64);
   std::pair<host::Stream, host::Stream> alike[] = {
       {host::Stream(1, 1, mono, {}), host::Stream(1, 2, mono, {})},
       {stereo.stream(), stereo.stream(plain)},
-      {stereo.stream(), stereo.stream(longer)}};
+      {stereo.stream(), stereo.stream(longer)},
+      {stereo.stream(), stereo.stream(truncated)}};
   for (auto& [from, to] : alike) {
     const auto bytes = from.snapshot();
     ASSERT_EQ(bytes.size(), to.snapshot().size());
@@ -236,6 +239,29 @@ TEST(Stream, MetersFromOneClearingToTheNext) {
     }
     metered.clearPeaks();
     EXPECT_EQ(metered.peaks(), (std::array<float, 5>{}));
+  }
+}
+
+// Here and there a sample that cannot be used is as good as silence, in every
+// configuration, in place or not, and leaves nothing behind.
+TEST(Stream, TakesSilenceForWhatIsNoSample) {
+  for (const Configuration& c : configurations()) {
+    SCOPED_TRACE(c.name);
+    const Scene scene(c.name);
+    host::Stream given = scene.stream();
+    host::Stream silenced = scene.stream();
+    Planar spoilt = slice(scene.input, 0, 600);
+    Planar clean = spoilt;
+    const float values[] = {kNaN, kInf, -kInf, 1e30F, -3e38F};
+    for (std::size_t k = 0; k < spoilt.size(); ++k) {
+      for (std::size_t i = 0; i < 5; ++i) {
+        spoilt[k][61 * i + 60 * k] = values[i];
+        clean[k][61 * i + 60 * k] = 0.0F;
+      }
+    }
+    EXPECT_EQ(run(given, spoilt, c.out, {600}, Layout::planar, c.in == c.out),
+              run(silenced, clean, c.out, {600}));
+    EXPECT_EQ(given.snapshot(), silenced.snapshot());
   }
 }
 

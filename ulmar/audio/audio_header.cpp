@@ -2,8 +2,7 @@
 // 1989), FLAC (RFC 9639).
 #include "ulmar/audio/audio_header.h"
 
-#include <unistd.h>
-
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -18,9 +17,10 @@ enum class ByteOrder { little, big };
 template <std::size_t numBytes>
 class Bytes {
  public:
-  Bytes(int fd, std::int64_t pos) : given_(pread(fd, bytes_.data(), numBytes, pos)) {}
+  Bytes(ByteSource& source, std::int64_t pos)
+      : complete_(source.read(pos, bytes_.data(), numBytes) == numBytes) {}
 
-  bool complete() const { return given_ == static_cast<ssize_t>(numBytes); }
+  bool complete() const { return complete_; }
 
   std::string_view text(std::size_t offset, std::size_t len) const {
     return {reinterpret_cast<const char*>(bytes_.data()) + offset, len};
@@ -36,7 +36,7 @@ class Bytes {
 
  private:
   std::array<unsigned char, numBytes> bytes_{};
-  ssize_t given_;
+  bool complete_;
 };
 
 // Programs that write to a pipe leave a placeholder for the length, which they cannot
@@ -62,56 +62,87 @@ double extendedNumber(const Bytes<18>& comm) {
 // A length of zero can mean an empty chunk, or a writer that never went back to fill
 // the length in. The container's length decides, which stands at the start of the file:
 // if it covers the whole file, the header was completed and the chunk is empty.
-void noteAudioChunk(AudioHeader& header, std::int64_t start, std::int64_t fileBytes,
-                    std::uint64_t len, std::uint64_t containerLen) {
-  header.lengthPos = start - 4;
-  header.presentBytes = fileBytes - start;
-  header.statedBytes = static_cast<std::int64_t>(len);
-  const bool containerAgrees = !isPlaceholder(containerLen) &&
-                               static_cast<std::int64_t>(containerLen) + 8 >= fileBytes;
-  if (isPlaceholder(len)) {
-    header.length = AudioHeader::Length::placeholder;
-  } else if (len == 0 && header.presentBytes > 0 && !containerAgrees) {
-    header.length = AudioHeader::Length::leftAtZero;
+bool isLeftOpen(std::uint64_t len, std::uint64_t containerLen, std::uint64_t present,
+                std::uint64_t fileBytes) {
+  if (isPlaceholder(len)) return true;
+  const bool containerAgrees =
+      !isPlaceholder(containerLen) && containerLen + 8 >= fileBytes;
+  return len == 0 && present > 0 && !containerAgrees;
+}
+
+// Shows a length that lets libsndfile take all audio up to the end of the file. In
+// RIFF, with 32 bits, that is what it has for a file of a program that crashed: a
+// container of 8 bytes, and audio of none.
+void showOpenLength(ByteSource& source, std::string_view container,
+                    std::int64_t lenPos) {
+  using namespace std::string_view_literals;
+  constexpr std::int64_t kLongLenPos = 28;  // of the audio, in RF64
+  if (container == "RF64") {
+    source.replace(kLongLenPos, "\0\0\0\0\0\0\0\x40"sv);
+  } else if (container == "FORM") {
+    source.replace(lenPos, "\xFF\xFF\xFF\xFF"sv);
   } else {
-    header.length = AudioHeader::Length::stated;
+    source.replace(4, container == "RIFX" ? "\0\0\0\x08"sv : "\x08\0\0\0"sv);
+    source.replace(lenPos, "\0\0\0\0"sv);
   }
 }
 
-// Walks the chunks of RIFF, RIFX, RF64 and FORM files up to the audio.
-AudioHeader readChunks(int fd, std::int64_t fileBytes, ByteOrder order) {
+// Walks the chunks of RIFF, RIFX, RF64 and FORM files. Those of a file have different
+// jobs, and there are some tens at most; what a crash leaves behind may be read as
+// millions of empty ones.
+AudioHeader readChunks(ByteSource& source, std::string_view container) {
+  constexpr int kMaxChunks = 1000;
+  const ByteOrder order =
+      container == "FORM" || container == "RIFX" ? ByteOrder::big : ByteOrder::little;
+  const std::int64_t fileBytes = source.size();
   AudioHeader header;
-  std::uint64_t containerLen = Bytes<12>(fd, 0).number(4, 4, order);
+  std::uint64_t containerLen = Bytes<12>(source, 0).number(4, 4, order);
   std::optional<std::uint64_t> longLen;  // of the audio
-  std::int64_t pos = 12;
-  while (pos + 8 <= fileBytes) {
-    const Bytes<8> chunk(fd, pos);
+  std::int64_t end = 12;                 // of the last whole chunk
+  for (int i = 0; i < kMaxChunks && fileBytes - end >= 8; ++i) {
+    const Bytes<8> chunk(source, end);
     const std::string_view id = chunk.text(0, 4);
-    const std::uint64_t len = chunk.number(4, 4, order);
-    const std::int64_t start = pos + 8;
-    // In RF64 the lengths have 64 bits and a chunk of their own.
-    if (id == "ds64") {
-      const Bytes<16> lens(fd, start);
+    std::uint64_t len = chunk.number(4, 4, order);
+    const std::int64_t start = end + 8;
+    const auto present = static_cast<std::uint64_t>(fileBytes - start);
+    const bool isAudio = (id == "data" || id == "SSND") && !header.statedBytes;
+    if (isAudio) {
+      if (len == std::numeric_limits<std::uint32_t>::max()) len = longLen.value_or(len);
+      // An offset and a block size stand before AIFF's samples.
+      const std::int64_t before = id == "SSND" ? 8 : 0;
+      header.presentBytes = std::max<std::int64_t>(fileBytes - start - before, 0);
+      if (isLeftOpen(len, containerLen, present,
+                     static_cast<std::uint64_t>(fileBytes))) {
+        showOpenLength(source, container, start - 4);
+        return header;
+      }
+      header.statedBytes =
+          std::max<std::int64_t>(static_cast<std::int64_t>(len) - before, 0);
+      if (header.isCutShort()) return header;
+    } else if (id == "ds64") {
+      // In RF64 the lengths have 64 bits and a chunk of their own.
+      const Bytes<16> lens(source, start);
       containerLen = lens.number(0, 8, order);
       longLen = lens.number(8, 8, order);
     } else if (id == "fmt ") {
-      header.sampleRate = static_cast<double>(Bytes<8>(fd, start).number(4, 4, order));
+      header.sampleRate =
+          static_cast<double>(Bytes<8>(source, start).number(4, 4, order));
     } else if (id == "COMM") {
-      header.sampleRate = extendedNumber(Bytes<18>(fd, start));
-    } else if (id == "data" || id == "SSND") {
-      noteAudioChunk(header, start, fileBytes, longLen.value_or(len), containerLen);
-      break;
+      header.sampleRate = extendedNumber(Bytes<18>(source, start));
     }
-    pos = start + static_cast<std::int64_t>(len + (len & 1));
+    if (len > present) break;
+    // A chunk of odd length is followed by a byte that its length does not count.
+    end = std::min(start + static_cast<std::int64_t>(len + (len & 1)), fileBytes);
   }
+  source.hideFrom(end);
   return header;
 }
 
 // FLAC states its rate in 20 bits of the block that comes first; its length is in
 // frames and shows only in decoding whether the file holds it.
-AudioHeader readFlacHeader(int fd) {
+AudioHeader readFlacHeader(ByteSource& source) {
   AudioHeader header;
-  const Bytes<3> rate(fd, 18);
+  const Bytes<3> rate(source, 18);
   if (rate.complete()) {
     header.sampleRate = static_cast<double>(rate.number(0, 3, ByteOrder::big) >> 4);
   }
@@ -120,20 +151,15 @@ AudioHeader readFlacHeader(int fd) {
 
 }  // namespace
 
-AudioHeader readAudioHeader(int fd, std::int64_t fileBytes) {
-  const Bytes<12> start(fd, 0);
+AudioHeader readAudioHeader(ByteSource& source) {
+  const Bytes<12> start(source, 0);
   const std::string_view container = start.text(0, 4);
   const std::string_view form = start.text(8, 4);
-  if (container == "fLaC") return readFlacHeader(fd);
-  if (form == "WAVE" && (container == "RIFF" || container == "RF64")) {
-    return readChunks(fd, fileBytes, ByteOrder::little);
-  }
-  if (form == "WAVE" && container == "RIFX")
-    return readChunks(fd, fileBytes, ByteOrder::big);
-  if (container == "FORM" && (form == "AIFF" || form == "AIFC")) {
-    return readChunks(fd, fileBytes, ByteOrder::big);
-  }
-  return {};
+  if (container == "fLaC") return readFlacHeader(source);
+  const bool isWav = form == "WAVE" && (container == "RIFF" || container == "RIFX" ||
+                                        container == "RF64");
+  const bool isAiff = container == "FORM" && (form == "AIFF" || form == "AIFC");
+  return isWav || isAiff ? readChunks(source, container) : AudioHeader{};
 }
 
 }  // namespace ulmar::audio

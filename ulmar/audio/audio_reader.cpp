@@ -1,66 +1,19 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <iomanip>
 #include <limits>
 #include <sstream>
-#include <system_error>
 #include <utility>
 
 #include "ulmar/audio/audio_file.h"
 #include "ulmar/audio/audio_header.h"
+#include "ulmar/audio/byte_source.h"
 #include "ulmar/audio/sndfile_handle.h"
-#include "ulmar/audio/unfinished_wav.h"
+#include "ulmar/audio/tags.h"
 #include "ulmar/host/error.h"
 
 namespace ulmar::audio {
 namespace {
-
-static_assert(sizeof(off_t) == 8, "files of 2 GiB and more need 64-bit offsets");
-
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int fd) : fd_(fd) {}
-  ~FileDescriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
-
-void refuseUnlessRegular(const struct stat& status, const std::string& path) {
-  if (S_ISDIR(status.st_mode)) fail("cannot read ", path, ": it is a folder");
-  if (!S_ISREG(status.st_mode))
-    fail("cannot read ", path, ": it is not a regular file");
-}
-
-// Examines the file before it is opened, as opening a pipe waits for a writer. Returns
-// -1 with errno set if it cannot be opened.
-int openRegularFile(const std::string& path) {
-  struct stat status = {};
-  if (stat(path.c_str(), &status) == 0) refuseUnlessRegular(status, path);
-  return open(path.c_str(), O_RDONLY | O_CLOEXEC);
-}
-
-// Returns the size in bytes.
-std::int64_t refuseUnlessAudioCanBeThere(int fd, const std::string& path) {
-  struct stat status = {};
-  if (fd < 0 || fstat(fd, &status) != 0) {
-    fail("cannot read ", path, ": ", std::generic_category().message(errno));
-  }
-  refuseUnlessRegular(status, path);
-  if (status.st_size == 0) fail("cannot read ", path, ": the file is empty (0 bytes)");
-  return status.st_size;
-}
 
 template <class Number>
 void refuseImpossibleRate(Number sampleRate, const std::string& path) {
@@ -69,15 +22,6 @@ void refuseImpossibleRate(Number sampleRate, const std::string& path) {
   text << std::setprecision(std::numeric_limits<double>::max_digits10) << sampleRate;
   fail("cannot read ", path, ": its sample rate is ", text.str(),
        " Hz, and the limits are ", kMinFileRate, " and ", kMaxFileRate, " Hz");
-}
-
-void refuseImpossibleHeader(const AudioHeader& header, const std::string& path) {
-  if (header.sampleRate) refuseImpossibleRate(*header.sampleRate, path);
-  if (header.length == AudioHeader::Length::stated &&
-      header.statedBytes > header.presentBytes) {
-    fail("cannot read ", path, ": the file is truncated, its header promises ",
-         header.statedBytes, " bytes of audio and ", header.presentBytes, " are there");
-  }
 }
 
 // Why the last file could not be opened, without libsndfile's full stop.
@@ -117,38 +61,69 @@ std::vector<Speaker> statedSpeakers(SNDFILE* file, const SF_INFO& info) {
 
 struct AudioReader::Impl {
   explicit Impl(const std::string& path)
-      : fd(openRegularFile(path)),
-        fileBytes(refuseUnlessAudioCanBeThere(fd.get(), path)),
-        header(readAudioHeader(fd.get(), fileBytes)),
-        unfinished(fd.get(), fileBytes, header.lengthPos) {
-    refuseImpossibleHeader(header, path);
-    SF_INFO sfInfo = openDecoder(path);
-    info = {.path = path,
-            .format = formatName(file.get(), sfInfo.format),
-            .channels = sfInfo.channels,
-            .sampleRate = sfInfo.samplerate,
-            .frames = sfInfo.frames,
-            .speakers = statedSpeakers(file.get(), sfInfo)};
+      : source(path), header(readAudioHeader(source)) {
+    info.path = inputName(path);
+    source.refuseErrors();
+    if (header.sampleRate) refuseImpossibleRate(*header.sampleRate, info.path);
+    const SF_INFO sfInfo = openDecoder();
+    info.format = formatName(file.get(), sfInfo.format);
+    info.channels = sfInfo.channels;
+    info.sampleRate = sfInfo.samplerate;
+    info.speakers = statedSpeakers(file.get(), sfInfo);
+    info.tags = tagsOf(file.get());
     refuseImpossibleInfo();
-    if (info.frames == SF_COUNT_MAX) {  // a FLAC stream that gives no length
-      info.frames = countFrames();
-      openDecoder(path);
+    settleLength(sfInfo);
+    if (info.frames < 1) {
+      fail("cannot read ", info.path, ": it holds 0 frames of audio",
+           info.promisedFrames > 0 ? ", and its header promises more" : "");
     }
-    if (info.frames < 1) fail("cannot read ", path, ": it holds 0 frames of audio");
   }
 
-  SF_INFO openDecoder(const std::string& path) {
+  SF_INFO openDecoder() {
     SF_INFO sfInfo = {};
     file.reset();
-    lseek(fd.get(), 0, SEEK_SET);
-    file.reset(header.length == AudioHeader::Length::leftAtZero
-                   ? unfinished.open(sfInfo)
-                   : sf_open_fd(fd.get(), SFM_READ, &sfInfo, SF_FALSE));
+    file.reset(source.open(sfInfo));
+    source.refuseErrors();
     if (!file) {
-      fail("cannot read ", path, ": it is no audio file that can be decoded (",
+      fail("cannot read ", info.path, ": it is no audio file that can be decoded (",
            openingError(), ")");
     }
+    framePos = 0;
     return sfInfo;
+  }
+
+  void settleLength(const SF_INFO& sfInfo) {
+    info.frames = sfInfo.frames;
+    // A FLAC file gives its length in frames, or none. Whether all are there shows
+    // where the last one should be.
+    const bool isFlac = (sfInfo.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC;
+    const bool isUnknown = info.frames == SF_COUNT_MAX;
+    if (isUnknown || (isFlac && !hasFrame(info.frames - 1))) {
+      openDecoder();
+      info.frames = countFrames();
+      openDecoder();
+    } else if (isFlac) {
+      openDecoder();
+    }
+    info.promisedFrames =
+        isUnknown ? info.frames : std::max(info.frames, promisedFrames(sfInfo.frames));
+  }
+
+  bool hasFrame(std::int64_t frame) {
+    std::vector<float> ignored(static_cast<std::size_t>(info.channels));
+    return frame < 0 || (sf_seek(file.get(), frame, SEEK_SET) == frame &&
+                         sf_readf_float(file.get(), ignored.data(), 1) == 1);
+  }
+
+  // By the header. decoded: what libsndfile makes of the bytes that are there.
+  std::int64_t promisedFrames(std::int64_t decoded) const {
+    if (!header.isCutShort()) return decoded;
+    // A part of a frame may be left over, but not of a byte.
+    const double bytes = static_cast<double>(header.presentBytes) /
+                         static_cast<double>(std::max<std::int64_t>(decoded, 1));
+    const double frames = static_cast<double>(*header.statedBytes) /
+                          (bytes < 1.0 ? bytes : std::floor(bytes));
+    return std::max(static_cast<std::int64_t>(std::min(frames, 0x1p62)), decoded + 1);
   }
 
   void refuseImpossibleInfo() const {
@@ -167,6 +142,7 @@ struct AudioReader::Impl {
                sf_readf_float(file.get(), ignored.data(), kFramesAtOnce)) {
       frames += given;
     }
+    source.refuseErrors();
     return frames;
   }
 
@@ -174,6 +150,7 @@ struct AudioReader::Impl {
     const std::int64_t asked = std::min<std::int64_t>(frames, info.frames - framePos);
     if (asked <= 0) return 0;
     const sf_count_t given = sf_readf_float(file.get(), interleaved, asked);
+    source.refuseErrors();
     refuseUnusable(interleaved, given);
     framePos += given;
     if (given < asked) {
@@ -195,10 +172,8 @@ struct AudioReader::Impl {
          ", and the limit is ", kMaxFileSample, ", 192.7 dB above full scale");
   }
 
-  FileDescriptor fd;
-  std::int64_t fileBytes;
+  ByteSource source;
   AudioHeader header;
-  UnfinishedWav unfinished;
   SndfileHandle file;
   AudioInfo info;
   std::int64_t framePos = 0;
@@ -209,6 +184,8 @@ AudioReader::AudioReader(const std::string& path)
 AudioReader::~AudioReader() = default;
 AudioReader::AudioReader(AudioReader&&) noexcept = default;
 AudioReader& AudioReader::operator=(AudioReader&&) noexcept = default;
+
+void AudioReader::rewind() { impl_->openDecoder(); }
 
 const AudioInfo& AudioReader::info() const { return impl_->info; }
 

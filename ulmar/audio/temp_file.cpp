@@ -1,6 +1,7 @@
 #include "ulmar/audio/temp_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,13 +13,14 @@
 #include <filesystem>
 #include <optional>
 #include <system_error>
+#include <tuple>
+#include <utility>
 
+#include "ulmar/audio/file_descriptor.h"
 #include "ulmar/host/error.h"
 
 namespace ulmar::audio {
 namespace {
-
-static_assert(sizeof(off_t) == 8, "files of 2 GiB and more need 64-bit offsets");
 
 // Paths that unlinkTempFiles() removes. Each points into a living TempFile; a free slot
 // holds null. Lock-free atomics are all that a signal handler may read.
@@ -56,8 +58,6 @@ class SignalsHeld {
   sigset_t previous_;
 };
 
-std::string systemMessage(int error) { return std::generic_category().message(error); }
-
 // The path that symbolic links lead to, whether or not there is a file; for links in a
 // circle, one of the links.
 std::string withLinksResolved(std::string path) {
@@ -81,6 +81,35 @@ std::optional<mode_t> permissionsOf(const std::string& path) {
   struct stat status;
   if (stat(path.c_str(), &status) != 0) return std::nullopt;
   return status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+}
+
+// As long as a temporary file is open it is locked, so that what nobody has locked was
+// left by a run that was killed. Not all file systems have locks: files then stay.
+bool isLocked(int fd) { return flock(fd, LOCK_EX | LOCK_NB) != 0; }
+
+// Whether the rest of a file's name is that of a temporary file: "12345-0".
+bool endsAsTemporary(std::string_view rest) {
+  const std::size_t dash = rest.find('-');
+  return dash != 0 && dash + 1 < rest.size() &&
+         rest.find_first_not_of("0123456789-") == std::string_view::npos &&
+         rest.rfind('-') == dash;
+}
+
+// stem: of all temporary files of a target.
+void removeAbandoned(const std::string& stem) {
+  const std::size_t nameStart = stem.rfind('/') + 1;
+  const std::string_view name = std::string_view(stem).substr(nameStart);
+  std::error_code none;
+  for (const auto& entry : std::filesystem::directory_iterator(folderOf(stem), none)) {
+    const std::string found = entry.path().filename().string();
+    if (!found.starts_with(name) ||
+        !endsAsTemporary(std::string_view(found).substr(name.size()))) {
+      continue;
+    }
+    const FileDescriptor file(
+        open(entry.path().c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (file.get() >= 0 && !isLocked(file.get())) unlink(entry.path().c_str());
+  }
 }
 
 }  // namespace
@@ -122,20 +151,26 @@ void TempFile::createBeside(const std::string& target) {
   constexpr int kMaxAttempts = 1000;
   const std::size_t slash = target.rfind('/');
   const std::size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
-  const std::string stem = target.substr(0, nameStart) +
-                           target.substr(nameStart, kMaxStemLen) + ".part-" +
-                           std::to_string(getpid()) + "-";
+  const std::string allStem =
+      target.substr(0, nameStart) + target.substr(nameStart, kMaxStemLen) + ".part-";
+  const std::string stem = allStem + std::to_string(getpid()) + "-";
+  removeAbandoned(allStem);
   // From the start no more permissions than the file that it will replace.
   const mode_t mode = permissionsOf(target).value_or(0666);
   const SignalsHeld held;
   for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
     tempPath_ = stem + std::to_string(attempt);
     fd_ = open(tempPath_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    if (fd_ >= 0) {
+    if (fd_ < 0 && errno != EEXIST) break;
+    if (fd_ < 0) continue;
+    std::ignore = isLocked(fd_);
+    struct stat status;
+    if (fstat(fd_, &status) == 0 && status.st_nlink > 0) {
       registerPath(tempPath_.c_str());
       return;
     }
-    if (errno != EEXIST) break;
+    // Another run has taken it for abandoned before it was locked.
+    close(std::exchange(fd_, -1));
   }
   fail("cannot write ", finalPath_, ": no file can be created in its folder (",
        systemMessage(errno), ")");
@@ -150,8 +185,8 @@ void TempFile::commit() {
   if (fsync(fd_) != 0 && errno != EINVAL) {
     fail("cannot write ", finalPath_, ": ", systemMessage(errno));
   }
-  const int closed = close(fd_);
-  fd_ = -1;
+  const FileDescriptor lock(dup(fd_));  // until it has its name
+  const int closed = close(std::exchange(fd_, -1));
   if (closed != 0) fail("cannot write ", finalPath_, ": ", systemMessage(errno));
   if (std::rename(tempPath_.c_str(), target_.c_str()) != 0) {
     fail("cannot write ", finalPath_, ": the finished file cannot be given its name (",

@@ -7,7 +7,8 @@ namespace ulmar::audio {
 
 /// A file written under a temporary name in the folder of its final name. commit()
 /// makes it durable and renames it, replacing an older file of that name in one step;
-/// without commit() the destructor removes it and leaves an older file as it was. A
+/// without commit() the destructor removes it and leaves an older file as it was. What
+/// a run that was killed has left is removed when the next one writes the same file. A
 /// symbolic link is followed, so that the file it points to, there or not, is the one
 /// written. Permissions are those of the file that is replaced, and follow the umask
 /// where there is none.

@@ -20,6 +20,35 @@ namespace {
 
 constexpr int kMaxCallChannels = 6;
 
+// Frames that are copied at a time where a sample cannot be used.
+constexpr int kCopiedRun = 64;
+
+// Samples from frame to frame of a call's channel k: the library takes the sixth for
+// consecutive ones.
+std::ptrdiff_t stepOf(const OstinSoundBuf* records, int k) {
+  return k == kMaxCallChannels - 1 ? 1 : records[k].step;
+}
+
+void advance(OstinSoundBuf* records, int channels, int run) {
+  for (int k = 0; k < channels; ++k) records[k].data += stepOf(records, k) * run;
+}
+
+// Not so for NaN.
+bool isUsable(float sample) { return std::fabs(sample) <= kMaxInputSample; }
+
+// Without a branch, so that consecutive samples are looked at four at a time.
+bool areUsable(const float* samples, std::ptrdiff_t step, int count) {
+  int unusable = 0;
+  if (step == 1) {
+    for (int i = 0; i < count; ++i) unusable |= static_cast<int>(!isUsable(samples[i]));
+  } else {
+    for (int i = 0; i < count; ++i) {
+      unusable |= static_cast<int>(!isUsable(samples[i * step]));
+    }
+  }
+  return unusable == 0;
+}
+
 // The areas that carry a stream; the others are tables, sets and scratch.
 constexpr Area kCarried[] = {Area::inBlocks,  Area::outBlocks, Area::dryRings,
                              Area::rearRings, Area::histMem,   Area::accMem,
@@ -157,13 +186,6 @@ void Stream::processToBoundaries(OstinSoundBuf* in, OstinSoundBuf* out,
               asRecords<char>(&state_), &ext_);
     return;
   }
-  const auto advance = [](OstinSoundBuf* records, int channels, int run) {
-    for (int k = 0; k < channels; ++k) {
-      // The library takes the sixth channel for consecutive samples.
-      const std::ptrdiff_t step = k == kMaxCallChannels - 1 ? 1 : records[k].step;
-      records[k].data += step * run;
-    }
-  };
   while (frames > 0) {
     const int run = std::min(frames, params_.blockLen - state_.blockPos);
     UlmarProc(in, numIns, run, out, numOuts, &done, asRecords<char>(&params_),
@@ -178,6 +200,39 @@ void Stream::processToBoundaries(OstinSoundBuf* in, OstinSoundBuf* out,
   }
 }
 
+// As the library would process the input with silence for each sample that it cannot
+// use. Results do not depend on where calls end.
+void Stream::processUsable(OstinSoundBuf* in, OstinSoundBuf* out, int frames) noexcept {
+  const int numIns = plan_.inChannels();
+  const auto allUsable = [&] {
+    for (int k = 0; k < numIns; ++k) {
+      if (!areUsable(in[k].data, stepOf(in, k), frames)) return false;
+    }
+    return true;
+  };
+  if (in[0].format != kFormatFloat || allUsable()) {
+    processToBoundaries(in, out, frames);
+    return;
+  }
+  float samples[kMaxCallChannels][kCopiedRun];
+  for (int done = 0; done < frames; done += kCopiedRun) {
+    const int run = std::min(frames - done, kCopiedRun);
+    std::array<OstinSoundBuf, kMaxCallChannels> inCopies{};
+    std::array<OstinSoundBuf, kMaxCallChannels> outRun{};
+    for (int k = 0; k < numIns; ++k) {
+      for (int i = 0; i < run; ++i) {
+        const float sample = in[k].data[i * stepOf(in, k)];
+        samples[k][i] = isUsable(sample) ? sample : 0.0F;
+      }
+      inCopies[static_cast<std::size_t>(k)] = {samples[k], 1, kFormatFloat, {}};
+    }
+    std::copy_n(out, plan_.outChannels(), outRun.begin());
+    processToBoundaries(inCopies.data(), outRun.data(), run);
+    advance(in, numIns, run);
+    advance(out, plan_.outChannels(), run);
+  }
+}
+
 void Stream::process(std::span<const OstinSoundBuf> in,
                      std::span<const OstinSoundBuf> out, int frames) {
   checkRecords("input", in.size(), plan_.inChannels());
@@ -188,7 +243,7 @@ void Stream::process(std::span<const OstinSoundBuf> in,
   std::copy(in.begin(), in.end(), inBufs.begin());
   std::copy(out.begin(), out.end(), outBufs.begin());
   const DefaultArithmetic arithmetic;
-  processToBoundaries(inBufs.data(), outBufs.data(), frames);
+  processUsable(inBufs.data(), outBufs.data(), frames);
 }
 
 void Stream::process(const float* const* in, float* const* out, int frames) {

@@ -17,8 +17,12 @@
 
 namespace ulmar::host {
 
-/// Owns everything of one stream. Samples must be finite: a NaN or infinity spoils the
-/// wet signal for one response length, and the decoder of five outputs until reset().
+/// The largest magnitude of an input sample, 385 dB above full scale.
+inline constexpr float kMaxInputSample = 0x1p64F;
+
+/// Owns everything of one stream. An input sample that is NaN or beyond kMaxInputSample
+/// is taken for 0: the library itself would carry it on for one response length, in the
+/// decoder of five outputs for ever, with outputs of -1 that its meters do not show.
 ///
 /// process*, the setters, peaks() and clearPeaks() are real-time safe as long as they
 /// do not throw; the others allocate or take as long as the memory is large. Calls must
@@ -98,6 +102,7 @@ class Stream {
 
  private:
   void processToBoundaries(OstinSoundBuf* in, OstinSoundBuf* out, int frames) noexcept;
+  void processUsable(OstinSoundBuf* in, OstinSoundBuf* out, int frames) noexcept;
   std::int64_t snapshotBytes() const;
 
   StreamPlan plan_;

@@ -24,8 +24,10 @@ static_assert(sizeof(OstinSoundBuf) == 16 + sizeof(void*) &&
               offsetof(OstinSoundBuf, step) == sizeof(void*) &&
               offsetof(OstinSoundBuf, format) == sizeof(void*) + 4);
 
-/// The parameters, read in every call and never written; the host changes them between
-/// calls. Flags are set when nonzero.
+/// The parameters, read in every call and never written. Between calls the host may
+/// change the crossover, delays and gains, passThrough and bypass, but not what areas
+/// and partition sets were made for: blockLen to hfTruncate, dryRingLen, perOutputIR
+/// and foldToStereo. Flags are set when nonzero.
 struct ParamStruct {
   std::int32_t reserved[3];       // the host's
   std::int32_t blockLen;          // N, samples; a power of two when the engine runs
