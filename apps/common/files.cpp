@@ -19,7 +19,7 @@ void refuseToReplace(const std::string& output, const std::string& read) {
 }
 
 void noteIfCutShort(const audio::AudioInfo& info, bool strict) {
-  const std::int64_t missing = info.promisedFrames - info.frames;
+  const std::int64_t missing = info.missingFrames();
   if (missing <= 0) return;
   const double part =
       static_cast<double>(missing) / static_cast<double>(info.promisedFrames);

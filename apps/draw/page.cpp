@@ -17,7 +17,7 @@ void drawHeading(Picture& picture, const std::string& words) {
 }
 
 void drawSubheading(Picture& picture, const std::string& words) {
-  drawLine(picture, 62.0, words, {.size = 14.0, .color = kSoftInk});
+  drawLine(picture, 62.0, words, {.size = 13.0, .color = kSoftInk});
 }
 
 }  // namespace ulmar::draw

@@ -10,7 +10,7 @@ namespace ulmar::draw {
 namespace {
 
 constexpr Picture::Font kTitleFont = {.size = 16.0, .bold = true};
-constexpr Picture::Font kLabelFont = {.size = 14.0, .color = kInk};
+constexpr Picture::Font kLabelFont = {.size = 13.0, .color = kInk};
 constexpr Picture::Font kTickFont = {.size = 13.0, .color = kSoftInk};
 constexpr double kTickLength = 5.0;
 constexpr double kLegendLine = 19.0;
@@ -265,7 +265,7 @@ void Plot::legend(std::span<const LegendEntry> entries) {
 
 void Plot::remark(const std::string& words) {
   picture_.text({box_.left + 0.5 * box_.width, box_.top + 0.5 * box_.height + 5.0},
-                words, Align::center, {.size = 14.0, .color = kSoftInk});
+                words, Align::center, {.size = 13.0, .color = kSoftInk});
 }
 
 }  // namespace ulmar::draw

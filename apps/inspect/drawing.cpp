@@ -18,7 +18,7 @@ constexpr double kColumnGap = 90.0;
 constexpr double kColumnWidth = 0.5 * (draw::kFrameWidth - kColumnGap);
 constexpr double kRightColumn = draw::kFrameLeft + kColumnWidth + kColumnGap;
 
-double waveformHeight(const Inspection& inspection) {
+double startsHeight(const Inspection& inspection) {
   static constexpr double kHeights[kMaxCurves] = {170.0, 228.0, 274.0, 328.0};
   return kHeights[numCurves(inspection) - 1];
 }
@@ -37,17 +37,17 @@ void drawHeader(Picture& picture, const Inspection& inspection) {
 }  // namespace
 
 void draw(const Inspection& inspection, const std::string& path) {
-  const draw::Box waveforms = {draw::kFrameLeft, kFirstTop, draw::kFrameWidth,
-                               waveformHeight(inspection)};
-  const double decayTop = waveforms.bottom() + draw::kBetweenFrames;
+  const draw::Box starts = {draw::kFrameLeft, kFirstTop, draw::kFrameWidth,
+                            startsHeight(inspection)};
+  const double decayTop = starts.bottom() + draw::kBetweenFrames;
   const double spectrogramTop = decayTop + kRowHeight + draw::kBetweenFrames;
   const double spectrumTop = spectrogramTop + kSpectrogramHeight + draw::kBetweenFrames;
   const double bottom =
-      inspection.results.silent() ? waveforms.bottom() : spectrumTop + kRowHeight;
+      inspection.results.silent() ? starts.bottom() : spectrumTop + kRowHeight;
 
   Picture picture(path, draw::kPageWidth, draw::pageHeight(bottom));
   drawHeader(picture, inspection);
-  drawWaveforms(picture, inspection, waveforms);
+  drawStarts(picture, inspection, starts);
   if (!inspection.results.silent()) {
     drawDecays(picture, inspection,
                {draw::kFrameLeft, decayTop, kColumnWidth, kRowHeight});

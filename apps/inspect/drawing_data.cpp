@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "ulmar/acoustics/spectrum.h"
+#include "ulmar/host/decibels.h"
 
 namespace ulmar::inspect {
 namespace {
@@ -55,10 +56,16 @@ double decayRate(const Channel& channel) {
 
 }  // namespace
 
-std::vector<draw::Extent> waveformExtents(acoustics::Samples samples, double sampleRate,
-                                          std::size_t numColumns) {
+std::vector<draw::Extent> levelExtents(acoustics::Samples samples, double peak,
+                                       double start, double step, double lowest,
+                                       std::size_t numColumns) {
   auto extents = extentsOf(samples, 0, samples.size(), numColumns);
-  for (draw::Extent& extent : extents) extent.x /= sampleRate;
+  for (draw::Extent& extent : extents) {
+    const double largest = std::max(-extent.low, extent.high) / peak;
+    extent.x = start + extent.x * step;
+    extent.low = lowest;
+    extent.high = largest > 0.0 ? std::max(lowest, decibelsOfGain(largest)) : lowest;
+  }
   return extents;
 }
 
@@ -148,7 +155,10 @@ std::uint32_t heatColor(double value) {
                                                                    {94, 201, 98},
                                                                    {173, 220, 48},
                                                                    {253, 231, 37}}};
-  const double place = std::clamp(value, 0.0, 1.0) * (kScale.size() - 1);
+  // In steps of a few dB, which leave files small.
+  constexpr double kSteps = 24.0;
+  const double stepped = std::round(kSteps * std::clamp(value, 0.0, 1.0)) / kSteps;
+  const double place = stepped * (kScale.size() - 1);
   const auto index = std::min(static_cast<std::size_t>(place), kScale.size() - 2);
   const double mix = place - static_cast<double>(index);
   std::uint32_t color = 0;

@@ -8,9 +8,12 @@
 
 namespace ulmar::inspect {
 
-/// Least and largest sample in each of numColumns parts of the time, in s.
-std::vector<draw::Extent> waveformExtents(acoustics::Samples samples, double sampleRate,
-                                          std::size_t numColumns);
+/// From `lowest` to the level of the largest sample, in dB of `peak`, in each of at
+/// most numColumns parts. The first sample stands at x = start, the others `step`
+/// apart.
+std::vector<draw::Extent> levelExtents(acoustics::Samples samples, double peak,
+                                       double start, double step, double lowest,
+                                       std::size_t numColumns);
 
 /// The decay curve over s from the onset, at most numPoints of it.
 std::vector<draw::Point2> decayCurve(const Channel& channel, std::size_t numPoints);

@@ -64,7 +64,7 @@ ChannelSpectrum measureSpectrum(const Inspection& inspection, std::size_t index)
 
 }  // namespace
 
-Inspection inspect(const std::string& path) {
+Inspection inspect(const std::string& path, const Options& options) {
   Inspection inspection;
   inspection.file = audio::readAudioFile(path);
   const audio::AudioInfo& info = inspection.file.info;
@@ -73,10 +73,19 @@ Inspection inspect(const std::string& path) {
          " channels, and the limits are 1 and ", kMaxChannels);
   }
   const auto& samples = inspection.file.samples;
-  const std::vector<std::string> names = audio::responseChannelNames(info.channels);
+  if (options.bFormat &&
+      !audio::canHave(audio::ResponseLayout::bFormat, info.channels, options.bFormat)) {
+    fail("cannot inspect ", path, " as B-format: it has ", info.channels,
+         info.channels == 1 ? " channel" : " channels", ", and ",
+         options.bFormat == host::BFormat::fuma ? "3, 4, 6 or 8" : "4 or 8",
+         " can be that");
+  }
+  const std::vector<std::string> names =
+      audio::responseChannelNames(info.channels, options.bFormat);
   for (const auto& channel : samples) {
     inspection.channels.push_back(
-        {acoustics::measureResponse(channel, info.sampleRate), std::nullopt});
+        {acoustics::measureResponse(channel, info.sampleRate, options.thirds),
+         std::nullopt});
   }
   const auto sounds = [](const Channel& channel) {
     return channel.measures.onset.has_value();
@@ -85,14 +94,15 @@ Inspection inspect(const std::string& path) {
   results.file = info;
   results.seconds = static_cast<double>(info.frames) / info.sampleRate;
   if (std::ranges::any_of(inspection.channels, sounds)) {
-    results.suggestions = suggest(inspection.channels, info);
-    results.pairs = correlatePairs(inspection, names);
+    results.suggestions = suggest(inspection.channels, info, options.bFormat);
+    if (!options.bFormat) results.pairs = correlatePairs(inspection, names);
   }
   for (std::size_t i = 0; i < samples.size(); ++i) {
     Channel& channel = inspection.channels[i];
     if (sounds(channel)) channel.spectrum = measureSpectrum(inspection, i);
     results.channels.push_back(resultOf(names[i], channel, info.sampleRate));
   }
+  results.mean = meanOf(results.channels);
   return inspection;
 }
 

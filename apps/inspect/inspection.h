@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "apps/inspect/channel.h"
+#include "apps/inspect/options.h"
 #include "apps/inspect/results.h"
 #include "ulmar/audio/audio_file.h"
 
@@ -19,8 +20,9 @@ struct Inspection {
   int sampleRate() const { return file.info.sampleRate; }
 };
 
-/// Reads and measures a response. Throws Error naming the file, the value and the limit
+/// Reads and measures a response. options: what the channels are, and whether third
+/// octaves are measured. Throws Error naming the file, the value and the limit
 /// for what cannot be read, and for more than 16 channels.
-Inspection inspect(const std::string& path);
+Inspection inspect(const std::string& path, const Options& options);
 
 }  // namespace ulmar::inspect

@@ -18,9 +18,10 @@ inline std::size_t numCurves(const Inspection& inspection) {
 
 inline draw::Color colorOf(std::size_t channel) { return draw::kCurveColors[channel]; }
 
-/// A strip for each channel, one above the other in the box.
-void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
-                   const draw::Box& box);
+/// The levels of the first 100 ms: a strip for each channel, one above the other in the
+/// box.
+void drawStarts(draw::Picture& picture, const Inspection& inspection,
+                const draw::Box& box);
 void drawSpectrogram(draw::Picture& picture, const Inspection& inspection,
                      const draw::Box& box);
 

@@ -68,12 +68,12 @@ std::string fitText(const ChannelResult& channel) {
 /// The late fit down to the lowest level, the early one to somewhat below its range. To
 /// be drawn before the curves, which they shall not hide.
 void drawFits(Plot& plot, const acoustics::Decay& decay, double lowest,
-              const draw::TimeScale& time) {
+              const draw::TimeScale& time, draw::Color color) {
   const auto draw = [&](const Fit& fit, double low, double width) {
     if (!fit) return;
     const double end = (low - fit->intercept) / fit->slope;
     plot.curve(time.inUnit<draw::Point2>({{0.0, fit->at(0.0)}, {end, low}}),
-               {.color = draw::kInk, .width = width, .dashed = true});
+               {.color = color, .width = width, .dashed = true});
   };
   draw(decay.late(), lowest, 1.5);
   draw(decay.edt, -20.0, 1.0);
@@ -148,15 +148,15 @@ void drawDecays(draw::Picture& picture, const Inspection& inspection, const Box&
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     const Channel& channel = inspection.channels[i];
     if (!channel.measures.onset) continue;
-    plot.curve(time.inUnit(levelCurve(channel, duration, width / 2)),
+    plot.curve(time.inUnit(levelCurve(channel, duration, width / 3)),
                {.color = withAlpha(colorOf(i), 0.35)});
-    drawFits(plot, channel.measures.broadband.decay, lowest, time);
+    drawFits(plot, channel.measures.broadband.decay, lowest, time, colorOf(i));
   }
   std::vector<draw::LegendEntry> legend;
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     const Channel& channel = inspection.channels[i];
     if (!channel.measures.onset) continue;
-    plot.curve(time.inUnit(decayCurve(channel, 4 * width)),
+    plot.curve(time.inUnit(decayCurve(channel, width / 2)),
                {.color = colorOf(i), .width = 2.0});
     legend.push_back(
         {fitText(inspection.results.channels[i]), {.color = colorOf(i), .width = 2.0}});
@@ -176,8 +176,8 @@ void drawDecayTimes(draw::Picture& picture, const Inspection& inspection,
   const std::size_t numEntries = numCurves(inspection) + 1;
   Plot plot(picture, box, "Decay times in octave bands",
             {.label = "Frequency (Hz)",
-             .low = 88.0,
-             .high = 11300.0,
+             .low = 44.0,
+             .high = 22600.0,
              .logarithmic = true,
              .ticks = octaveTicks(inspection)},
             {.label = "Time for 60 dB (s)",

@@ -57,7 +57,7 @@ void drawSpectra(draw::Picture& picture, const Inspection& inspection, const Box
   for (std::size_t i = 0; i < numCurves(inspection); ++i) {
     if (!inspection.channels[i].spectrum) continue;
     plot.band(spectrumExtents(inspection.channels[i].spectrum->energy, kLowestFrequency,
-                              highest, static_cast<std::size_t>(box.width)),
+                              highest, static_cast<std::size_t>(0.5 * box.width)),
               withAlpha(colorOf(i), 0.25));
   }
   std::vector<draw::LegendEntry> legend;
@@ -93,7 +93,7 @@ void drawCepstra(draw::Picture& picture, const Inspection& inspection, const Box
     const acoustics::CepstrumAnalysis& cepstrum =
         inspection.channels[i].spectrum->cepstrum;
     plot.band(cepstrumExtents(cepstrum, kFirstQuefrency, kLastQuefrency,
-                              static_cast<std::size_t>(box.width)),
+                              static_cast<std::size_t>(0.5 * box.width)),
               withAlpha(colorOf(i), 0.8));
     const ChannelResult& channel = inspection.results.channels[i];
     std::string text = channel.name;

@@ -13,35 +13,19 @@ using draw::Axis;
 using draw::Box;
 using draw::Plot;
 
-constexpr draw::Color kTrimmed = {0.45, 0.45, 0.48, 0.16};
+// The start of the response, from a little before the first onset on.
+constexpr double kZoom = 0.1;      // s
+constexpr double kLead = 0.005;    // s
+constexpr double kLowest = -60.0;  // dB below the loudest sample
 
-/// Zero and the roundest numbers that keep their distance from the strips above and
-/// below.
-std::vector<Axis::Tick> amplitudeTicks(double range) {
-  const double limit = 0.92 * range;
-  const double decade = std::pow(10.0, std::floor(std::log10(limit)));
-  const double digit = limit >= 5.0 * decade ? 5.0 : limit >= 2.0 * decade ? 2.0 : 1.0;
-  const double value = digit * decade;
-  const std::string text = apps::significant(value, 6);
-  return {{-value, "-" + text}, {0.0, "0"}, {value, text}};
-}
-
-/// Whether the suggested trim leaves out enough at one end to be seen, a few pixels.
-bool showsTrim(const Inspection& inspection) {
-  if (inspection.results.silent()) return false;
-  const Suggestions& suggestions = *inspection.results.suggestions;
-  return 400 * std::uint64_t{std::max(suggestions.start.frame, suggestions.leftOut)} >=
-         inspection.numFrames();
-}
-
-void shadeTrimmed(Plot& plot, const Inspection& inspection,
-                  const draw::TimeScale& time) {
-  if (!showsTrim(inspection)) return;
-  const Suggestions& suggestions = *inspection.results.suggestions;
-  const double start = suggestions.start.seconds;
-  const double end = start + suggestions.length.seconds;
-  plot.shade(0.0, time.inUnit(start), kTrimmed);
-  plot.shade(time.inUnit(end), time.inUnit(inspection.results.seconds), kTrimmed);
+std::size_t firstShown(const Inspection& inspection) {
+  std::size_t first = inspection.numFrames();
+  for (const Channel& channel : inspection.channels) {
+    first = std::min(first, channel.measures.onset.value_or(first));
+  }
+  if (first == inspection.numFrames()) return 0;
+  return first - std::min(first, static_cast<std::size_t>(
+                                     std::lround(kLead * inspection.sampleRate())));
 }
 
 std::string stripName(const ChannelResult& channel) {
@@ -65,8 +49,7 @@ void drawScale(draw::Picture& picture, const Box& box, double floorLevel) {
 
 }  // namespace
 
-void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
-                   const Box& box) {
+void drawStarts(draw::Picture& picture, const Inspection& inspection, const Box& box) {
   constexpr double kGap = 8.0;
   const std::size_t numStrips = numCurves(inspection);
   const double pitch = (box.height + kGap) / static_cast<double>(numStrips);
@@ -74,28 +57,35 @@ void drawWaveforms(draw::Picture& picture, const Inspection& inspection,
   for (const ChannelResult& channel : inspection.results.channels) {
     peak = std::max(peak, channel.peak);
   }
-  const double range = peak > 0.0 ? 1.1 * peak : 1.1;
-  const draw::TimeScale time(inspection.results.seconds);
-  const char* const title = showsTrim(inspection)
-                                ? "Waveform (shaded: left out by the suggested trim)"
-                                : "Waveform";
+  const double rate = inspection.sampleRate();
+  const std::size_t first = firstShown(inspection);
+  const std::size_t end =
+      std::min(first + static_cast<std::size_t>(std::lround(kZoom * rate)),
+               inspection.numFrames());
+  const double start = static_cast<double>(first) / rate;
   for (std::size_t i = 0; i < numStrips; ++i) {
-    const bool first = i == 0;
-    const bool last = i + 1 == numStrips;
     const Box strip = {box.left, box.top + static_cast<double>(i) * pitch, box.width,
                        pitch - kGap};
-    Axis x = time.axis();
-    x.labelled = last;
-    const Axis y = {.label = first ? "Amplitude" : "",
-                    .low = -range,
-                    .high = range,
-                    .ticks = amplitudeTicks(range)};
-    Plot plot(picture, strip, first ? title : "", x, y);
-    const auto extents =
-        waveformExtents(inspection.file.samples[i], inspection.sampleRate(),
-                        static_cast<std::size_t>(box.width));
-    plot.waveform(time.inUnit(extents), colorOf(i));
-    shadeTrimmed(plot, inspection, time);
+    constexpr double kMilli = 1e-3;
+    const Axis x = {.label = "Time in the file (ms)",
+                    .low = start / kMilli,
+                    .high = (start + kZoom) / kMilli,
+                    .labelled = i + 1 == numStrips};
+    // Of names above the levels.
+    const Axis y = {
+        .label = i == 0 ? "Level (dB)" : "",
+        .low = kLowest,
+        .high = draw::withRoomForLegend(kLowest, 0.0, 1, strip),
+        .ticks = {{-60.0, "-60"}, {-40.0, "-40"}, {-20.0, "-20"}, {0.0, "0"}}};
+    Plot plot(picture, strip,
+              i == 0 ? "Level of the first 100 ms, below the loudest sample" : "", x,
+              y);
+    if (peak > 0.0) {
+      plot.band(levelExtents(acoustics::part(inspection.file.samples[i], first, end),
+                             peak, start / kMilli, 1.0 / (kMilli * rate), kLowest,
+                             static_cast<std::size_t>(0.5 * box.width)),
+                colorOf(i));
+    }
     plot.legend(std::vector<draw::LegendEntry>{
         {stripName(inspection.results.channels[i]), {colorOf(i), 2.0}}});
     plot.frame();
@@ -111,8 +101,8 @@ void drawSpectrogram(draw::Picture& picture, const Inspection& inspection,
   const Box frame = {box.left, box.top, scale.left - kScaleGap - box.left, box.height};
   const acoustics::Spectrogram spectrogram = acoustics::spectrogramOf(
       inspection.file.samples, inspection.sampleRate(), inspection.numFrames(),
-      std::min(static_cast<std::size_t>(frame.width), inspection.numFrames()),
-      static_cast<std::size_t>(frame.height));
+      std::min(static_cast<std::size_t>(0.5 * frame.width), inspection.numFrames()),
+      static_cast<std::size_t>(0.5 * frame.height));
   Plot plot(picture, frame,
             inspection.channels.size() == 1
                 ? "Spectrogram"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 #include "apps/common/text.h"
 #include "apps/inspect/table.h"
@@ -19,6 +20,13 @@ constexpr const char* kUnknown = "-";
 
 std::string optionalText(const std::optional<double>& value, int decimals) {
   return value ? fixed(*value, decimals) : kUnknown;
+}
+
+/// Three digits that count, so that cabinets and small rooms show something.
+std::string digitsText(double value) {
+  const int exponent =
+      value > 0.0 ? static_cast<int>(std::floor(std::log10(value))) : 0;
+  return fixed(value, std::clamp(2 - exponent, 0, 9));
 }
 
 std::string fullScaleText(double level) {
@@ -51,12 +59,12 @@ std::string levelText(const Results& results) {
 
 std::string bandName(double centre) {
   if (centre == 0.0) return "all";
-  return centre < 1000.0 ? fixed(centre, 0) + " Hz"
-                         : fixed(centre / 1000.0, 0) + " kHz";
+  if (centre < 1000.0) return fixed(centre, 0) + " Hz";
+  return apps::significant(centre / 1000.0, 3) + " kHz";
 }
 
 void addTime(std::vector<std::string>& row, const std::optional<DecayTime>& time) {
-  row.push_back(time ? fixed(time->seconds, 2) : kUnknown);
+  row.push_back(time ? digitsText(time->seconds) : kUnknown);
   row.push_back(time ? fixed(time->correlation, 4) : kUnknown);
 }
 
@@ -68,22 +76,36 @@ void addBand(Rows& rows, const std::string& name, const BandResult& band) {
   addTime(row, band.t30);
   row.push_back(optionalText(band.c50, 1));
   row.push_back(optionalText(band.c80, 1));
+  row.push_back(band.definition ? fixed(100.0 * *band.definition, 0) : kUnknown);
+  row.push_back(band.centreTime ? digitsText(1000.0 * *band.centreTime) : kUnknown);
   row.push_back(fixed(band.range, 0));
 }
 
-std::string decayText(const Results& results) {
-  Rows rows = {{"", "", "EDT s", "r", "T20 s", "r", "T30 s", "r", "C50 dB", "C80 dB",
-                "range dB"}};
-  bool complete = true;
-  for (const ChannelResult& channel : results.channels) {
-    if (!channel.sound) continue;
-    addBand(rows, channel.name, channel.sound->broadband);
-    complete = complete && channel.sound->broadband.complete();
-    for (const BandResult& band : channel.sound->octaves) {
+/// All frequencies, then the bands. Whether every figure is there.
+template <class Sound>
+bool addBands(Rows& rows, const std::string& name, const Sound& sound) {
+  bool complete = sound.broadband.complete();
+  addBand(rows, name, sound.broadband);
+  for (const auto& bands : {sound.octaves, sound.thirds}) {
+    for (const BandResult& band : bands) {
       addBand(rows, "", band);
       complete = complete && band.complete();
     }
   }
+  return complete;
+}
+
+std::string decayText(const Results& results) {
+  Rows rows = {{"", "", "EDT s", "r", "T20 s", "r", "T30 s", "r", "C50 dB", "C80 dB",
+                "D50 %", "Ts ms", "range dB"}};
+  bool complete = true;
+  int numSounding = 0;
+  for (const ChannelResult& channel : results.channels) {
+    if (!channel.sound) continue;
+    complete = addBands(rows, channel.name, *channel.sound) && complete;
+    ++numSounding;
+  }
+  if (numSounding > 1) addBands(rows, "mean", *results.mean);
   std::string text = "\nDecay and clarity (ISO 3382-1)\n" + tableText(rows, 2);
   if (!complete) {
     text +=
@@ -97,16 +119,15 @@ std::string decayText(const Results& results) {
   return text;
 }
 
-std::string summaryText(const SoundResult& sound) {
-  std::string text = sound.reverberationTime
-                         ? "reverberation time " + fixed(*sound.reverberationTime, 2) +
-                               " s (500 Hz and 1 kHz)"
-                         : "no reverberation time at 500 Hz and 1 kHz";
-  if (sound.definition) {
-    text += ", definition " + fixed(100.0 * *sound.definition, 0) + " %";
+std::string summaryText(const std::optional<double>& time, const BandResult& all) {
+  std::string text =
+      time ? "reverberation time " + digitsText(*time) + " s (500 Hz and 1 kHz)"
+           : "no reverberation time at 500 Hz and 1 kHz";
+  if (all.definition) {
+    text += ", definition " + fixed(100.0 * *all.definition, 0) + " %";
   }
-  if (sound.centreTime) {
-    text += ", centre time " + millisecondsText(*sound.centreTime, 0);
+  if (all.centreTime) {
+    text += ", centre time " + digitsText(1000.0 * *all.centreTime) + " ms";
   }
   return text;
 }
@@ -167,13 +188,21 @@ std::string suggestionText(const Results& results) {
   const std::string& path = results.file.path;
   text += "  ulmar-render --ir " +
           (path == audio::kStandardInput ? "-" : apps::shellPath(path));
-  if (suggestions.asBFormat) text += " --bformat fuma";
+  if (suggestions.asBFormat) {
+    text += *suggestions.asBFormat == host::BFormat::fuma ? " --bformat fuma"
+                                                          : " --bformat ambix";
+  }
   if (suggestions.start.frame > 0) text += " --ir-start " + seconds(suggestions.start);
   if (suggestions.leftOut > 0) text += " --ir-length " + seconds(suggestions.length);
   if (suggestions.fade.frame > 0) text += " --ir-fade " + seconds(suggestions.fade);
   text += " --block " + std::to_string(choice.blockLen) + " -i DRY.wav -o WET.wav\n";
   if (suggestions.orAmbix) {
     text += "  (or --bformat ambix, if that is how it was made)\n";
+  }
+  if (suggestions.maybeBFormat) {
+    text +=
+        "  (its channels arrive together, as those of one microphone of first-order\n"
+        "  ambisonics do: if they are, add --bformat fuma or ambix, here as well)\n";
   }
   return text + blocksText(suggestions) +
          "  (loads are of one core of a server processor, as the planner reckons)\n";
@@ -195,6 +224,40 @@ std::string echoText(const EchoResult& echo) {
          fixed(echo.level, 0) + " dB";
 }
 
+std::string describe(const std::vector<Results>& all) {
+  Rows rows = {{"", "channels", "length s", "T mid s", "EDT s", "C50 dB", "C80 dB",
+                "D50 %", "Ts ms", "noise dBFS"}};
+  const auto text = [](const std::optional<double>& value, double scale) {
+    return value ? digitsText(scale * *value) : kUnknown;
+  };
+  for (const Results& results : all) {
+    auto& row = rows.emplace_back();
+    row = {results.file.path, std::to_string(results.file.channels),
+           digitsText(results.seconds)};
+    if (!results.mean) {
+      row.emplace_back("silent");
+      continue;
+    }
+    const BandResult& band = results.mean->broadband;
+    double noise = -std::numeric_limits<double>::infinity();
+    for (const ChannelResult& channel : results.channels) {
+      if (channel.sound && channel.sound->noiseFloor) {
+        noise = std::max(noise, channel.sound->noiseFloor->level);
+      }
+    }
+    row.push_back(text(results.mean->reverberationTime, 1.0));
+    row.push_back(band.edt ? digitsText(band.edt->seconds) : kUnknown);
+    row.push_back(optionalText(band.c50, 1));
+    row.push_back(optionalText(band.c80, 1));
+    row.push_back(band.definition ? fixed(100.0 * *band.definition, 0) : kUnknown);
+    row.push_back(text(band.centreTime, 1000.0));
+    row.push_back(std::isinf(noise) ? "not reached" : fixed(noise, 1));
+  }
+  return tableText(rows, 1) +
+         "  means over the channels; the loudest noise floor; T mid of 500 Hz and 1 "
+         "kHz\n";
+}
+
 std::string describe(const Results& results) {
   std::string text = results.file.path + ": " + fileText(results) + "\n\n";
   text += levelText(results);
@@ -204,8 +267,13 @@ std::string describe(const Results& results) {
   Rows rows;
   for (const ChannelResult& channel : results.channels) {
     if (!channel.sound) continue;
-    rows.push_back({channel.name, summaryText(*channel.sound)});
+    rows.push_back({channel.name, summaryText(channel.sound->reverberationTime,
+                                              channel.sound->broadband)});
     rows.push_back({"", spectrumText(*channel.sound)});
+  }
+  if (rows.size() > 2) {
+    rows.push_back({"mean", summaryText(results.mean->reverberationTime,
+                                        results.mean->broadband)});
   }
   text += tableText(rows, 2);
   for (const PairResult& pair : results.pairs) {

@@ -9,9 +9,13 @@ using apps::orNull;
 
 Json fileFigures(const Results& results) {
   const audio::AudioInfo& info = results.file;
-  return {{"path", info.path},         {"format", info.format},
-          {"channels", info.channels}, {"sampleRate", info.sampleRate},
-          {"frames", info.frames},     {"seconds", results.seconds}};
+  return {{"path", info.path},
+          {"format", info.format},
+          {"channels", info.channels},
+          {"sampleRate", info.sampleRate},
+          {"frames", info.frames},
+          {"seconds", results.seconds},
+          {"missingFrames", info.missingFrames()}};
 }
 
 Json timeFigures(const std::optional<DecayTime>& time) {
@@ -26,6 +30,8 @@ Json bandFigures(const BandResult& band) {
           {"t30", timeFigures(band.t30)},
           {"c50", orNull(band.c50)},
           {"c80", orNull(band.c80)},
+          {"definition", orNull(band.definition)},
+          {"centreTime", orNull(band.centreTime)},
           {"range", band.range}};
 }
 
@@ -42,29 +48,41 @@ Json echoFigures(const std::optional<EchoResult>& echo) {
           {"combSpacing", echo->combSpacing}};
 }
 
-Json channelFigures(const ChannelResult& channel) {
-  Json json = {{"name", channel.name},
-               {"peak", channel.peak},
-               {"peakFrame", channel.peakAt.frame},
-               {"energy", channel.energy},
-               {"dcOffset", channel.dcOffset},
-               {"silent", !channel.sound}};
-  if (!channel.sound) return json;
-  const SoundResult& sound = *channel.sound;
-  json["onsetFrame"] = sound.onset.frame;
-  json["onsetSeconds"] = sound.onset.seconds;
-  json["noiseFloor"] = noiseFigures(sound.noiseFloor);
-  json["reverberationTime"] = orNull(sound.reverberationTime);
-  json["definition"] = orNull(sound.definition);
-  json["centreTime"] = orNull(sound.centreTime);
-  json["broadband"] = bandFigures(sound.broadband);
-  json["octaves"] = Json::array();
-  for (const BandResult& band : sound.octaves) {
-    json["octaves"].push_back(bandFigures(band));
-  }
-  json["tilt"] = orNull(sound.tilt);
-  json["echo"] = echoFigures(sound.echo);
+Json bandsFigures(const std::vector<BandResult>& bands) {
+  Json json = Json::array();
+  for (const BandResult& band : bands) json.push_back(bandFigures(band));
   return json;
+}
+
+// Of a silent channel all figures of sound are null.
+Json channelFigures(const ChannelResult& channel) {
+  const auto& sound = channel.sound;
+  const auto figure = [&](const auto& of) { return sound ? Json(of(*sound)) : Json(); };
+  using Sound = const SoundResult&;
+  return {{"name", channel.name},
+          {"peak", channel.peak},
+          {"peakFrame", channel.peakAt.frame},
+          {"energy", channel.energy},
+          {"dcOffset", channel.dcOffset},
+          {"silent", !sound},
+          {"onsetFrame", figure([](Sound s) { return s.onset.frame; })},
+          {"onsetSeconds", figure([](Sound s) { return s.onset.seconds; })},
+          {"noiseFloor", figure([](Sound s) { return noiseFigures(s.noiseFloor); })},
+          {"reverberationTime",
+           figure([](Sound s) { return orNull(s.reverberationTime); })},
+          {"broadband", figure([](Sound s) { return bandFigures(s.broadband); })},
+          {"octaves", figure([](Sound s) { return bandsFigures(s.octaves); })},
+          {"thirds", figure([](Sound s) { return bandsFigures(s.thirds); })},
+          {"tilt", figure([](Sound s) { return orNull(s.tilt); })},
+          {"echo", figure([](Sound s) { return echoFigures(s.echo); })}};
+}
+
+Json meanFigures(const std::optional<MeanResult>& mean) {
+  if (!mean) return nullptr;
+  return {{"reverberationTime", orNull(mean->reverberationTime)},
+          {"broadband", bandFigures(mean->broadband)},
+          {"octaves", bandsFigures(mean->octaves)},
+          {"thirds", bandsFigures(mean->thirds)}};
 }
 
 Json correlationFigures(const std::optional<acoustics::Correlation>& correlation) {
@@ -92,9 +110,12 @@ Json suggestionFigures(const Suggestions& suggestions) {
   Json json = {{"startFrame", suggestions.start.frame},
                {"frames", suggestions.length.frame},
                {"fadeFrames", suggestions.fade.frame},
-               {"asBFormat", suggestions.asBFormat},
+               {"bFormat", nullptr},
                {"blockLen", nullptr},
                {"blocks", Json::array()}};
+  if (suggestions.asBFormat) {
+    json["bFormat"] = *suggestions.asBFormat == host::BFormat::fuma ? "fuma" : "ambix";
+  }
   for (const BlockChoice& choice : suggestions.blocks) {
     json["blocks"].push_back(blockFigures(choice));
   }
@@ -104,11 +125,10 @@ Json suggestionFigures(const Suggestions& suggestions) {
   return json;
 }
 
-}  // namespace
-
-std::string figures(const Results& results) {
+Json resultFigures(const Results& results) {
   Json json = {{"file", fileFigures(results)},
                {"channels", Json::array()},
+               {"mean", meanFigures(results.mean)},
                {"pairs", Json::array()},
                {"suggestions", nullptr}};
   for (const ChannelResult& channel : results.channels) {
@@ -120,6 +140,18 @@ std::string figures(const Results& results) {
   if (results.suggestions) {
     json["suggestions"] = suggestionFigures(*results.suggestions);
   }
+  return json;
+}
+
+}  // namespace
+
+std::string figures(const Results& results) {
+  return apps::textOf(resultFigures(results));
+}
+
+std::string figures(const std::vector<Results>& all) {
+  Json json = Json::array();
+  for (const Results& results : all) json.push_back(resultFigures(results));
   return apps::textOf(json);
 }
 

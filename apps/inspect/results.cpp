@@ -20,6 +20,8 @@ BandResult resultOf(const acoustics::BandMeasures& band) {
           .reverberationTime = band.reverberationTime(),
           .c50 = band.clarity.c50,
           .c80 = band.clarity.c80,
+          .definition = band.d50,
+          .centreTime = band.centreTime,
           .range = band.decay.range};
 }
 
@@ -41,18 +43,93 @@ SoundResult soundOf(const Channel& channel, int sampleRate) {
                         sound.onset.seconds + decay.end};
   }
   sound.reverberationTime = measures.midReverberationTime();
-  sound.definition = measures.d50;
-  sound.centreTime = measures.centreTime;
   sound.broadband = resultOf(measures.broadband);
   for (const acoustics::BandMeasures& band : measures.octaves) {
     sound.octaves.push_back(resultOf(band));
+  }
+  for (const acoustics::BandMeasures& band : measures.thirds) {
+    sound.thirds.push_back(resultOf(band));
   }
   sound.tilt = channel.spectrum->tilt;
   if (const auto& echo = channel.spectrum->cepstrum.echo) sound.echo = resultOf(*echo);
   return sound;
 }
 
+/// Nothing unless every value is there.
+std::optional<double> mean(const std::vector<std::optional<double>>& values) {
+  double sum = 0.0;
+  for (const auto& value : values) {
+    if (!value) return std::nullopt;
+    sum += *value;
+  }
+  return sum / static_cast<double>(values.size());
+}
+
+BandResult meanOf(const std::vector<const BandResult*>& bands) {
+  const auto over = [&](const auto& valueOf) {
+    std::vector<std::optional<double>> values;
+    for (const BandResult* const band : bands) values.push_back(valueOf(*band));
+    return mean(values);
+  };
+  const auto field = [&](std::optional<double> BandResult::*which) {
+    return over([&](const BandResult& band) { return band.*which; });
+  };
+  const auto time = [&](std::optional<DecayTime> BandResult::*which) {
+    const auto part = [&](double DecayTime::*value) {
+      return over([&](const BandResult& band) {
+        return band.*which ? std::optional((band.*which).value().*value) : std::nullopt;
+      });
+    };
+    const auto seconds = part(&DecayTime::seconds);
+    return seconds ? std::optional(
+                         DecayTime{*seconds, part(&DecayTime::correlation).value()})
+                   : std::nullopt;
+  };
+  return {.centre = bands[0]->centre,
+          .edt = time(&BandResult::edt),
+          .t20 = time(&BandResult::t20),
+          .t30 = time(&BandResult::t30),
+          .reverberationTime = field(&BandResult::reverberationTime),
+          .c50 = field(&BandResult::c50),
+          .c80 = field(&BandResult::c80),
+          .definition = field(&BandResult::definition),
+          .centreTime = field(&BandResult::centreTime),
+          .range = over([](const BandResult& band) {
+                     return std::optional(band.range);
+                   }).value()};
+}
+
+std::vector<BandResult> meanOf(const std::vector<const SoundResult*>& sounds,
+                               std::vector<BandResult> SoundResult::*which) {
+  std::vector<BandResult> means;
+  for (std::size_t k = 0; k < (sounds[0]->*which).size(); ++k) {
+    std::vector<const BandResult*> bands;
+    for (const SoundResult* const sound : sounds) {
+      bands.push_back(&(sound->*which)[k]);
+    }
+    means.push_back(meanOf(bands));
+  }
+  return means;
+}
+
 }  // namespace
+
+std::optional<MeanResult> meanOf(const std::vector<ChannelResult>& channels) {
+  std::vector<const SoundResult*> sounds;
+  std::vector<const BandResult*> broadband;
+  std::vector<std::optional<double>> times;
+  for (const ChannelResult& channel : channels) {
+    if (!channel.sound) continue;
+    sounds.push_back(&*channel.sound);
+    broadband.push_back(&channel.sound->broadband);
+    times.push_back(channel.sound->reverberationTime);
+  }
+  if (sounds.empty()) return std::nullopt;
+  return MeanResult{.reverberationTime = mean(times),
+                    .broadband = meanOf(broadband),
+                    .octaves = meanOf(sounds, &SoundResult::octaves),
+                    .thirds = meanOf(sounds, &SoundResult::thirds)};
+}
 
 ChannelResult resultOf(const std::string& name, const Channel& channel,
                        int sampleRate) {

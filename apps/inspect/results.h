@@ -28,6 +28,8 @@ struct BandResult {
   std::optional<double> reverberationTime;  // s, T30, or else T20
   std::optional<double> c50;                // dB
   std::optional<double> c80;                // dB
+  std::optional<double> definition;         // D50, from 0 to 1
+  std::optional<double> centreTime;         // s
   double range = 0.0;                       // dB, of the decay; 0 without one
 
   bool complete() const { return edt && t20 && t30 && c50 && c80; }
@@ -50,11 +52,10 @@ struct SoundResult {
   Moment onset;
   std::optional<NoiseFloor> noiseFloor;     // if the decay reaches one
   std::optional<double> reverberationTime;  // s, mean of 500 Hz and 1 kHz
-  std::optional<double> definition;         // D50, from 0 to 1
-  std::optional<double> centreTime;         // s
   BandResult broadband;
   std::vector<BandResult> octaves;
-  std::optional<double> tilt;  // dB per octave
+  std::vector<BandResult> thirds;  // if they were asked for
+  std::optional<double> tilt;      // dB per octave
   std::optional<EchoResult> echo;
 };
 
@@ -83,10 +84,20 @@ struct PairResult {
   double lateBy = 0.0;      // s
 };
 
+/// ISO 3382-1's figures of a position: means over the channels that sound, of what all
+/// of them have.
+struct MeanResult {
+  std::optional<double> reverberationTime;  // s, of 500 Hz and 1 kHz
+  BandResult broadband;
+  std::vector<BandResult> octaves;
+  std::vector<BandResult> thirds;
+};
+
 struct Results {
   audio::AudioInfo file;
   double seconds = 0.0;
   std::vector<ChannelResult> channels;
+  std::optional<MeanResult> mean;  // nothing if all is silent
   std::vector<PairResult> pairs;
   std::optional<Suggestions> suggestions;  // nothing if all is silent
 
@@ -95,5 +106,7 @@ struct Results {
 
 /// channel: with its spectrum, unless it is silent.
 ChannelResult resultOf(const std::string& name, const Channel& channel, int sampleRate);
+
+std::optional<MeanResult> meanOf(const std::vector<ChannelResult>& channels);
 
 }  // namespace ulmar::inspect

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "ulmar/audio/channel_layout.h"
 #include "ulmar/audio/response_layout.h"
@@ -14,7 +15,7 @@ namespace {
 using audio::ResponseLayout;
 
 constexpr int kInputChannels = 2;
-// Of B-format. The other one costs the same.
+// Of B-format that says nothing else. The other one costs the same.
 constexpr host::BFormat kConvention = host::BFormat::fuma;
 
 // What lies before an onset at a tenth of the peak, such as the ringing of a sharp
@@ -46,6 +47,21 @@ void suggestPart(Suggestions& suggestions, const std::vector<Channel>& channels,
     const auto longest = static_cast<std::size_t>(kMaxFade * sampleRate);
     suggestions.fade = momentOf(std::min((end - start) / 10, longest), sampleRate);
   }
+}
+
+/// Microphones at one place hear the direct sound at once, and the one without a
+/// direction, the first, hears as much as any; those of true stereo stand apart.
+bool arriveTogether(const std::vector<Channel>& channels, int sampleRate) {
+  constexpr double kTogether = 0.0003;  // s
+  std::size_t first = std::numeric_limits<std::size_t>::max();
+  std::size_t last = 0;
+  for (const Channel& channel : channels) {
+    if (!channel.measures.onset) return false;
+    first = std::min(first, *channel.measures.onset);
+    last = std::max(last, *channel.measures.onset);
+    if (channel.measures.energy > 2.5 * channels[0].measures.energy) return false;
+  }
+  return static_cast<double>(last - first) <= kTogether * sampleRate;
 }
 
 /// What the renderer would take the channels for, if it is told B-format of what can be
@@ -109,14 +125,15 @@ BlockChoice choiceOf(int blockLen, int irLen, ResponseLayout layout,
 
 }  // namespace
 
-Suggestions suggest(const std::vector<Channel>& channels,
-                    const audio::AudioInfo& info) {
+Suggestions suggest(const std::vector<Channel>& channels, const audio::AudioInfo& info,
+                    std::optional<host::BFormat> bFormat) {
   constexpr int kShortest = 64;
   constexpr int kLongestShown = 2048;
   Suggestions suggestions;
   suggestPart(suggestions, channels, static_cast<std::size_t>(info.frames),
               info.sampleRate);
-  const auto layout = layoutFor(info);
+  const auto layout =
+      bFormat ? std::optional(ResponseLayout::bFormat) : layoutFor(info);
   if (suggestions.length.frame > std::size_t{host::kMaxIRLen}) {
     suggestions.obstacle = "it is longer than ulmar-render takes";
     return suggestions;
@@ -125,9 +142,13 @@ Suggestions suggest(const std::vector<Channel>& channels,
     suggestions.obstacle = obstacleOf(info);
     return suggestions;
   }
-  suggestions.asBFormat = *layout == ResponseLayout::bFormat;
-  suggestions.orAmbix = suggestions.asBFormat &&
-                        audio::canHave(*layout, info.channels, host::BFormat::ambix);
+  if (*layout == ResponseLayout::bFormat) {
+    suggestions.asBFormat = bFormat.value_or(kConvention);
+    suggestions.orAmbix =
+        !bFormat && audio::canHave(*layout, info.channels, host::BFormat::ambix);
+  }
+  suggestions.maybeBFormat = *layout == ResponseLayout::trueStereo &&
+                             arriveTogether(channels, info.sampleRate);
   const auto irLen = static_cast<int>(suggestions.length.frame);
   bool affordable = false;
   for (int blockLen = kShortest;

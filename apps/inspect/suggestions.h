@@ -4,11 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/inspect/channel.h"
 #include "ulmar/audio/audio_file.h"
+#include "ulmar/host/surround_responses.h"
 
 namespace ulmar::inspect {
 
@@ -33,13 +35,16 @@ struct Suggestions {
   static constexpr double kAffordable = 0.01;
   /// Empty if the file does not say what the channels are, and if they are too long.
   std::vector<BlockChoice> blocks;
-  std::string obstacle;            // in words, where `blocks` is empty
-  bool asBFormat = false;          // what `blocks` takes them for, which must be said
+  std::string obstacle;  // in words, where `blocks` is empty
+  /// What `blocks` takes them for, which must be said.
+  std::optional<host::BFormat> asBFormat;
   bool orAmbix = false;            // the other convention of B-format fits as well
+  bool maybeBFormat = false;       // true stereo, all channels of which arrive together
   std::size_t suggestedBlock = 0;  // in `blocks`, the shortest that is affordable
 };
 
-/// channels: of the file, measured; not all silent.
-Suggestions suggest(const std::vector<Channel>& channels, const audio::AudioInfo& info);
+/// channels: of the file, measured; not all silent. bFormat: what they are said to be.
+Suggestions suggest(const std::vector<Channel>& channels, const audio::AudioInfo& info,
+                    std::optional<host::BFormat> bFormat);
 
 }  // namespace ulmar::inspect

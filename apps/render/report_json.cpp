@@ -16,7 +16,8 @@ Json inputFigures(const RenderPlan& plan) {
           {"layout", wordFor(plan.routing.input, kChannelLayoutWords)},
           {"channels", input.channels},
           {"sampleRate", input.sampleRate},
-          {"frames", input.frames}};
+          {"frames", input.frames},
+          {"missingFrames", input.missingFrames()}};
 }
 
 Json responseFigures(const ResponseInfo& info, const Routing& routing) {
@@ -38,6 +39,7 @@ Json groupFigures(const RenderPlan& plan) {
   if (!plan.routing.pairwise()) return nullptr;
   const BedMap map = plan.options.bedMap.value_or(BedMap{});
   Json groups;
+  for (const auto& [name, group] : kGroupWords) groups[name] = nullptr;
   for (const BedGroup& group : groupsOf(plan.routing.source)) {
     groups[wordFor(group.way, kGroupWords)] = wordFor(map.*group.way, kGroupWayWords);
   }

@@ -4,12 +4,6 @@
 namespace ulmar::inspect {
 namespace {
 
-/// Within so much of the expected value, relative to it.
-void expectAbout(const Json& value, double expected, double tolerance) {
-  ASSERT_TRUE(value.is_number()) << value;
-  EXPECT_NEAR(value.get<double>(), expected, tolerance * std::abs(expected));
-}
-
 void expectDecayTimes(const Json& band, double t60) {
   for (const char* const fit : {"edt", "t20", "t30"}) {
     SCOPED_TRACE(fit);
@@ -26,9 +20,10 @@ double clarity(double t60, double limit) {
 TEST(Decay, IsMeasuredInEveryBandByItself) {
   const std::vector<double> t60 = {1.6, 1.5, 1.4, 1.2, 1.1, 1.0, 0.9};
   const Json channel = inspected({decayingTones(t60, 2.0)})["channels"][0];
-  ASSERT_EQ(channel["octaves"].size(), t60.size());
+  // Behind 63 Hz.
+  ASSERT_EQ(channel["octaves"].size(), t60.size() + 2);
   for (std::size_t i = 0; i < t60.size(); ++i) {
-    const Json& band = channel["octaves"][i];
+    const Json& band = channel["octaves"][i + 1];
     SCOPED_TRACE(band["centre"]);
     expectDecayTimes(band, t60[i]);
     EXPECT_NEAR(band["c50"], clarity(t60[i], 0.05), 0.3);
@@ -49,13 +44,16 @@ TEST(Decay, IsFoundAboveNoiseAndBehindSilence) {
   EXPECT_EQ(channel["onsetFrame"], kDelay);
   expectDecayTimes(channel["broadband"], kT60);
   for (const Json& band : channel["octaves"]) {
+    // The tones reach neither end.
+    if (band["centre"] < 100 || band["centre"] > 10000) continue;
     SCOPED_TRACE(band["centre"]);
     expectDecayTimes(band, kT60);
   }
   EXPECT_NEAR(channel["broadband"]["c80"], clarity(kT60, 0.08), 0.1);
   const double early = std::pow(10.0, clarity(kT60, 0.05) / 10.0);
-  expectAbout(channel["definition"], early / (1.0 + early), 0.02);
-  expectAbout(channel["centreTime"], kT60 / (6.0 * std::numbers::ln10), 0.02);
+  expectAbout(channel["broadband"]["definition"], early / (1.0 + early), 0.02);
+  expectAbout(channel["broadband"]["centreTime"], kT60 / (6.0 * std::numbers::ln10),
+              0.02);
 
   EXPECT_NEAR(channel["noiseFloor"]["level"],
               20.0 * std::log10(kNoise / std::numbers::sqrt3), 0.3);
@@ -102,8 +100,9 @@ TEST(Echoes, StandInTheCepstrum) {
       EXPECT_TRUE(echo.is_null()) << echo;
       continue;
     }
-    expectAbout(echo["delay"], static_cast<double>(delay) / kRate, 1e-9);
-    expectAbout(echo["combSpacing"], static_cast<double>(kRate) / delay, 1e-9);
+    // To a fraction of a sample.
+    expectAbout(echo["delay"], static_cast<double>(delay) / kRate, 0.1 / delay);
+    expectAbout(echo["combSpacing"], static_cast<double>(kRate) / delay, 0.1 / delay);
     expectAbout(echo["gain"], double{gain}, 0.1);
   }
 }

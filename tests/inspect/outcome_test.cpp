@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <sstream>
 
 #include "tests/inspect/responses.h"
 #include "tests/support/pictures.h"
@@ -53,6 +54,113 @@ TEST(OddResponses, GetASensibleAnswer) {
       EXPECT_TRUE(channel["broadband"]["t30"].is_null()) << channel;
     }
   }
+}
+
+/// All keys of an object, with those of what lies in it: "channels[].echo.gain".
+void addKeys(const Json& json, const std::string& path, std::set<std::string>& keys) {
+  if (json.is_array()) {
+    for (const Json& item : json) addKeys(item, path + "[]", keys);
+  } else if (json.is_object()) {
+    for (const auto& [key, value] : json.items()) {
+      const std::string inner =
+          path.empty() ? key : std::string(path).append(".") + key;
+      keys.insert(inner);
+      addKeys(value, inner, keys);
+    }
+  }
+}
+
+/// The first word of each row of the page's table below a heading.
+std::set<std::string> documentedKeys(const std::string& heading) {
+  std::istringstream page(test::bytesOf(ULMAR_DOCS "/json.md"));
+  std::set<std::string> keys;
+  bool inside = false;
+  for (std::string line; std::getline(page, line);) {
+    if (line.starts_with("#")) inside = line == "## " + heading;
+    if (!inside || !line.starts_with("| `")) continue;
+    keys.insert(line.substr(3, line.find('`', 3) - 3));
+  }
+  return keys;
+}
+
+// Of both programs: every key is there, whatever the response, and none besides.
+TEST(JsonPage, NamesEveryKey) {
+  const ScratchDir folder;
+  Signal echo = decayingNoise(0.5, 1.0, 3);
+  for (std::size_t n = echo.size(); n-- > 600;) echo[n] += 0.6F * echo[n - 600];
+  test::Random random(1);
+  for (float& sample : echo) sample += 1e-4F * random.sample();
+  Signal pair;
+  for (const float sample : echo) pair.insert(pair.end(), {sample, 0.9F * sample});
+  write(folder, "full.wav", 2, pair);
+  write(folder, "silent.wav", 2, Signal(2000));
+  std::set<std::string> keys;
+  for (const char* const name : {"full.wav", "silent.wav"}) {
+    addKeys(Json::parse(render::expectRun(folder, {name, "--json", "--thirds"}).out),
+            "", keys);
+  }
+  EXPECT_EQ(keys, documentedKeys("ulmar-inspect"));
+  write(folder, "DRY.wav", 8, Signal(8 * 500, 0.1F));
+  std::set<std::string> rendererKeys;
+  for (const char* const options :
+       {"--save-response s.wav", "-i DRY.wav -o WET.wav --block 64 --tail-block 256"}) {
+    const std::string command = "cd '" + (folder / "") +
+                                "' && '" ULMAR_RENDERER "' --ir full.wav --json " +
+                                options + " > r.json";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    addKeys(Json::parse(test::bytesOf(folder / "r.json")), "", rendererKeys);
+  }
+  EXPECT_EQ(rendererKeys, documentedKeys("ulmar-render"));
+  const Json silent =
+      Json::parse(render::expectRun(folder, {"silent.wav", "--json"}).out);
+  EXPECT_TRUE(silent["mean"].is_null());
+  EXPECT_TRUE(silent["channels"][0].at("echo").is_null());
+}
+
+// The mean of two channels, and the lines of a table of values.
+TEST(SeveralChannels, HaveAMeanAndALineEach) {
+  const ScratchDir folder;
+  const std::vector<double> slow(7, 1.6);
+  const std::vector<double> fast(7, 0.8);
+  const Signal a = decayingTones(slow, 2.0);
+  const Signal b = decayingTones(fast, 2.0);
+  Signal pair;
+  for (std::size_t n = 0; n < a.size(); ++n) pair.insert(pair.end(), {a[n], b[n]});
+  write(folder, "two, odd.wav", 2, pair);
+  const Json mean =
+      Json::parse(render::expectRun(folder, {"two, odd.wav", "--json"}).out)["mean"];
+  expectAbout(mean["reverberationTime"], 1.2, 0.02);
+  expectAbout(mean["broadband"]["t30"]["seconds"], 1.2, 0.02);
+  std::istringstream table(render::expectRun(folder, {"two, odd.wav", "--csv"}).out);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(table, line);) lines.push_back(line);
+  ASSERT_EQ(lines.size(), 4U);
+  const auto commas = [](const std::string& line) {
+    return std::count(line.begin(), line.end(), ',');
+  };
+  for (std::size_t k = 1; k < 4; ++k) {
+    EXPECT_TRUE(lines[k].starts_with("\"two, odd.wav\",")) << lines[k];
+    EXPECT_EQ(commas(lines[k]), commas(lines[0]) + 1) << lines[k];
+  }
+  EXPECT_NE(lines[3].find(",mean,"), std::string::npos);
+}
+
+TEST(Ambisonics, AreHintedAtWhereAllArrivesTogether) {
+  const ScratchDir folder;
+  const Signal noise = decayingNoise(0.5, 1.0, 3);
+  for (const std::size_t late : {0U, 40U}) {
+    Signal four;
+    for (std::size_t n = 0; n < noise.size(); ++n) {
+      const float later = n < late ? 0.0F : noise[n - late];
+      four.insert(four.end(), {noise[n], 0.5F * noise[n], 0.3F * later, 0.2F * later});
+    }
+    write(folder, "four.wav", 4, four);
+    const std::string text = render::expectRun(folder, {"four.wav"}).out;
+    EXPECT_EQ(text.find("ambisonics") != text.npos, late == 0);
+  }
+  const std::string text =
+      render::expectRun(folder, {"four.wav", "--bformat", "ambix"}).out;
+  EXPECT_NE(text.find("--bformat ambix --"), std::string::npos) << text;
 }
 
 /// What a shell makes of a command's third word.
@@ -229,7 +337,10 @@ TEST_F(Refusals, SayInOneSentenceWhatIsWrongAndTouchNothing) {
       {{"ir.wav", "-o", "link.svg"}, {"link.svg", "ir.wav", "replaced"}},
       {{"ir.wav", "-o"}, {"-o", "value"}, 2},
       {{"ir.wav", "--loud"}, {"--loud"}, 2},
-      {{"ir.wav", "ir.wav"}, {"ir.wav"}, 2},
+      {{"ir.wav", "ir.wav", "-o", "old.svg"}, {"-o", "there are 2"}, 2},
+      {{"ir.wav", "--json", "--csv"}, {"--json", "--csv"}, 2},
+      {{"ir.wav", "--bformat", "uhj"}, {"--bformat", "'uhj'", "fuma or ambix"}, 2},
+      {{"ir.wav", "--bformat", "ambix"}, {"ir.wav", "2 channels", "4 or 8"}},
       {{"-o", "old.svg"}, {"FILE"}, 2},
   };
   for (const auto& [arguments, parts, exitCode] : cases) {
@@ -245,6 +356,21 @@ TEST_F(Refusals, SayInOneSentenceWhatIsWrongAndTouchNothing) {
     } else {
       expectRefusal(render::run(folder, arguments), exitCode, parts);
     }
+  }
+}
+
+// What can be measured of several files is, in the order given.
+TEST_F(Refusals, LeaveTheOtherFilesMeasured) {
+  for (const char* const how : {"", "--csv", "--json"}) {
+    std::vector<std::string> arguments = {"ir.wav", "none.wav", "ir.wav", "nan.wav"};
+    if (*how != '\0') arguments.emplace_back(how);
+    const Outcome outcome = render::run(folder, arguments);
+    EXPECT_EQ(outcome.exitCode, 1);
+    for (const char* const part : {"2 of 4", "none.wav", "nan.wav", "frame 1"}) {
+      EXPECT_NE(outcome.err.find(part), std::string::npos) << outcome.err;
+    }
+    const std::size_t first = outcome.out.find("ir.wav");
+    EXPECT_NE(outcome.out.find("ir.wav", first + 1), std::string::npos) << outcome.out;
   }
 }
 

@@ -51,6 +51,12 @@ inline Signal decayingNoise(double t60, double seconds, std::uint64_t seed) {
   return signal;
 }
 
+/// Within so much of the expected value, relative to it.
+inline void expectAbout(const Json& value, double expected, double tolerance) {
+  ASSERT_TRUE(value.is_number()) << value;
+  EXPECT_NEAR(value.get<double>(), expected, tolerance * std::abs(expected));
+}
+
 /// The figures of a response of some channels of the same length.
 inline Json inspected(const std::vector<Signal>& channels) {
   const test::ScratchDir folder;

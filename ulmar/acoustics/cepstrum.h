@@ -23,14 +23,15 @@ struct Echo {
 };
 
 struct CepstrumAnalysis {
-  double step = 0.0;          // s, a sample
+  double step = 0.0;          // s, a sample, of every second one above 64 kHz
   std::vector<float> values;  // at quefrencies of 0, step, ..., up to 50 ms and more
   std::optional<Echo> echo;   // the strongest between 0.5 and 50 ms, if one stands out
 };
 
-/// Of the first second of a response, or somewhat more, up to a number of samples that
-/// is a power of two. An excerpt over 200 ms has its last quarter faded out. samples:
-/// from the onset on; peak: their largest magnitude, above 0; sampleRate: in Hz.
+/// Of the first second of a response, up to 32 kHz of its frequencies, or somewhat
+/// more, up to a number of samples that is a power of two. An excerpt over 200 ms has
+/// its last quarter faded out. samples: from the onset on; peak: their largest
+/// magnitude, above 0; sampleRate: in Hz.
 CepstrumAnalysis analyseCepstrum(Samples samples, double peak, double sampleRate);
 
 }  // namespace ulmar::acoustics

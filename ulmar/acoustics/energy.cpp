@@ -27,8 +27,8 @@ EnergyProfile profileOf(Samples samples, double sampleRate, std::size_t stepFram
 }
 
 EnergyProfile bandProfileOf(Samples samples, double sampleRate, std::size_t stepFrames,
-                            double centre) {
-  OctaveFilter filter(centre, sampleRate);
+                            const Band& band) {
+  OctaveFilter filter(band, sampleRate);
   const std::size_t earlySteps = ringingFrames(filter, sampleRate) / stepFrames + 1;
   const std::size_t earlyFrames = earlySteps * stepFrames;
   EnergyProfile profile;
@@ -44,14 +44,26 @@ EnergyProfile bandProfileOf(Samples samples, double sampleRate, std::size_t step
   return profile;
 }
 
+double bandDelayOf(double sampleRate, const Band& band) {
+  OctaveFilter filter(band, sampleRate);
+  double energy = 0.0;
+  double moment = 0.0;
+  for (std::size_t n = 0; n < ringingFrames(filter, sampleRate); ++n) {
+    const double y = filter(n == 0 ? 1.0 : 0.0);
+    energy += y * y;
+    moment += y * y * static_cast<double>(n);
+  }
+  return moment / energy / sampleRate;
+}
+
 double energyOf(Samples samples) {
   double energy = 0.0;
   for (const float sample : samples) energy += double{sample} * double{sample};
   return energy;
 }
 
-double bandEnergyOf(Samples samples, double sampleRate, double centre) {
-  OctaveFilter filter(centre, sampleRate);
+double bandEnergyOf(Samples samples, double sampleRate, const Band& band) {
+  OctaveFilter filter(band, sampleRate);
   const std::size_t numFrames = samples.size() + ringingFrames(filter, sampleRate);
   double energy = 0.0;
   for (std::size_t frame = 0; frame < numFrames; ++frame) {

@@ -6,12 +6,12 @@
 
 namespace ulmar::acoustics {
 
-OctaveFilter::OctaveFilter(double centre, double sampleRate) {
+OctaveFilter::OctaveFilter(const Band& band, double sampleRate) {
+  const double centre = band.centre;
+  const double edge = band.edge();
   using Complex = std::complex<double>;
-  const double low =
-      std::tan(std::numbers::pi * centre / std::numbers::sqrt2 / sampleRate);
-  const double high =
-      std::tan(std::numbers::pi * centre * std::numbers::sqrt2 / sampleRate);
+  const double low = std::tan(std::numbers::pi * centre / edge / sampleRate);
+  const double high = std::tan(std::numbers::pi * centre * edge / sampleRate);
   const double bandwidth = high - low;
   const double middle = std::sqrt(low * high);
   const Complex atCentre = std::polar(1.0, 2.0 * std::atan(middle));
@@ -41,8 +41,7 @@ OctaveFilter::OctaveFilter(double centre, double sampleRate) {
   // The slowest of the six poles: in the low-pass prototype of cut-off 1 its real part
   // is -1/2, and the transform to a band-pass multiplies that by half the bandwidth. A
   // half more than its 60 dB makes room for the other poles.
-  const double rate = 0.25 * 2.0 * std::numbers::pi * centre *
-                      (std::numbers::sqrt2 - 1.0 / std::numbers::sqrt2);
+  const double rate = 0.25 * 2.0 * std::numbers::pi * centre * (edge - 1.0 / edge);
   ringing_ = 3.0 * std::numbers::ln10 / rate * 1.5;
 }
 

@@ -1,22 +1,31 @@
-// The octave band-pass filter: a Butterworth filter of sixth order, which meets class 1
-// of IEC 61260-1, designed by the bilinear transform.
+// The band-pass filter of an octave or a part of one: a Butterworth filter of sixth
+// order, which meets class 1 of IEC 61260-1, designed by the bilinear transform.
 #pragma once
 
 #include <array>
+#include <cmath>
 
 namespace ulmar::acoustics {
 
+/// A band of the 1 / bandsPerOctave-th part of an octave, from centre / edge() to
+/// centre edge().
+struct Band {
+  double centre = 0.0;     // Hz
+  int bandsPerOctave = 1;  // 1 or 3
+
+  double edge() const { return std::exp2(0.5 / bandsPerOctave); }
+};
+
 class OctaveFilter {
  public:
-  /// Whether the band's upper edge, sqrt(2) centre, lies 5 % or more below half the
-  /// sample rate. Both in Hz.
-  static bool fits(double centre, double sampleRate) {
-    return 1.4142135623730951 * centre <= 0.475 * sampleRate;
+  /// Whether the band's upper edge lies 5 % or more below half the sample rate, in Hz.
+  static bool fits(const Band& band, double sampleRate) {
+    return band.edge() * band.centre <= 0.475 * sampleRate;
   }
 
-  /// Gain 1 at the centre, and -3 dB at both edges, centre / sqrt(2) and centre
-  /// sqrt(2). centre, sampleRate: in Hz, as fits() allows.
-  OctaveFilter(double centre, double sampleRate);
+  /// Gain 1 at the centre, and -3 dB at both edges. sampleRate: in Hz, as fits()
+  /// allows.
+  OctaveFilter(const Band& band, double sampleRate);
 
   /// The next output sample.
   double operator()(double x) {

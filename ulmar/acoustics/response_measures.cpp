@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 #include "ulmar/acoustics/octave_centres.h"
 #include "ulmar/acoustics/octave_filter.h"
@@ -51,40 +52,29 @@ Samples withoutSilentEnd(Samples samples) {
   return samples;
 }
 
-/// Sum of squares in the octave band at a centre in Hz, 0 for all frequencies.
-double energyIn(double centre, Samples samples, double sampleRate) {
-  return centre > 0.0 ? bandEnergyOf(samples, sampleRate, centre) : energyOf(samples);
+/// What a band lets through; null for all frequencies.
+double energyIn(const Band* filter, Samples samples, double sampleRate) {
+  return filter != nullptr ? bandEnergyOf(samples, sampleRate, *filter)
+                           : energyOf(samples);
 }
 
 /// Early to late energy in dB with the limit between them at `limit` s. As in the
 /// decay, the late part ends where the noise begins, and the energy that the decay has
 /// behind that is added.
-std::optional<double> clarityAt(double limit, const BandMeasures& band, Samples samples,
-                                double sampleRate) {
-  if (band.decay.range < kRangeForEdt) return std::nullopt;
+std::optional<double> clarityAt(double limit, const Decay& decay, const Band* filter,
+                                Samples samples, double sampleRate) {
+  if (decay.range < kRangeForEdt) return std::nullopt;
   const auto split = static_cast<std::size_t>(std::llround(limit * sampleRate));
-  const double end = std::max(band.decay.end, 0.0);
+  const double end = std::max(decay.end, 0.0);
   const auto endFrame = static_cast<std::size_t>(std::llround(end * sampleRate));
-  const double early = energyIn(band.centre, part(samples, 0, split), sampleRate);
-  double late = band.decay.tailEnergy;
+  const double early = energyIn(filter, part(samples, 0, split), sampleRate);
+  double late = decay.tailEnergy;
   if (endFrame > split) {
-    late += energyIn(band.centre, part(samples, split, endFrame), sampleRate) -
-            band.decay.noisePower * (end - limit);
+    late += energyIn(filter, part(samples, split, endFrame), sampleRate) -
+            decay.noisePower * (end - limit);
   }
   if (!(early > 0.0) || !(late > 0.0)) return std::nullopt;
   return decibelsOfPower(early / late);
-}
-
-BandMeasures measureBand(double centre, const EnergyProfile& profile, Samples samples,
-                         double sampleRate) {
-  constexpr double kSpeechLimit = 0.05;  // s
-  constexpr double kMusicLimit = 0.08;   // s
-  BandMeasures band;
-  band.centre = centre;
-  band.decay = measureDecay(profile);
-  band.clarity.c50 = clarityAt(kSpeechLimit, band, samples, sampleRate);
-  band.clarity.c80 = clarityAt(kMusicLimit, band, samples, sampleRate);
-  return band;
 }
 
 std::optional<double> centreTimeOf(const EnergyProfile& profile, const Decay& decay) {
@@ -98,6 +88,52 @@ std::optional<double> centreTimeOf(const EnergyProfile& profile, const Decay& de
   }
   if (!(energy > 0.0)) return std::nullopt;
   return moment / energy;
+}
+
+/// centre: as the band is named. filter: null for all frequencies.
+BandMeasures measureBand(double centre, const Band* filter,
+                         const EnergyProfile& profile, Samples samples,
+                         double sampleRate) {
+  constexpr double kSpeechLimit = 0.05;  // s
+  constexpr double kMusicLimit = 0.08;   // s
+  BandMeasures band;
+  band.centre = centre;
+  band.decay = measureDecay(profile);
+  const auto clarity = [&](double limit) {
+    return clarityAt(limit, band.decay, filter, samples, sampleRate);
+  };
+  band.clarity = {clarity(kSpeechLimit), clarity(kMusicLimit)};
+  if (band.clarity.c50) {
+    const double ratio = powerOfDecibels(*band.clarity.c50);
+    band.d50 = ratio / (1.0 + ratio);
+  }
+  band.centreTime = centreTimeOf(profile, band.decay);
+  if (band.centreTime && filter != nullptr) {
+    *band.centreTime += bandDelayOf(sampleRate, *filter);
+  }
+  return band;
+}
+
+/// Those of the bands that fit.
+std::vector<BandMeasures> measureBands(std::span<const double> names,
+                                       int bandsPerOctave, Samples response,
+                                       double sampleRate, std::size_t stepFrames) {
+  std::vector<BandMeasures> bands;
+  for (std::size_t k = 0; k < names.size(); ++k) {
+    // Third octaves are a third of an octave apart; octaves are named by their centres.
+    constexpr double kThirdAt1000 = 13.0;
+    const double centre =
+        bandsPerOctave == 1
+            ? names[k]
+            : 1000.0 * std::exp2((static_cast<double>(k) - kThirdAt1000) / 3.0);
+    const Band filter = {centre, bandsPerOctave};
+    if (!OctaveFilter::fits(filter, sampleRate)) continue;
+    const EnergyProfile profile =
+        bandProfileOf(response, sampleRate, stepFrames, filter);
+    bands.push_back(measureBand(names[k], &filter, profile, response, sampleRate));
+    bands.back().decay.curve = {};
+  }
+  return bands;
 }
 
 }  // namespace
@@ -121,7 +157,7 @@ std::optional<double> ResponseMeasures::midReverberationTime() const {
   return sum / count;
 }
 
-ResponseMeasures measureResponse(Samples samples, double sampleRate) {
+ResponseMeasures measureResponse(Samples samples, double sampleRate, bool withThirds) {
   checkResponse(samples, sampleRate);
   ResponseMeasures measures;
   measureLevels(measures, samples);
@@ -130,18 +166,12 @@ ResponseMeasures measureResponse(Samples samples, double sampleRate) {
       withoutSilentEnd(part(samples, *measures.onset, samples.size()));
   const std::size_t stepFrames = (response.size() - 1) / kMaxSteps + 1;
   measures.profile = profileOf(response, sampleRate, stepFrames);
-  measures.broadband = measureBand(0.0, measures.profile, response, sampleRate);
-  measures.centreTime = centreTimeOf(measures.profile, measures.broadband.decay);
-  if (measures.broadband.clarity.c50) {
-    const double ratio = powerOfDecibels(*measures.broadband.clarity.c50);
-    measures.d50 = ratio / (1.0 + ratio);
-  }
-  for (const double centre : kOctaveCentres) {
-    if (!OctaveFilter::fits(centre, sampleRate)) continue;
-    measures.octaves.push_back(
-        measureBand(centre, bandProfileOf(response, sampleRate, stepFrames, centre),
-                    response, sampleRate));
-    measures.octaves.back().decay.curve = {};
+  measures.broadband =
+      measureBand(0.0, nullptr, measures.profile, response, sampleRate);
+  measures.octaves =
+      measureBands(kMeasuredOctaves, 1, response, sampleRate, stepFrames);
+  if (withThirds) {
+    measures.thirds = measureBands(kThirdOctaves, 3, response, sampleRate, stepFrames);
   }
   return measures;
 }

@@ -21,9 +21,14 @@ struct Clarity {
 };
 
 struct BandMeasures {
-  double centre = 0.0;  // Hz, 0 for all frequencies
-  Decay decay;          // of an octave band without its curve
+  double centre = 0.0;  // Hz, as the band is named, 0 for all frequencies
+  Decay decay;          // of a band without its curve
   Clarity clarity;
+  /// Definition D50: the energy of the first 50 ms over all, from 0 to 1. Follows from
+  /// C50, and is missing with it.
+  std::optional<double> d50;
+  /// Centre of gravity of the energy up to decay.end in s, with the noise subtracted.
+  std::optional<double> centreTime;
 
   /// s, by the late decay.
   std::optional<double> reverberationTime() const;
@@ -42,23 +47,18 @@ struct ResponseMeasures {
   /// From the onset to the last sample that is not 0, in at most 2^18 steps.
   EnergyProfile profile;
   BandMeasures broadband;
-  /// Of kOctaveCentres those that the sample rate leaves room for, see
-  /// OctaveFilter::fits().
+  /// Of kMeasuredOctaves those that the sample rate leaves room for, see
+  /// OctaveFilter::fits(); and of kThirdOctaves, if they were asked for.
   std::vector<BandMeasures> octaves;
-  /// Definition D50: the energy of the first 50 ms over all, from 0 to 1. Follows from
-  /// C50, and is missing with it.
-  std::optional<double> d50;
-  /// Centre of gravity of the energy up to broadband.decay.end in s, with the noise
-  /// subtracted.
-  std::optional<double> centreTime;
-
+  std::vector<BandMeasures> thirds;
   /// ISO 3382-1's single number: the mean of the reverberation times at 500 Hz and
   /// 1 kHz, in s. Nothing unless both are known.
   std::optional<double> midReverberationTime() const;
 };
 
-/// sampleRate: in Hz. Throws Error if there are no samples, if one of them is not
-/// finite, and if the rate is not above 0.
-ResponseMeasures measureResponse(Samples samples, double sampleRate);
+/// sampleRate: in Hz. withThirds: third octaves as well. Throws Error if there are no
+/// samples, if one of them is not finite, and if the rate is not above 0.
+ResponseMeasures measureResponse(Samples samples, double sampleRate,
+                                 bool withThirds = false);
 
 }  // namespace ulmar::acoustics

@@ -81,6 +81,10 @@ struct AudioInfo {
   std::int64_t frames = 0;  // at least 1
   // By the header of a file that is cut short, more than there are: else `frames`.
   std::int64_t promisedFrames = 0;
+  /// Frames that a file which is cut short lacks, else 0.
+  std::int64_t missingFrames() const {
+    return promisedFrames > frames ? promisedFrames - frames : 0;
+  }
   std::vector<Speaker> speakers;  // one per channel, or empty if the file does not say
   Tags tags;
 };

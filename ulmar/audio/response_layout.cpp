@@ -118,7 +118,20 @@ bool hasLowFrequency(ResponseLayout layout, int channels) {
   return layout == ResponseLayout::feeds && channels == kNumFeeds + 1;
 }
 
-std::vector<std::string> responseChannelNames(int channels) {
+std::vector<std::string> responseChannelNames(int channels,
+                                              std::optional<host::BFormat> convention) {
+  if (convention) {
+    const int sources = numSources(ResponseLayout::bFormat, channels);
+    const std::string letters = *convention == host::BFormat::fuma ? "WXYZ" : "WYZX";
+    std::vector<std::string> result;
+    for (int k = 0; k < channels; ++k) {
+      const int perSource = channels / sources;
+      const std::string letter(1, letters[static_cast<std::size_t>(k % perSource)]);
+      const std::string side = k < perSource ? "left " : "right ";
+      result.push_back(sources == 1 ? letter : side + letter);
+    }
+    return result;
+  }
   switch (channels) {
     case 1:
       return {"mono"};

@@ -50,8 +50,10 @@ int numSources(ResponseLayout layout, int channels);
 /// Whether one of the channels is a low-frequency one, which is not used.
 bool hasLowFrequency(ResponseLayout layout, int channels);
 
-/// Names for people: "left", "LR", "channel 7".
-std::vector<std::string> responseChannelNames(int channels);
+/// Names for people: "left", "LR", "channel 7"; of B-format "W", "X", and of two
+/// sources "left W".
+std::vector<std::string> responseChannelNames(
+    int channels, std::optional<host::BFormat> convention = std::nullopt);
 
 /// A response's channels in the order in which arrange() takes them: W, X and Y per
 /// source, without a height; feeds in the engine's order, without a low-frequency
