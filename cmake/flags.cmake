@@ -36,7 +36,22 @@ function(ulmar_add_room target)
                CXX_VISIBILITY_PRESET hidden
                VISIBILITY_INLINES_HIDDEN ON)
   target_compile_features(${target} PUBLIC cxx_std_20)
-  target_link_libraries(${target} PRIVATE ulmar_hardening ulmar_arithmetic ulmar_warnings)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:ulmar_arithmetic>
+                                          $<BUILD_INTERFACE:ulmar_warnings>)
+  target_include_directories(${target} INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
+endfunction()
+
+# ulmar_install(TARGET NAME HEADER...): installs a library with its public headers, which are
+# named from the folder at hand, as Ulmar::NAME of the CMake package.
+function(ulmar_install target name)
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+  target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ARGN})
+  install(
+    TARGETS ${target}
+    EXPORT UlmarTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 endfunction()
 
 # Sanitizers, in everything that is built.
