@@ -126,12 +126,13 @@ TEST(SeveralChannels, HaveAMeanAndALineEach) {
   const Signal b = decayingTones(fast, 2.0);
   Signal pair;
   for (std::size_t n = 0; n < a.size(); ++n) pair.insert(pair.end(), {a[n], b[n]});
-  write(folder, "two, odd.wav", 2, pair);
-  const Json mean =
-      Json::parse(render::expectRun(folder, {"two, odd.wav", "--json"}).out)["mean"];
+  write(folder, "two, \"odd\".wav", 2, pair);
+  const Json mean = Json::parse(
+      render::expectRun(folder, {"two, \"odd\".wav", "--json"}).out)["mean"];
   expectAbout(mean["reverberationTime"], 1.2, 0.02);
   expectAbout(mean["broadband"]["t30"]["seconds"], 1.2, 0.02);
-  std::istringstream table(render::expectRun(folder, {"two, odd.wav", "--csv"}).out);
+  std::istringstream table(
+      render::expectRun(folder, {"two, \"odd\".wav", "--csv"}).out);
   std::vector<std::string> lines;
   for (std::string line; std::getline(table, line);) lines.push_back(line);
   ASSERT_EQ(lines.size(), 4U);
@@ -139,7 +140,7 @@ TEST(SeveralChannels, HaveAMeanAndALineEach) {
     return std::count(line.begin(), line.end(), ',');
   };
   for (std::size_t k = 1; k < 4; ++k) {
-    EXPECT_TRUE(lines[k].starts_with("\"two, odd.wav\",")) << lines[k];
+    EXPECT_TRUE(lines[k].starts_with("\"two, \"\"odd\"\".wav\",")) << lines[k];
     EXPECT_EQ(commas(lines[k]), commas(lines[0]) + 1) << lines[k];
   }
   EXPECT_NE(lines[3].find(",mean,"), std::string::npos);
@@ -224,6 +225,43 @@ TEST(Suggestions, AreWhatTheRendererTakesAndMissOnlyWhatItRefuses) {
           << text;
     }
   }
+}
+
+// The command cuts and fades to the frame what the figures suggest: up to where the
+// slower of two channels sinks into its noise, at a rate that has no round times.
+TEST(Suggestions, CutToTheFrame) {
+  const ScratchDir folder;
+  test::Random random(8);
+  const Signal slow = decayingNoise(1.0, 2.0, 3);
+  const Signal fast = decayingNoise(0.3, 2.0, 4);
+  Signal pair(2 * 3001);
+  for (std::size_t n = 0; n < slow.size(); ++n) {
+    pair.push_back(slow[n] + 1e-4F * random.sample());
+    pair.push_back(fast[n] + 1e-4F * random.sample());
+  }
+  audio::writeAudio(folder / "ir.wav", {.channels = 2, .sampleRate = 44100}, pair);
+  audio::writeAudio(folder / "DRY.wav", {.channels = 2, .sampleRate = 44100},
+                    {0.5F, 0.5F});
+  const std::string text = render::expectRun(folder, {"ir.wav"}).out;
+  const std::size_t start = text.find("--ir ");
+  const std::string command =
+      "cd '" + (folder / "") + "' && '" ULMAR_RENDERER "' --json --check " +
+      text.substr(start, text.find('\n', start) - start) + " > r.json";
+  ASSERT_EQ(std::system(command.c_str()), 0) << command;
+  const Json used = Json::parse(test::bytesOf(folder / "r.json"))["response"];
+  const Json figures = Json::parse(render::expectRun(folder, {"ir.wav", "--json"}).out);
+  const Json& suggestions = figures["suggestions"];
+  EXPECT_EQ(used["startFrame"], suggestions["startFrame"]);
+  EXPECT_EQ(used["usedFrames"], suggestions["frames"]);
+  EXPECT_EQ(used["fadeFrames"], suggestions["fadeFrames"]);
+  EXPECT_GT(suggestions["fadeFrames"], 0);
+  double latest = 0.0;
+  for (const Json& channel : figures["channels"]) {
+    latest = std::max(latest, channel["noiseFloor"]["fromSeconds"].get<double>());
+  }
+  const double end =
+      suggestions["startFrame"].get<double>() + suggestions["frames"].get<double>();
+  expectAbout(end / 44100.0, latest, 1e-4);
 }
 
 std::uint32_t bigEndian(const std::string& bytes, std::size_t at) {

@@ -364,6 +364,24 @@ TEST(Output, HasTheBitsOfTheStream) {
   }
 }
 
+// In words and units, to those who read no JSON.
+TEST(Output, IsDescribedInItsUnits) {
+  const ScratchDir folder;
+  writeNoise(folder / "dry.wav", 2, 4000, 1);
+  writeNoise(folder / "ir.wav", 2, 1000, 2);
+  const std::string text =
+      expectRun(folder, words("-i dry.wav --ir ir.wav -o wet.wav --block 256 --wet -6 "
+                              "--predelay 12.5 --crossfeed 0.25 --ir-start 0.025 "
+                              "--format 16"))
+          .out;
+  for (const char* const part :
+       {"0.500 s", "from 0.025 s to 0.125 s", "wet -6.0 dB, dry 0.0 dB",
+        "predelay 12.5 ms (100 frames)", "crossfeed 0.25", "partitions of 256 frames",
+        "256 frames (32.0 ms)", "16 bit, stereo, 2 channels, 8000 Hz", "as RMS"}) {
+    EXPECT_NE(text.find(part), text.npos) << part << " is not in\n" << text;
+  }
+}
+
 // Down to a level that can be given, which then avoids it.
 TEST(Output, AdvisesAgainstClippingAsFarAsLevelsGo) {
   const ScratchDir folder;
