@@ -11,7 +11,7 @@ using Value = std::optional<double>;
 
 // In quotes where it must be (RFC 4180).
 std::string field(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == text.npos) return text;
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
   std::string quoted = "\"";
   for (const char letter : text) {
     quoted += letter;

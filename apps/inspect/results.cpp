@@ -68,6 +68,7 @@ std::optional<double> mean(const std::vector<std::optional<double>>& values) {
 BandResult meanOf(const std::vector<const BandResult*>& bands) {
   const auto over = [&](const auto& valueOf) {
     std::vector<std::optional<double>> values;
+    values.reserve(bands.size());
     for (const BandResult* const band : bands) values.push_back(valueOf(*band));
     return mean(values);
   };
@@ -104,6 +105,7 @@ std::vector<BandResult> meanOf(const std::vector<const SoundResult*>& sounds,
   std::vector<BandResult> means;
   for (std::size_t k = 0; k < (sounds[0]->*which).size(); ++k) {
     std::vector<const BandResult*> bands;
+    bands.reserve(sounds.size());
     for (const SoundResult* const sound : sounds) {
       bands.push_back(&(sound->*which)[k]);
     }

@@ -102,21 +102,24 @@ Tail parseTail(const std::string& option, const std::string& text) {
 }
 
 BedMap parseBedMap(const std::string& option, const std::string& text) {
+  const auto refusal = [&](const char* why) {
+    std::string sentence = option;
+    return apps::UsageError(
+        sentence.append(" is '").append(text).append("', and ").append(why));
+  };
   BedMap map;
   for (std::size_t start = 0; start <= text.size();) {
     const std::size_t end = std::min(text.find(',', start), text.size());
     const std::string item = text.substr(start, end - start);
     const std::size_t equals = item.find('=');
     if (equals == std::string::npos) {
-      throw apps::UsageError(option + " is '" + text +
-                             "', and must be a list like centre=off,surrounds=sum");
+      throw refusal("must be a list like centre=off,surrounds=sum");
     }
     GroupWay BedMap::*const group =
         parseWord(option, item.substr(0, equals), kGroupWords);
     const GroupWay way = parseWord(option, item.substr(equals + 1), kGroupWayWords);
     if (group == &BedMap::centre && way == GroupWay::pair) {
-      throw apps::UsageError(option + " is '" + text +
-                             "', and the centre, a single channel, makes no pair");
+      throw refusal("the centre, a single channel, makes no pair");
     }
     map.*group = way;
     start = end + 1;

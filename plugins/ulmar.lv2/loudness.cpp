@@ -56,6 +56,8 @@ double pinkNoiseGain(host::Stream& stream, const Setting& setting) {
     std::vector<std::vector<float>> out(numOutputs, std::vector<float>(kChunk));
     std::vector<const float*> from;
     std::vector<float*> to;
+    from.reserve(numInputs);
+    to.reserve(numOutputs);
     for (const auto& channel : in) from.push_back(channel.data());
     for (auto& channel : out) to.push_back(channel.data());
     stream.reset();

@@ -22,7 +22,6 @@ constexpr ScalePoint kStates[] = {{0.0F, "Ready"},
                                   {2.0F, "The file cannot be used"},
                                   {3.0F, "The settings cannot be used"}};
 
-constexpr const char* kToggle = "lv2:portProperty lv2:toggled , lv2:integer";
 constexpr const char* kRebuilds = "lv2:portProperty pprops:expensive";
 constexpr const char* kList =
     "lv2:portProperty lv2:integer , lv2:enumeration , pprops:expensive";

@@ -108,7 +108,7 @@ void cut(Source& source, const ResponseRequest& request) {
 
 // The filter rings before a resampled response: that time is taken off the pre-delay as
 // far as there is any.
-host::Responses arrange(Source source, const ResponseRequest& request,
+host::Responses arrange(const Source& source, const ResponseRequest& request,
                         const Setting& setting) {
   const Variant& variant = setting.variant;
   const int rate = setting.sampleRate;
@@ -152,14 +152,13 @@ std::unique_ptr<host::Stream> buildStream(const ResponseRequest& request,
     options.crossover =
         host::designCrossover(std::min(request.crossover, highest), setting.sampleRate);
   }
-  const std::string name = source.name;
-  const host::Responses responses = arrange(std::move(source), request, setting);
+  const host::Responses responses = arrange(source, request, setting);
   const host::StreamPlan plan(setting.variant.streamInputs(), setting.variant.outputs,
                               responses.shape(), options);
   auto stream = std::make_unique<host::Stream>(plan, responses);
   if (request.level == Level::energy) {
     const double gain = pinkNoiseGain(*stream, setting);
-    if (gain == 0.0) fail("cannot use ", name, ": what is used of it is silent");
+    if (gain == 0.0) fail("cannot use ", source.name, ": what is used of it is silent");
     stream->setWetGain(static_cast<float>(double{kScale} / gain));
   }
   return stream;

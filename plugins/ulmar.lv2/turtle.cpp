@@ -66,7 +66,8 @@ std::string number(float value) {
   std::ostringstream out;
   out << value;
   const std::string text = out.str();
-  return text.find_first_of(".e") == text.npos ? std::string(text).append(".0") : text;
+  return text.find_first_of(".e") == std::string::npos ? std::string(text).append(".0")
+                                                       : text;
 }
 
 struct AudioChannel {

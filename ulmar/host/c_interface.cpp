@@ -163,8 +163,10 @@ Responses arranged(const Setting& setting, const Planar& channels) {
 }
 
 Planar silence(int channels, int length) {
-  return Planar(static_cast<std::size_t>(std::max(channels, 0)),
-                std::vector<float>(static_cast<std::size_t>(length)));
+  const std::vector<float> channel(static_cast<std::size_t>(length));
+  Planar result;
+  result.resize(static_cast<std::size_t>(std::max(channels, 0)), channel);
+  return result;
 }
 
 // Frames of the longest channel, of at least one.

@@ -12,6 +12,9 @@
  * make no allocation, lock, wait or system call once their arguments are right. Those
  * marked [any time] may be called by one other thread while a real-time one processes.
  */
+/* The names and the language are C. */
+/* NOLINTBEGIN(readability-identifier-naming,modernize-use-using,modernize-deprecated-headers)
+ */
 #ifndef ULMAR_HOST_ULMAR_HOST_H
 #define ULMAR_HOST_ULMAR_HOST_H
 
@@ -158,3 +161,5 @@ ULMAR_API UlmarCode ulmar_stream_restore(UlmarStream* stream, const void* bytes,
 #endif
 
 #endif
+/* NOLINTEND(readability-identifier-naming,modernize-use-using,modernize-deprecated-headers)
+ */
