@@ -103,6 +103,7 @@ BandResult meanOf(const std::vector<const BandResult*>& bands) {
 std::vector<BandResult> meanOf(const std::vector<const SoundResult*>& sounds,
                                std::vector<BandResult> SoundResult::*which) {
   std::vector<BandResult> means;
+  means.reserve((sounds[0]->*which).size());
   for (std::size_t k = 0; k < (sounds[0]->*which).size(); ++k) {
     std::vector<const BandResult*> bands;
     bands.reserve(sounds.size());

@@ -23,7 +23,10 @@ foreach(binary IN LISTS binaries)
   endif()
 endforeach()
 
-set(tools -DCMAKE_BUILD_TYPE=Release "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}" -G Ninja)
+set(tools -DCMAKE_BUILD_TYPE=Release -G Ninja)
+if(TOOLCHAIN)
+  list(APPEND tools "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}")
+endif()
 set(here "${CMAKE_CURRENT_LIST_DIR}")
 run("${CMAKE_COMMAND}" -S "${here}/package" -B "${WORK}/package" ${tools}
     "-DCMAKE_PREFIX_PATH=${prefix}")
