@@ -1,9 +1,9 @@
 // What an instance of the plug-in costs beside other convolution plug-ins that are
 // installed, in the same host and the same run: processor time of the process, so that
-// helping threads count, over that of the audio; and the longest call.
+// helping threads count, over that of the audio; and what 99.9 % of the calls take.
 //   ulmar_plugin_bench PLUGIN_URI STATE_KEY RESPONSE BLOCK_LEN
-// prints "mean worst", in per cent of the time that the audio lasts and that a block
-// lasts. The plug-in loads the response by its saved state.
+// prints both in per cent of the time that the audio lasts and that a block lasts. The
+// plug-in loads the response by its saved state.
 #include <lilv/lilv.h>
 #include <lv2/atom/atom.h>
 #include <lv2/buf-size/buf-size.h>
