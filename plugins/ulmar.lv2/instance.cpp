@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "ulmar/host/decibels.h"
+#include "ulmar/host/error.h"
 
 namespace ulmar::lv2 {
 namespace {
@@ -31,6 +32,17 @@ int hostBlockOf(const LV2_Options_Option* options, const Uris& uris) {
   }
   constexpr int kUnknown = 512;
   return nominal > 0 ? nominal : most > 0 ? most : kUnknown;
+}
+
+/// Whole Hz. Throws Error beyond the rates that audio files have.
+int rateOf(double sampleRate) {
+  constexpr double kLeast = 1000.0;
+  constexpr double kMost = 768000.0;
+  if (!(sampleRate >= kLeast && sampleRate <= kMost)) {
+    fail("the sample rate is ", sampleRate, " Hz, and the limits are ", kLeast, " and ",
+         kMost, " Hz");
+  }
+  return static_cast<int>(std::lround(sampleRate));
 }
 
 float gainOf(float level) {
@@ -75,8 +87,7 @@ Instance::Instance(const Variant& variant, double sampleRate, const Features& fe
       index_(variant),
       features_(features),
       uris_(features.map),
-      setting_{variant, static_cast<int>(std::lround(sampleRate)),
-               hostBlockOf(features.options, uris_)},
+      setting_{variant, rateOf(sampleRate), hostBlockOf(features.options, uris_)},
       loader_(setting_),
       ports_(index_.count) {
   if (features.map != nullptr) {
@@ -180,7 +191,13 @@ void Instance::run(std::uint32_t frames) {
                    [](const float* port) { return port == nullptr; }) &&
       std::none_of(out.begin(), out.begin() + variant_.outputs,
                    [](const float* port) { return port == nullptr; });
-  if (loader_.player() == nullptr) return;
+  if (loader_.player() == nullptr) {
+    // Not even a room could be built, as for want of memory.
+    for (int k = 0; connected && k < variant_.outputs; ++k) {
+      std::fill_n(out[static_cast<std::size_t>(k)], frames, 0.0F);
+    }
+    return;
+  }
   if (connected) {
     play(in.data(), out.data(), static_cast<int>(frames));
     measure(out.data(), frames);

@@ -35,7 +35,7 @@ struct Features {
 /// may wait.
 class Instance {
  public:
-  /// Throws Error for a sample rate that no response can have.
+  /// sampleRate: 1 to 768 kHz. Throws Error for another.
   Instance(const Variant& variant, double sampleRate, const Features& features);
 
   void connect(std::uint32_t port, void* data);

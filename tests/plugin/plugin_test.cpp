@@ -347,6 +347,12 @@ TEST(Plugin, RunsInEveryHost) {
   }
 }
 
+TEST(Plugin, RefusesRatesThatNoResponseHas) {
+  for (const double rate : {0.0, 999.0, 1e9, std::nan("")}) {
+    EXPECT_THROW(SmallHost(variantNamed("mono"), rate), std::runtime_error);
+  }
+}
+
 TEST(Plugin, TakesAnyValuesOfItsPorts) {
   Random random(10);
   const Variant& variant = variantNamed("stereo");
