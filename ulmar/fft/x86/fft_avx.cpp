@@ -48,6 +48,11 @@ struct TwoValues {
     return _mm256_xor_pd(loadReversed(values), imagSigns);
   }
 
+  static __m256d startWith(const cmplxFFT& first, __m256d r) noexcept {
+    return _mm256_permute2f128_pd(
+        _mm256_castpd128_pd256(_mm_set_pd(first.im, first.re)), r, 0x20);
+  }
+
   static __m256d loadBins(cmplxFFT const* z, int half) noexcept {
     return join(z, z + half / 2);
   }
@@ -98,6 +103,12 @@ struct TwoValues {
     __m128d even;
     __m128d odd;
   };
+  static void loadForLastTwo(cmplxFFT const* in, __m256d* r) noexcept {
+    for (int j = 0; j < kLastValues / kValues; ++j) r[j] = load(in + j * kValues);
+  }
+
+  static void orderForLastTwo(__m256d* /*r*/) noexcept {}
+
   template <Direction direction>
   class LastTwo {
    public:

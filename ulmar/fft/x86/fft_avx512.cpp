@@ -11,6 +11,10 @@ __m512d join(__m256d low, __m256d high) noexcept {
   return _mm512_insertf64x4(_mm512_castpd256_pd512(low), high, 1);
 }
 
+__m256d loadTwo(cmplxFFT const* values) noexcept {
+  return _mm256_loadu_pd(&values->re);
+}
+
 // Values that are not neighbours, in one register.
 __m256d joinTwo(cmplxFFT const* low, cmplxFFT const* high) noexcept {
   return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(&low->re)),
@@ -47,6 +51,12 @@ struct FourValues {
 
   static __m512d loadMirrored(cmplxFFT const* values) noexcept {
     return _mm512_xor_pd(loadReversed(values), signs(0.0, -0.0));
+  }
+
+  static __m512d startWith(const cmplxFFT& first, __m512d r) noexcept {
+    const __m512d next =
+        _mm512_permutexvar_pd(_mm512_setr_epi64(0, 0, 0, 1, 2, 3, 4, 5), r);
+    return _mm512_mask_broadcast_f64x2(next, 0x03, _mm_set_pd(first.im, first.re));
   }
 
   static __m512d loadBins(cmplxFFT const* z, int half) noexcept {
@@ -98,6 +108,18 @@ struct FourValues {
     __m512d im;
   };
 
+  // Values 0, 1, 4, 5 and 2, 3, 6, 7 of eight.
+  static void loadForLastTwo(cmplxFFT const* in, __m512d* r) noexcept {
+    r[0] = join(loadTwo(in), loadTwo(in + 4));
+    r[1] = join(loadTwo(in + 2), loadTwo(in + 6));
+  }
+
+  static void orderForLastTwo(__m512d* r) noexcept {
+    const __m512d low = r[0];
+    r[0] = _mm512_shuffle_f64x2(low, r[1], 0x44);
+    r[1] = _mm512_shuffle_f64x2(low, r[1], 0xEE);
+  }
+
   template <Direction direction>
   class LastTwo {
    public:
@@ -123,7 +145,8 @@ struct FourValues {
       const __m512d reals = _mm512_unpacklo_pd(h.sum, h.difference);
       const __m512d a = _mm512_shuffle_f64x2(reals, reals, 0x88);
       const __m512d b = _mm512_shuffle_f64x2(reals, reals, 0xDD);
-      const __m512d upperSigns = join(_mm256_setzero_pd(), _mm256_set1_pd(-0.0));
+      const __m512d upperSigns =
+          _mm512_setr_pd(0.0, 0.0, 0.0, 0.0, -0.0, -0.0, -0.0, -0.0);
       return _mm512_mul_pd(_mm512_add_pd(a, _mm512_xor_pd(b, upperSigns)), factor);
     }
 
@@ -135,9 +158,7 @@ struct FourValues {
     };
 
     Halves spanTwo(__m512d const* r) const noexcept {
-      const __m512d a = _mm512_shuffle_f64x2(r[0], r[1], 0x44);
-      const __m512d b = _mm512_shuffle_f64x2(r[0], r[1], 0xEE);
-      return {_mm512_add_pd(a, b), w_.times(_mm512_sub_pd(a, b))};
+      return {_mm512_add_pd(r[0], r[1]), w_.times(_mm512_sub_pd(r[0], r[1]))};
     }
 
     Twiddles<direction> w_;
@@ -158,12 +179,13 @@ struct FourValues {
     for (int k = 0; k < quarter; k += 8) {
       const __m512d v0 = reals(data + k);
       const __m512d v1 = reals(data + k + 2 * quarter);
+      const __m512d low01 = _mm512_unpacklo_pd(v0, v1);
+      const __m512d high01 = _mm512_unpackhi_pd(v0, v1);
       const __m512d v2 = reals(data + k + quarter);
       const __m512d v3 = reals(data + k + 3 * quarter);
       double* const to = out + bitRev[k];
-      scatter(_mm512_unpacklo_pd(v0, v1), _mm512_unpacklo_pd(v2, v3), to, eighth);
-      scatter(_mm512_unpackhi_pd(v0, v1), _mm512_unpackhi_pd(v2, v3), to + quarter,
-              eighth);
+      scatter(low01, _mm512_unpacklo_pd(v2, v3), to, eighth);
+      scatter(high01, _mm512_unpackhi_pd(v2, v3), to + quarter, eighth);
     }
   }
 

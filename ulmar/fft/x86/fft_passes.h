@@ -6,11 +6,13 @@
 //   Register, a register of kValues complex values; + and - work lane by lane;
 //   load, store; loadReversed and storeReversed, the kValues values from an address on
 //     in reversed order; loadMirrored, their conjugates;
+//   startWith(first, r), `first` and behind it the values of r but for the last;
 //   Twiddles<direction>(first, step), kValues twiddles that lie `step` apart, and
 //     times(d), the products of d with them or, inverse, with their conjugates;
 //   LastTwo<direction>(twiddles, stride), the passes of span 2, with `stride`, and 1
 //     over kLastValues values in registers, and store(r, out), which runs them and
-//     writes the values;
+//     writes the values. It takes them as loadForLastTwo(in, r) loads them, or
+//     orderForLastTwo(r) arranges those that stand in natural order;
 //   writeReals(passes, data, out, bitRev, factor, n), which takes groups of values
 //     through the inverse LastPasses and writes `factor` times their real parts in
 //     natural order: values 0 ... 7 of the group at data[k] go 0, n/2, n/4, 3n/4, n/8,
@@ -97,19 +99,12 @@ void inverseFirst(cmplxFFT const* packed, cmplxFFT* out, cmplxFFT const* twiddle
   const int half = numPoints / 2;
   const int q = numPoints / 4;
   constexpr int kLast = V::kValues - 1;
-  // DC and Nyquist share element 0, so the first columns take copies with those two in
-  // their own places.
-  cmplxFFT lowest[V::kValues];
-  cmplxFFT belowNyquist[V::kValues];
-  for (int j = 0; j < kLast; ++j) {
-    lowest[j + 1] = packed[j + 1];
-    belowNyquist[j] = packed[half - kLast + j];
-  }
-  lowest[0] = {packed[0].re, 0.0};
-  belowNyquist[kLast] = {packed[0].im, -0.0};
+  // DC and Nyquist share element 0.
   Columns(twiddles, 0, q, 1)
-      .apply(V::load(lowest), V::load(packed + q), V::loadMirrored(belowNyquist),
-             V::loadMirrored(packed + q - kLast), out, q);
+      .apply(
+          V::startWith({packed[0].re, 0.0}, V::load(packed + 1)), V::load(packed + q),
+          V::startWith({packed[0].im, 0.0}, V::loadMirrored(packed + half - 1 - kLast)),
+          V::loadMirrored(packed + q - kLast), out, q);
   for (int i = V::kValues; i < q; i += V::kValues) {
     Columns(twiddles, i, q, 1)
         .apply(V::load(packed + i), V::load(packed + i + q),
@@ -132,14 +127,17 @@ void splitReal(double scale, cmplxFFT const* z, cmplxFFT* out, cmplxFFT const* t
     return V::loadBinsBelow(z + (bitRev[half - k] >> 1),
                             z + (half - 1 - (bitRev[k] >> 1)), half);
   };
-  // Neither a bin `half` nor its twiddle exists.
-  cmplxFFT lastTwiddles[V::kValues] = {};
-  cmplxFFT lastBins[V::kValues];
-  for (int j = 0; j < kLast; ++j) lastTwiddles[j] = twiddles[half - kLast + j];
-  V::storeReversed(lastBins, V::splitBins(binsBelow(0), bins(0),
-                                          V::loadReversed(lastTwiddles), halfScale));
-  for (int j = 0; j < kLast; ++j) out[half - kLast + j] = lastBins[j];
-  V::store(out, V::splitBins(bins(0), binsBelow(0), V::load(twiddles), halfScale));
+  // Bins below kValues and their mirror images. Neither a bin `half` nor its twiddle
+  // exists.
+  if constexpr (kLast > 0) {
+    const typename V::Register lastTwiddles =
+        V::startWith({0.0, 0.0}, V::loadReversed(twiddles + half - 1 - kLast));
+    cmplxFFT lastBins[V::kValues];
+    V::storeReversed(lastBins,
+                     V::splitBins(binsBelow(0), bins(0), lastTwiddles, halfScale));
+    for (int j = 0; j < kLast; ++j) out[half - kLast + j] = lastBins[j];
+    V::store(out, V::splitBins(bins(0), binsBelow(0), V::load(twiddles), halfScale));
+  }
   out[0] = {(z[0].re + z[0].im) * scale, (z[0].re - z[0].im) * scale};
 
   for (int k = V::kValues; k < half / 2; k += V::kValues) {
@@ -183,8 +181,9 @@ class LastPasses {
         r[j] = a + b;
         r[j + kRegisters / 2] = spanFour_[j].times(a - b);
       }
+      V::orderForLastTwo(r);
     } else {
-      for (int j = 0; j < kRegisters; ++j) r[j] = V::load(in + j * V::kValues);
+      V::loadForLastTwo(in, r);
     }
   }
 
@@ -203,6 +202,7 @@ void forwardLastPasses(cmplxFFT const* in, cmplxFFT* out, cmplxFFT const* twiddl
                        int numPoints, int stride) noexcept {
   using Passes = LastPasses<V, Direction::forward, numPasses>;
   const Passes passes(twiddles, stride);
+#pragma GCC unroll 2
   for (int k = 0; k < numPoints; k += Passes::kGroupLen) {
     typename Passes::Group r;
     passes.load(in + k, r);

@@ -34,6 +34,10 @@ struct OneValue {
     return minusImag(load(value));
   }
 
+  static __m128d startWith(const cmplxFFT& first, __m128d /*r*/) noexcept {
+    return _mm_set_pd(first.im, first.re);
+  }
+
   static __m128d loadBins(cmplxFFT const* z, int /*half*/) noexcept { return load(z); }
 
   static __m128d loadBinsBelow(cmplxFFT const* z, cmplxFFT const* /*next*/,
@@ -77,6 +81,12 @@ struct OneValue {
     __m128d even;
     __m128d odd;
   };
+  static void loadForLastTwo(cmplxFFT const* in, __m128d* r) noexcept {
+    for (int j = 0; j < kLastValues / kValues; ++j) r[j] = load(in + j * kValues);
+  }
+
+  static void orderForLastTwo(__m128d* /*r*/) noexcept {}
+
   template <Direction direction>
   class LastTwo {
    public:
