@@ -1,5 +1,6 @@
 #include "ulmar/audio/temp_file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -11,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <system_error>
 #include <tuple>
@@ -95,20 +97,26 @@ bool endsAsTemporary(std::string_view rest) {
          rest.rfind('-') == dash;
 }
 
-// stem: of all temporary files of a target.
+struct CloseFolder {
+  void operator()(DIR* folder) const noexcept { closedir(folder); }
+};
+
+// stem: of all temporary files of a target. The C library lists the folder, as the
+// directory iterators of libstdc++ end the program where they get no memory.
 void removeAbandoned(const std::string& stem) {
-  const std::size_t nameStart = stem.rfind('/') + 1;
-  const std::string_view name = std::string_view(stem).substr(nameStart);
-  std::error_code none;
-  for (const auto& entry : std::filesystem::directory_iterator(folderOf(stem), none)) {
-    const std::string found = entry.path().filename().string();
-    if (!found.starts_with(name) ||
-        !endsAsTemporary(std::string_view(found).substr(name.size()))) {
+  const std::string folder = folderOf(stem);
+  const std::string_view name = std::string_view(stem).substr(stem.rfind('/') + 1);
+  const std::unique_ptr<DIR, CloseFolder> listing(opendir(folder.c_str()));
+  if (!listing) return;
+  while (const dirent* entry = readdir(listing.get())) {
+    const std::string_view found = entry->d_name;
+    if (!found.starts_with(name) || !endsAsTemporary(found.substr(name.size()))) {
       continue;
     }
+    const std::string path = folder + "/" + entry->d_name;
     const FileDescriptor file(
-        open(entry.path().c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    if (file.get() >= 0 && !isLocked(file.get())) unlink(entry.path().c_str());
+        open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (file.get() >= 0 && !isLocked(file.get())) unlink(path.c_str());
   }
 }
 
