@@ -7,6 +7,7 @@
 #include "tests/support/bare_host.h"
 #include "tests/support/guarded.h"
 #include "tests/support/random.h"
+#include "ulmar/host/error.h"
 #include "ulmar/host/stream.h"
 #include "ulmar/process/Ulmar_Process.h"
 
@@ -36,35 +37,59 @@ inline constexpr Kind kKinds[] = {
     {"six, folded, decoded and truncated", 6, 6, 2, 3, false, false, true, true},
 };
 
+/// What a stream of this kind is tried with unless it is a random one.
+inline host::Geometry usualGeometry(const Kind& kind) {
+  constexpr int kBlockLen = 64;
+  return {kBlockLen, kBlockLen * (kind.hfTruncate ? 34 : 11) + 7, 4, 2,
+          kind.hfTruncate};
+}
+
+/// Any geometry that the engine can run, of up to 40 partitions.
+inline host::Geometry randomGeometry(Random& random, bool hfTruncate) {
+  for (;;) {
+    host::Geometry geometry;
+    geometry.blockLen = 8 << random.below(6);
+    geometry.irLen = 1 + random.below(40 * geometry.blockLen);
+    geometry.numSegments = 1 << random.below(5);
+    geometry.chunksPerSegment = 1 << random.below(4);
+    geometry.hfTruncate = hfTruncate;
+    try {
+      host::checkGeometry(geometry);
+      return geometry;
+    } catch (const Error&) {
+    }
+  }
+}
+
 class GuardedStream {
  public:
-  static constexpr int kBlockLen = 64;
-  static constexpr int kFrames = 40 * kBlockLen + 5;
-
-  /// Every area's size is a multiple of 32, hence every bound exact.
   explicit GuardedStream(const Kind& kind, Placement placement = {Flush::atEnd, 0})
+      : GuardedStream(kind, placement, usualGeometry(kind), Random(61)) {}
+
+  /// Areas start on multiples of 32 and end within 31 bytes of a page; those of the
+  /// usual geometry are multiples of 32 long, hence every bound exact.
+  GuardedStream(const Kind& kind, Placement placement, const host::Geometry& geometry,
+                Random random)
       : kind_(kind),
+        numFrames_(40 * geometry.blockLen + 5),
         params_(sizeof(ParamStruct)),
         state_(sizeof(StateStruct)),
         ext_(sizeof(ExternStruct)) {
     ParamStruct params{};
-    const int numBlocks = kind.hfTruncate ? 34 : 11;
-    host::setGeometry(params,
-                      {kBlockLen, kBlockLen * numBlocks + 7, 4, 2, kind.hfTruncate});
+    host::setGeometry(params, geometry);
     params.numInputs = kind.numInputs;
     params.numOutputs = kind.numOutputs;
     params.perOutputIR = kind.perOutput ? 1 : 0;
     params.passThrough = kind.passThrough ? 1 : 0;
     params.foldToStereo = kind.fold ? 1 : 0;
     params.xoverCfs = {-0.375F, 0.25F, -0.5F};
-    params.crossfeed = 0.25F;
-    params.dryRingLen = 16;
-    params.dryDelay = 5;
-    params.rearDelay = 30;
-    params.dryGain = 0.5F;
-    for (float& gain : params.wetGain) gain = 0.01F;
+    params.crossfeed = random.sample();
+    params.dryRingLen = 16 << random.below(3);
+    params.dryDelay = random.below(params.dryRingLen);
+    params.rearDelay = random.below(31);
+    params.dryGain = random.sample();
+    for (float& gain : params.wetGain) gain = 0.01F * random.sample();
 
-    Random random(61);
     host::Responses responses{params.numInputs, params.numOutputs, kind.perOutput, {}};
     const int numSets = params.numOutputs * (kind.perOutput ? 1 : params.numInputs);
     for (int set = 0; set < numSets; ++set) {
@@ -72,11 +97,12 @@ class GuardedStream {
     }
     host::Stream reference(kind.in, kind.out, params, responses);
     for (int k = 0; k < kind.in; ++k) {
-      inputs_.push_back(std::make_unique<ReadOnly<float>>(random.signal(kFrames)));
+      inputs_.push_back(std::make_unique<ReadOnly<float>>(random.signal(numFrames_)));
     }
     for (int j = 0; j < kind.out; ++j) {
-      outputs_.push_back(std::make_unique<Guarded>(kFrames * sizeof(float)));
-      expected_.emplace_back(static_cast<std::size_t>(kFrames));
+      outputs_.push_back(std::make_unique<Guarded>(
+          static_cast<std::size_t>(numFrames_) * sizeof(float)));
+      expected_.emplace_back(static_cast<std::size_t>(numFrames_));
     }
     BareHost host(params, kind.in, kind.out);
     host.buildSets(responses);
@@ -95,7 +121,7 @@ class GuardedStream {
 
   void process() const {
     HostLong done = 0;
-    UlmarProc(inRecords_->as<OstinSoundBuf>(), kind_.in, kFrames,
+    UlmarProc(inRecords_->as<OstinSoundBuf>(), kind_.in, numFrames_,
               outRecords_->as<OstinSoundBuf>(), kind_.out, &done, params_.as<char>(),
               state_.as<char>(), ext_.as<ExternStruct>());
   }
@@ -119,7 +145,8 @@ class GuardedStream {
         continue;
       }
       const std::size_t slack = placement.offset > 0 ? 32 - placement.offset : 0;
-      areas_.push_back(std::make_unique<Guarded>(size + slack, placement.flush));
+      const std::size_t rounded = (size + 31) / 32 * 32;
+      areas_.push_back(std::make_unique<Guarded>(rounded + slack, placement.flush));
       Guarded& memory = *areas_.back();
       host::entry(*ext_.as<ExternStruct>(), area).address = memory.as();
       // The work area may hold anything.
@@ -137,7 +164,7 @@ class GuardedStream {
     std::vector<float*> out;
     for (const auto& input : inputs_) in.push_back(input->data());
     for (auto& output : expected_) out.push_back(output.data());
-    reference.process(in.data(), out.data(), kFrames);
+    reference.process(in.data(), out.data(), numFrames_);
     expectedState_ = reference.state();
   }
 
@@ -160,6 +187,7 @@ class GuardedStream {
   }
 
   Kind kind_;
+  HostLong numFrames_;
   Guarded params_;
   Guarded state_;
   Guarded ext_;

@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 
 #include "tests/memory/guarded_stream.h"
 #include "tests/memory/two_engines.h"
+#include "tests/process/configurations.h"
 #include "tests/support/system_calls.h"
 #include "ulmar/host/tail.h"
 
@@ -23,6 +25,32 @@ TEST(Memory, StaysWithinEveryAreaAndWritesNoTable) {
       SCOPED_TRACE(testing::Message()
                    << kind.name << ", offset " << placement.offset << ", seed 61");
       const GuardedStream stream(kind, placement);
+      stream.process();
+      EXPECT_TRUE(stream.gaveTheExpectedBits());
+    }
+  }
+}
+
+// Random geometries, parameters and placements in every configuration of channels.
+// ULMAR_ROUNDS says how often each is tried.
+TEST(Memory, StaysWithinAreasOfAnyGeometry) {
+  const char* const rounds = std::getenv("ULMAR_ROUNDS");
+  const int numRounds = rounds != nullptr ? std::atoi(rounds) : 3;
+  for (int round = 0; round < numRounds; ++round) {
+    for (std::size_t i = 0; i < configurations().size(); ++i) {
+      const Configuration& c = configurations()[i];
+      const auto seed = static_cast<std::uint64_t>(round) * 100 + i;
+      Random random(seed);
+      const bool hfTruncate = random.below(2) == 1;
+      const Kind kind{c.name.c_str(), c.in,          c.out,  c.numInputs, c.numOutputs,
+                      c.perOutput,    c.passThrough, c.fold, hfTruncate};
+      const host::Geometry geometry = randomGeometry(random, hfTruncate);
+      SCOPED_TRACE(testing::Message()
+                   << c.name << ", seed " << seed << ", blocks of " << geometry.blockLen
+                   << ", response of " << geometry.irLen);
+      const Placement placement{random.below(4) == 0 ? Flush::atStart : Flush::atEnd,
+                                0};
+      const GuardedStream stream(kind, placement, geometry, random);
       stream.process();
       EXPECT_TRUE(stream.gaveTheExpectedBits());
     }
