@@ -55,6 +55,11 @@ function(ulmar_install target name)
 endfunction()
 
 # Sanitizers, in everything that is built.
+# The fuzzer takes its way through the code from counters in it.
+if(ULMAR_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 set(ULMAR_SANITIZE "" CACHE STRING "Sanitizers to build with, as address,undefined or thread")
 if(ULMAR_SANITIZE)
   add_compile_options(-fsanitize=${ULMAR_SANITIZE} -fno-sanitize-recover=all

@@ -33,7 +33,7 @@ packagesFor() {
     *) echo libgtest-dev libsndfile1-dev libsoxr-dev sordi python3-numpy ;;
   esac
   case $1 in
-    *clang*) echo clang libclang-rt-14-dev ;;
+    *clang* | *fuzz) echo clang libclang-rt-14-dev ;;
     x86_64-bench) echo libbenchmark-dev libfftw3-dev libzita-convolver-dev valgrind ffmpeg sox ;;
     i386-bench) echo libbenchmark-dev:i386 libfftw3-dev:i386 libzita-convolver-dev:i386 ;;
   esac

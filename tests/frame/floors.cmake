@@ -21,7 +21,8 @@ set(folders
     apps/render
     plugins/ulmar.lv2
     bench
-    tests)
+    tests
+    fuzz)
 set(library ulmar/base ulmar/fft ulmar/decoder ulmar/spectral ulmar/convrt ulmar/process)
 set(below_ulmar/fft ulmar/base)
 set(below_ulmar/decoder ulmar/base)
@@ -39,6 +40,7 @@ set(below_apps/render ulmar/host ulmar/audio ulmar/room apps/common apps/draw)
 set(below_plugins/ulmar.lv2 ulmar/host ulmar/audio ulmar/room)
 set(below_bench ${library} ulmar/host)
 set(below_tests ${folders})
+set(below_fuzz ulmar/host ulmar/audio apps/inspect apps/render tests)
 
 list(TRANSFORM PUBLIC_HEADERS REPLACE "^${ROOT}/" "")
 
