@@ -16,7 +16,7 @@ fi
 [ ${#presets[@]} -gt 0 ] || presets=(i386 x86_64)
 mkdir -p build
 installFor format "${presets[@]}" \
-  ${long:+x86_64-bench x86_64-clang i386-clang x86_64-sanitize x86_64-tsan}
+  ${long:+x86_64-bench i386-bench x86_64-fuzz x86_64-clang i386-clang x86_64-sanitize x86_64-tsan}
 for preset in "${presets[@]}"; do
   build "$preset"
   say "Testing build/$preset"

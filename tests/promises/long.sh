@@ -3,6 +3,7 @@
 # shellcheck shell=bash
 
 figures=build/promises.tsv
+fuzzMinutes=3  # for each fuzzer
 broken=()
 
 # promise NAME COMMAND...: the last line that the command prints is the figure.
@@ -58,9 +59,8 @@ randomStreams() {
 }
 
 worstBoundary() {
-  build x86_64-bench ulmar_bench >/dev/null &&
-    valgrind -q --tool=callgrind --combine-dumps=yes --callgrind-out-file=build/boundaries.out \
-      build/x86_64-bench/ulmar_bench instructions || return 1
+  valgrind -q --tool=callgrind --combine-dumps=yes --callgrind-out-file=build/boundaries.out \
+    build/x86_64-bench/ulmar_bench instructions || return 1
   awk -f bench/boundaries.awk build/boundaries.out | sort | awk -F'\t' '
     { kind = $1 ~ /one/ ? "one" : "two"; if ($2 > most[kind]) most[kind] = $2 }
     END { printf "one engine %.3f, two engines %.2f\n", most["one"], most["two"] }'
@@ -92,20 +92,26 @@ writeTable() {
 }
 
 keepAllPromises() {
+  local preset
   rm -f "$figures"
+  for preset in x86_64-bench i386-bench; do
+    build "$preset" ulmar_bench ulmar_hostile ulmar_real_time
+  done
   promise memory randomStreams 1000
   promise calls testsOf '^(memory|plugin)$' x86_64 i386
   promise bits compilersAgree
   promise jobs testsOf '^render$' x86_64 i386
   promise load worstBoundary
-  promise hostile inBoth BUILD/tests/hostile_check
+  promise hostile inBoth BUILD-bench/ulmar_hostile
   promise failing inBoth python3 tests/promises/faults.py BUILD calls
   promise starved inBoth python3 tests/promises/faults.py BUILD memory
   promise killed inBoth python3 tests/promises/faults.py BUILD kills
   promise full inBoth python3 tests/promises/faults.py BUILD disk
+  promise crash fuzz/run.sh "$((60 * fuzzMinutes))"
+  promise arithmetic inBoth BUILD/fuzz/fuzz_stream --random 300000
   promise hardened testsOf 'frame.hardened' x86_64 i386
   promise sanitized sanitized
-  promise realtime build/x86_64/tests/real_time_check 600
+  promise realtime build/x86_64-bench/ulmar_real_time 600
   writeTable
   say "docs/promises.md has the figures"
   [ ${#broken[@]} -eq 0 ] || fail "broken: ${broken[*]}; build/promise-*.log say how."

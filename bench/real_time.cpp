@@ -1,7 +1,7 @@
 // Plays streams in real time, as a host's audio threads do: on each processor as many
 // true-stereo streams of 2 s in blocks of 128 frames as take 70 % of it, woken every
 // 128 frames at 48 kHz, under SCHED_FIFO where that is allowed.
-//   real_time_check SECONDS
+//   ulmar_real_time SECONDS
 // Counts blocks that took longer than they last: of the streams' own processor time,
 // which is ours to keep, and by the clock, to which everybody else on the machine adds.
 #include <pthread.h>
@@ -18,7 +18,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/random.h"
+#include "bench/convolver.h"
 #include "ulmar/host/stream.h"
 
 namespace {
@@ -50,8 +50,7 @@ class Voices {
   Voices(const ulmar::host::StreamPlan& plan,
          std::shared_ptr<const ulmar::host::PartitionSets> sets)
       : plan_(plan), sets_(std::move(sets)) {
-    ulmar::test::Random random(3);
-    for (auto& channel : in_) channel = random.signal(kBlockLen);
+    for (auto& channel : in_) channel = ulmar::bench::noise(kBlockLen, 3);
   }
 
   void setSize(std::size_t size) {
@@ -108,9 +107,8 @@ void play(Voices& voices, double seconds, Figures& figures) {
 
 int main(int argc, char** argv) {
   const double seconds = argc > 1 ? std::atof(argv[1]) : 600.0;
-  ulmar::test::Random random(11);
   Planar samples(4);
-  for (auto& channel : samples) channel = random.signal(96000);
+  for (auto& channel : samples) channel = ulmar::bench::noise(96000, 11);
   const ulmar::host::Responses responses = ulmar::host::arrangeResponses(samples, 2);
   ulmar::host::StreamOptions options;
   options.blockLen = kBlockLen;

@@ -9,13 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/random.h"
+#include "bench/convolver.h"
 #include "ulmar/host/stream.h"
 
 namespace {
 
 using ulmar::Planar;
-using ulmar::test::Random;
+using ulmar::bench::noise;
 
 constexpr int kBlockLen = 128;
 constexpr int kFrames = 64 * kBlockLen;
@@ -23,29 +23,28 @@ constexpr int kNumRounds = 60;
 
 struct Signal {
   const char* name;
-  float (*sample)(Random&, int);
+  /// Of the noise's sample and its number.
+  float (*sample)(float, int);
 };
 
-float orNoise(Random& random, int i, float value) {
-  return i % 7 == 0 ? value : random.sample();
+float everySeventh(float value, float noise, int i) {
+  return i % 7 == 0 ? value : noise;
 }
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr std::array<Signal, 7> kSignals = {{
-    {"noise", [](Random& random, int) { return random.sample(); }},
-    {"NaN",
-     [](Random& random, int i) {
-       return orNoise(random, i, std::numeric_limits<float>::quiet_NaN());
-     }},
-    {"nothing but NaN",
-     [](Random&, int) { return std::numeric_limits<float>::quiet_NaN(); }},
+    {"noise", [](float noise, int) { return noise; }},
+    {"NaN", [](float noise, int i) { return everySeventh(kNaN, noise, i); }},
+    {"nothing but NaN", [](float, int) { return kNaN; }},
     {"infinities",
-     [](Random& random, int i) {
-       const float inf = std::numeric_limits<float>::infinity();
-       return orNoise(random, i, i % 2 == 0 ? inf : -inf);
+     [](float noise, int i) {
+       return everySeventh(i % 2 == 0 ? kInf : -kInf, noise, i);
      }},
-    {"1e30", [](Random& random, int i) { return orNoise(random, i, 1e30F); }},
-    {"denormals", [](Random& random, int) { return random.sample() * 1e-39F; }},
+    {"1e30", [](float noise, int i) { return everySeventh(1e30F, noise, i); }},
+    {"denormals", [](float noise, int) { return noise * 1e-39F; }},
     {"silence after noise",
-     [](Random& random, int i) { return i < kFrames / 8 ? random.sample() : 0.0F; }},
+     [](float noise, int i) { return i < kFrames / 8 ? noise : 0.0F; }},
 }};
 
 double secondsOf(ulmar::host::Stream& stream, const Planar& in, Planar& out) {
@@ -61,9 +60,9 @@ double secondsOf(ulmar::host::Stream& stream, const Planar& in, Planar& out) {
 
 // The largest ratio of a signal's time to that of noise.
 double largestRatio(int inputs, int outputs, int irLen) {
-  Random random(7);
+  unsigned seed = 7;
   Planar samples(static_cast<std::size_t>(outputs == 5 ? 3 : 4));
-  for (auto& channel : samples) channel = random.signal(irLen);
+  for (auto& channel : samples) channel = noise(irLen, seed++);
   ulmar::host::Responses responses{inputs, outputs == 5 ? 3 : 2, outputs == 5,
                                    std::move(samples)};
   ulmar::host::StreamOptions options;
@@ -76,8 +75,11 @@ double largestRatio(int inputs, int outputs, int irLen) {
   for (std::size_t s = 0; s < kSignals.size(); ++s) {
     inputsOf[s].resize(static_cast<std::size_t>(inputs));
     for (auto& channel : inputsOf[s]) {
-      for (int i = 0; i < kFrames; ++i)
-        channel.push_back(kSignals[s].sample(random, i));
+      channel = noise(kFrames, seed++);
+      for (int i = 0; i < kFrames; ++i) {
+        float& sample = channel[static_cast<std::size_t>(i)];
+        sample = kSignals[s].sample(sample, i);
+      }
     }
   }
   Planar out(static_cast<std::size_t>(outputs), std::vector<float>(kFrames));
