@@ -25,6 +25,7 @@ packagesFor() {
     format) echo clang-format && return ;;
     tidy) echo clang-tidy && return ;;
     plugin) echo lilv-utils && return ;;
+    package) echo debhelper dpkg-dev fakeroot lintian binutils-i686-linux-gnu && return ;;
   esac
   echo cmake g++ ninja-build pkg-config libcairo2-dev libcli11-dev nlohmann-json3-dev lv2-dev \
     python3 sndfile-programs mandoc
