@@ -20,7 +20,7 @@ packageFor() {
   say "Packaging for $1 (details in $log)"
   rm -rf build/package
   mkdir -p "$source"
-  git ls-files -z | xargs -0 cp --parents -t "$source"
+  tar -c --exclude=./build --exclude=./.git . | tar -x -C "$source"
   cp -r packaging/debian "$source/debian"
   # Beside packages of their own, those of the other architecture cannot name what they are built
   # with; cmake/setup.sh has installed it.
