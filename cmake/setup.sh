@@ -28,7 +28,7 @@ packagesFor() {
     package) echo debhelper dpkg-dev fakeroot lintian binutils-i686-linux-gnu && return ;;
   esac
   echo cmake g++ ninja-build pkg-config libcairo2-dev libcli11-dev nlohmann-json3-dev lv2-dev \
-    python3 sndfile-programs mandoc
+    python3 sndfile-programs mandoc abigail-tools
   case $1 in
     i386*) echo g++-multilib libgtest-dev:i386 libsndfile1-dev:i386 libsoxr-dev:i386 ;;
     *) echo libgtest-dev libsndfile1-dev libsoxr-dev sordi python3-numpy ;;

@@ -109,6 +109,7 @@ keepAllPromises() {
   promise full inBoth python3 tests/promises/faults.py BUILD disk
   promise crash fuzz/run.sh "$((60 * fuzzMinutes))"
   promise arithmetic inBoth BUILD/fuzz/fuzz_stream --random 300000
+  promise interface testsOf '^abi$' x86_64 i386
   promise hardened testsOf 'frame.hardened' x86_64 i386
   promise sanitized sanitized
   promise realtime build/x86_64-bench/ulmar_real_time 600
