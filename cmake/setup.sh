@@ -28,13 +28,13 @@ packagesFor() {
     package) echo debhelper dpkg-dev fakeroot lintian binutils-i686-linux-gnu && return ;;
   esac
   echo cmake g++ ninja-build pkg-config libcairo2-dev libcli11-dev nlohmann-json3-dev lv2-dev \
-    python3 sndfile-programs mandoc abigail-tools
+    python3 sndfile-programs mandoc abigail-tools clang
   case $1 in
     i386*) echo g++-multilib libgtest-dev:i386 libsndfile1-dev:i386 libsoxr-dev:i386 ;;
     *) echo libgtest-dev libsndfile1-dev libsoxr-dev sordi python3-numpy ;;
   esac
   case $1 in
-    *clang* | *fuzz) echo clang libclang-rt-14-dev ;;
+    *clang* | *fuzz) echo libclang-rt-14-dev ;;
     x86_64-bench) echo libbenchmark-dev libfftw3-dev libzita-convolver-dev valgrind ffmpeg sox ;;
     i386-bench) echo libbenchmark-dev:i386 libfftw3-dev:i386 libzita-convolver-dev:i386 ;;
   esac

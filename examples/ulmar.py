@@ -1,6 +1,8 @@
-"""Ulmar from Python: one file to copy, over the C interface of libulmar-host.
+"""Ulmar from Python: one file to copy, over the C interfaces of libulmar-host and, for
+responses from audio files, libulmar-audio.
 
-    import numpy as np, ulmar
+    import ulmar
+    hall = ulmar.read_response("hall.wav", 48000)
     wet = ulmar.render(dry, hall)              # arrays of [frames] or [frames, channels]
 
     stream = ulmar.Stream(hall, inputs=2, block_len=256)
@@ -9,7 +11,6 @@
 """
 
 import ctypes
-import ctypes.util
 import os
 
 import numpy as np
@@ -47,6 +48,26 @@ _library = _load()
 def _check(code):
     if code != 0:
         raise Error(_library.ulmar_error().decode())
+
+
+def read_response(path, sample_rate=0, layout=STEREO):
+    """An impulse response [frames, channels] from an audio file of any format, resampled to
+    the stream's rate in Hz (0: the file's). Of a file that is cut short, what is there."""
+    audio = ctypes.CDLL(os.environ.get("ULMAR_AUDIO_LIBRARY") or "libulmar-audio.so.1")
+    audio.ulmar_audio_error.restype = ctypes.c_char_p
+    audio.ulmar_response_samples.restype = ctypes.POINTER(_FLOATS)
+    audio.ulmar_response_frames.restype = ctypes.POINTER(ctypes.c_int64)
+    response = ctypes.c_void_p()
+    if audio.ulmar_response_read(os.fsencode(path), int(sample_rate), layout,
+                                 ctypes.byref(response)) != 0:
+        raise Error(audio.ulmar_audio_error().decode())
+    try:
+        samples = audio.ulmar_response_samples(response)
+        frames = audio.ulmar_response_frames(response)
+        return np.stack([np.ctypeslib.as_array(samples[k], (frames[k],))
+                         for k in range(audio.ulmar_response_channels(response))], axis=1)
+    finally:
+        audio.ulmar_response_destroy(response)
 
 
 def _channels(samples):

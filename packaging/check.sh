@@ -32,6 +32,7 @@ import numpy
 import ulmar
 dry = numpy.zeros((4800, 2), numpy.float32)
 dry[0] = 0.5
+assert ulmar.read_response("hall.wav", 44100).shape[1] == 2
 wet = ulmar.render(dry, numpy.ones((10, 2), numpy.float32))
 assert abs(wet[5, 0] - 0.5) < 1e-5, wet[:12]
 numpy.ones((10, 2), numpy.float32).tofile("response.f32")
@@ -67,7 +68,7 @@ consumer/build/consumer
 
 say "Removing them"
 asRoot dpkg --purge ulmar-tools ulmar-lv2 libulmar-dev:amd64 libulmar-dev:i386 \
-  libulmar-host1:amd64 libulmar-host1:i386 libulmar1:amd64 libulmar1:i386 >"$work/log" 2>&1 ||
+  libulmar-audio1:amd64 libulmar-audio1:i386 libulmar-host1:amd64 libulmar-host1:i386 libulmar1:amd64 libulmar1:i386 >"$work/log" 2>&1 ||
   fail "they cannot be removed; $(tail -n 1 "$work/log")"
 left=$(find /usr/lib /usr/bin /usr/include /usr/share -iname '*ulmar*' -print -quit)
 [ -z "$left" ] || fail "$left is left behind."

@@ -1,6 +1,9 @@
 """The Python module against NumPy's own convolution."""
 
+import os
+import tempfile
 import unittest
+import wave
 
 import numpy as np
 
@@ -36,6 +39,23 @@ class Python(unittest.TestCase):
         for _ in range(4):
             expected = old.process(self.dry)
         np.testing.assert_allclose(out, -expected, atol=1e-5)
+
+    def test_reads_a_response_and_keeps_its_filter_at_another_rate(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "hall.wav")
+            steps = np.round(32768 * self.hall).astype("<i2")
+            steps[:200] = steps[-200:] = 0
+            with wave.open(path, "wb") as file:
+                file.setparams((2, 2, 44100, 0, "NONE", ""))
+                file.writeframes(steps.tobytes())
+            np.testing.assert_array_equal(ulmar.read_response(path), steps / 32768)
+            hall = ulmar.read_response(path, 48000)
+            for frequency in (50, 1000, 15000):
+                gains = [abs(np.exp(-2j * np.pi * frequency / rate * np.arange(len(signal)))
+                             @ signal) for signal, rate in ((steps / 32768, 44100), (hall, 48000))]
+                np.testing.assert_allclose(gains[1], gains[0], rtol=1e-4)
+            with self.assertRaisesRegex(ulmar.Error, "none.wav"):
+                ulmar.read_response(os.path.join(folder, "none.wav"))
 
     def test_raises_with_the_library_s_sentence(self):
         for call, part in ((lambda: ulmar.Stream(self.hall, inputs=3), "3 inputs"),

@@ -39,4 +39,12 @@ separate_arguments(words UNIX_COMMAND "${FLAGS} ${out}")
 run("${CC}" -std=c99 -Wall -Wextra -Werror -pedantic "${SOURCE}/examples/plain_host.c"
     -o "${WORK}/plain_host" ${words} "-Wl,-rpath-link,${prefix}/${LIBDIR}")
 
+# The C headers alone, by both compilers.
+foreach(compiler IN ITEMS "${CC}" ${CLANG})
+  foreach(header host/ulmar_host.h audio/ulmar_audio.h)
+    run("${compiler}" -std=c99 -pedantic -Wall -Wextra -Werror -fsyntax-only -x c
+        "-I${prefix}/include" "${prefix}/include/ulmar/${header}")
+  endforeach()
+endforeach()
+
 run("${CMAKE_COMMAND}" -S "${here}/sources" -B "${WORK}/sources" ${tools} "-DULMAR=${SOURCE}")

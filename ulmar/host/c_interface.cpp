@@ -1,88 +1,33 @@
-// The C interface: handles around FadingStream, and codes for exceptions, of which none
-// may leave a C function.
+// The C interface: handles around FadingStream.
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <cstring>
 #include <memory>
-#include <new>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "ulmar/host/c_calls.h"
 #include "ulmar/host/crossover_design.h"
-#include "ulmar/host/error.h"
 #include "ulmar/host/fading_stream.h"
 #include "ulmar/host/surround_responses.h"
 #include "ulmar/host/ulmar_host.h"
 
 namespace {
 
-using ulmar::Error;
 using ulmar::fail;
 using ulmar::Planar;
 using ulmar::host::FadeLaw;
 using ulmar::host::FadingStream;
+using ulmar::host::failed;
+using ulmar::host::guarded;
+using ulmar::host::need;
+using ulmar::host::needSize;
 using ulmar::host::Responses;
 using ulmar::host::Stream;
 using ulmar::host::StreamOptions;
 using ulmar::host::StreamPlan;
-
-// Of a call that comes at the wrong time.
-class WrongState : public Error {
- public:
-  using Error::Error;
-};
-
-// The sentence of this thread's last failure. A fixed buffer, so that storing it cannot
-// fail.
-constexpr std::size_t kMaxSentence = 512;
-thread_local char lastError[kMaxSentence] = "";
-
-UlmarCode failed(UlmarCode code, const char* sentence) noexcept {
-  std::strncpy(lastError, sentence, kMaxSentence - 1);
-  return code;
-}
-
-// The code of what a call throws.
-template <class Call>
-UlmarCode guarded(const Call& call) noexcept {
-  try {
-    call();
-    return ULMAR_OK;
-  } catch (const WrongState& error) {
-    return failed(ULMAR_WRONG_STATE, error.what());
-  } catch (const Error& error) {
-    return failed(ULMAR_BAD_ARGUMENT, error.what());
-  } catch (const std::bad_alloc&) {
-    return failed(ULMAR_NO_MEMORY, "there is not enough memory");
-  } catch (const std::length_error&) {
-    return failed(ULMAR_NO_MEMORY, "there is not enough memory");
-  } catch (const std::exception& error) {
-    return failed(ULMAR_INTERNAL, error.what());
-  } catch (...) {
-    return failed(ULMAR_INTERNAL, "an unknown fault of the library");
-  }
-}
-
-void need(const void* pointer, const char* name) {
-  if (pointer == nullptr) fail(name, " is null, and must not be");
-}
-
-void need(const void* const* pointers, int count, const char* name) {
-  need(pointers, name);
-  for (int k = 0; k < count; ++k) {
-    if (pointers[k] == nullptr) fail(name, "[", k, "] is null, and must not be");
-  }
-}
-
-template <class Record>
-void needSize(const Record& record, const char* name) {
-  if (record.struct_size == sizeof(Record)) return;
-  fail("the struct_size of ", name, " is ", record.struct_size,
-       ", and this library's is ", sizeof(Record));
-}
+using ulmar::host::WrongState;
 
 // What a stream is made from, beside its response.
 struct Setting {
@@ -263,7 +208,7 @@ void checkCall(const UlmarStream* stream, const void* in, const void* out, int f
 
 const char* ulmar_version(void) { return ULMAR_VERSION; }
 
-const char* ulmar_error(void) { return lastError; }
+const char* ulmar_error(void) { return ulmar::host::lastSentence(); }
 
 int32_t ulmar_output_count(int32_t inputs, int32_t channels, int32_t layout) {
   int32_t count = 0;
