@@ -46,6 +46,11 @@ endfunction()
 function(ulmar_install target name)
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
   target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ARGN})
+  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY "${PROJECT_SOURCE_DIR}"
+             OUTPUT_VARIABLE folder)
+  set(headers ${ARGN})
+  list(TRANSFORM headers PREPEND "${folder}/")
+  set_property(GLOBAL APPEND PROPERTY ULMAR_HEADERS ${headers})
   install(
     TARGETS ${target}
     EXPORT UlmarTargets

@@ -31,7 +31,7 @@ packagesFor() {
     python3 sndfile-programs mandoc abigail-tools clang
   case $1 in
     i386*) echo g++-multilib libgtest-dev:i386 libsndfile1-dev:i386 libsoxr-dev:i386 ;;
-    *) echo libgtest-dev libsndfile1-dev libsoxr-dev sordi python3-numpy ;;
+    *) echo libgtest-dev libsndfile1-dev libsoxr-dev sordi python3-numpy doxygen ;;
   esac
   case $1 in
     *clang* | *fuzz) echo libclang-rt-14-dev ;;

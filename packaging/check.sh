@@ -11,7 +11,7 @@ packages=$(realpath "$1")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 needRoot
-aptInstall lilv-utils python3-numpy gcc g++ cmake ninja-build pkg-config >"$work/log" 2>&1 ||
+aptInstall lilv-utils python3-numpy python3-soundfile gcc g++ cmake ninja-build pkg-config >"$work/log" 2>&1 ||
   fail "the programs that use the packages could not be installed."
 
 say "Installing both architectures side by side"
@@ -38,6 +38,8 @@ assert abs(wet[5, 0] - 0.5) < 1e-5, wet[:12]
 numpy.ones((10, 2), numpy.float32).tofile("response.f32")
 dry.tofile("dry.f32")
 PYTHON
+/usr/bin/python3 render.py hall.wav hall.wav wet.wav
+[ -s wet.wav ] || fail "the renderer in Python wrote nothing."
 ./host response.f32 <dry.f32 >wet.f32
 ./host32 response.f32 <dry.f32 | cmp - wet.f32
 [ "$(stat -c %s wet.f32)" = "$(stat -c %s dry.f32)" ] || fail "the host in C lost samples."
