@@ -63,6 +63,28 @@ Source roomSource(Choice choice, const Setting& setting) {
           layoutOf(layout), "the built-in room"};
 }
 
+std::vector<float> meanOf(const std::vector<float>& a, const std::vector<float>& b) {
+  std::vector<float> mean(a.size());
+  std::ranges::transform(a, b, mean.begin(),
+                         [](float x, float y) { return 0.5F * (x + y); });
+  return mean;
+}
+
+// Feeds of five loudspeakers from a response for one or two: front and surrounds alike,
+// the centre through both sides' mean.
+void spreadToFive(Source& source) {
+  Planar& channels = source.channels;
+  if (source.layout == ResponseLayout::mono) channels.push_back(channels[0]);
+  Planar feeds;
+  for (std::size_t k = 0; k < channels.size(); k += 2) {
+    const auto& left = channels[k];
+    const auto& right = channels[k + 1];
+    feeds.insert(feeds.end(), {left, right, left, right, meanOf(left, right)});
+  }
+  channels = std::move(feeds);
+  source.layout = ResponseLayout::feeds;
+}
+
 Source fileSource(const std::string& path, BFormatChoice bFormat,
                   const Variant& variant) {
   audio::AudioFile file = audio::readAudioFile(path);
@@ -79,14 +101,14 @@ Source fileSource(const std::string& path, BFormatChoice bFormat,
                     : "response; B-format is said by a control");
   }
   if (!takes(variant, *layout)) {
-    fail("cannot use ", path, ": it is for ",
-         audio::isForFive(*layout) ? "five loudspeakers" : "one or two loudspeakers",
-         ", and ", variant.name, " has ", variant.outputs,
-         variant.outputs == 1 ? " output" : " outputs");
+    fail("cannot use ", path, ": it is for five loudspeakers, and ", variant.name,
+         " has ", variant.outputs, variant.outputs == 1 ? " output" : " outputs");
   }
   const int sampleRate = file.info.sampleRate;
-  return {audio::channelsInOrder(std::move(file), *layout, convention), sampleRate,
-          *layout, path};
+  Source source = {audio::channelsInOrder(std::move(file), *layout, convention),
+                   sampleRate, *layout, path};
+  if (variant.outputs == 5 && !audio::isForFive(*layout)) spreadToFive(source);
+  return source;
 }
 
 void cut(Source& source, const ResponseRequest& request) {

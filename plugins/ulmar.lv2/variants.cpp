@@ -20,7 +20,7 @@ room::RoomLayout roomLayoutFor(const Variant& variant) {
 }
 
 bool takes(const Variant& variant, audio::ResponseLayout layout) {
-  return audio::isForFive(layout) == (variant.outputs == 5);
+  return variant.outputs == 5 || !audio::isForFive(layout);
 }
 
 }  // namespace ulmar::lv2

@@ -46,13 +46,14 @@ void playFile(SmallHost& host, const std::string& path) {
 }
 
 // What the ports are of a variant: responses [input][output] from the channels of a
-// file, and the input that each output's dry signal is.
+// file, after which the means of its pairs are counted, and the input that each output's
+// dry signal is.
 struct Wiring {
   const char* symbol;
   int fileChannels;
   std::vector<std::vector<int>> response;  // -1: none
   std::vector<int> dry;
-  double centreGain = 1.0;  // of the third output
+  double centreGain = 1.0;  // of the third output's response
 };
 const Wiring kWirings[] = {
     {"mono", 1, {{0}}, {0}},
@@ -61,6 +62,16 @@ const Wiring kWirings[] = {
     {"stereo", 1, {{0, -1}, {-1, 0}}, {0, 1}},
     {"stereo", 2, {{0, -1}, {-1, 1}}, {0, 1}},
     {"stereo", 4, {{0, 1}, {2, 3}}, {0, 1}},
+    {"mono_to_five", 1, {{0, 0, 0, 0, 0}}, {-1, -1, 0, -1, -1}},
+    {"stereo_to_five",
+     2,
+     {{0, -1, 2, 0, -1}, {-1, 1, 2, -1, 1}},
+     {0, 1, -1, -1, -1},
+     kMinus3dB},
+    {"stereo_to_five",
+     4,
+     {{0, 1, 4, 0, 1}, {2, 3, 5, 2, 3}},
+     {0, 1, -1, -1, -1}},
     {"mono_to_five", 5, {{0, 1, 2, 3, 4}}, {-1, -1, 0, -1, -1}},
     {"stereo_to_five", 10, {{0, 1, 2, 3, 4}, {5, 6, 7, 8, 9}}, {0, 1, -1, -1, -1}}};
 
@@ -69,8 +80,15 @@ TEST(Plugin, ConvolvesAndDelaysTheDrySignalByItsLatency) {
   for (const Wiring& wiring : kWirings) {
     SCOPED_TRACE(testing::Message() << wiring.symbol << ", " << wiring.fileChannels);
     const ScratchDir folder;
-    const Planar response = noise(wiring.fileChannels, 700, 1, 0.05F);
+    Planar response = noise(wiring.fileChannels, 700, 1, 0.05F);
     writeFile(folder / "ir.wav", response);
+    for (std::size_t k = 0; k + 1 < static_cast<std::size_t>(wiring.fileChannels); k += 2) {
+      std::vector<float> mean(700);
+      for (std::size_t n = 0; n < 700; ++n) {
+        mean[n] = (response[k][n] + response[k + 1][n]) / 2;
+      }
+      response.push_back(mean);
+    }
     SmallHost host(variantNamed(wiring.symbol));
     playFile(host, folder / "ir.wav");
     host.at(Control::dry) = -6.0F;
@@ -93,8 +111,9 @@ TEST(Plugin, ConvolvesAndDelaysTheDrySignalByItsLatency) {
         for (std::size_t i = 0; i < input.size(); ++i) {
           const int channel = wiring.response[i][j];
           if (channel < 0) continue;
-          expected += wetGain * test::convolved(input[i], test::at(response, channel),
-                                                n - kBlockLen - kRate / 1000);
+          expected += wetGain * (j == 2 ? wiring.centreGain : 1.0) *
+                      test::convolved(input[i], test::at(response, channel),
+                                      n - kBlockLen - kRate / 1000);
         }
         ASSERT_NEAR(test::at(output[j], n), expected, 2e-6) << j << ", frame " << n;
         peak = std::max(peak, std::fabs(test::at(output[j], n)));
