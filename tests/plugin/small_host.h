@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -46,17 +47,22 @@ struct Offers {
   bool worker = true;
 };
 
-/// Messages in the order in which they came, without any allocation.
+/// Messages in the order in which they came, without any allocation. For two threads.
 class MessageQueue {
  public:
   bool push(const void* data, std::uint32_t size) {
+    const std::lock_guard lock(mutex_);
     if (count_ == kMost || size > kMostBytes) return false;
     std::memcpy(slots_[(first_ + count_) % kMost].data(), data, size);
     sizes_[(first_ + count_++) % kMost] = size;
     return true;
   }
-  bool empty() const { return count_ == 0; }
+  bool empty() const {
+    const std::lock_guard lock(mutex_);
+    return count_ == 0;
+  }
   std::string pop() {
+    const std::lock_guard lock(mutex_);
     const std::string message(slots_[first_].data(), sizes_[first_]);
     first_ = (first_ + 1) % kMost;
     --count_;
@@ -70,6 +76,7 @@ class MessageQueue {
   std::array<std::uint32_t, kMost> sizes_{};
   std::size_t first_ = 0;
   std::size_t count_ = 0;
+  mutable std::mutex mutex_;
 };
 
 /// Work is done when work() is called, so that a test says what overlaps.
