@@ -37,7 +37,7 @@ packageFor() {
 
 mkdir -p build "$packages"
 rm -f "$packages"/*
-installFor package x86_64 i386
+installFor package
 packageFor amd64
 packageFor i386
 ls -l "$packages"/*.deb

@@ -19,16 +19,22 @@ asRoot() {
 
 # packagesFor PRESET: the packages that building and testing the preset takes. Cairo in 32
 # bits is not among them, see tryCairo32. `format` and `tidy` stand for the tools that check
-# the sources, `plugin` for a host that plays a file through it.
+# the sources, `plugin` for a host that plays a file through it, `package` for the packages of
+# both architectures.
 packagesFor() {
   case $1 in
     format) echo clang-format && return ;;
     tidy) echo clang-tidy && return ;;
     plugin) echo lilv-utils && return ;;
-    package) echo debhelper dpkg-dev fakeroot lintian binutils-i686-linux-gnu && return ;;
   esac
   echo cmake g++ ninja-build pkg-config libcairo2-dev libcli11-dev nlohmann-json3-dev lv2-dev \
-    python3 sndfile-programs mandoc abigail-tools clang
+    python3
+  if [ "$1" = package ]; then
+    echo debhelper dpkg-dev fakeroot lintian binutils-i686-linux-gnu libsndfile1-dev libsoxr-dev \
+      g++-multilib libsndfile1-dev:i386 libsoxr-dev:i386
+    return
+  fi
+  echo sndfile-programs mandoc abigail-tools clang
   case $1 in
     i386*) echo g++-multilib libgtest-dev:i386 libsndfile1-dev:i386 libsoxr-dev:i386 ;;
     *) echo libgtest-dev libsndfile1-dev libsoxr-dev sordi python3-numpy doxygen ;;
@@ -62,7 +68,7 @@ installFor() {
   done
   if [ ${#missing[@]} -gt 0 ]; then installMissing "${missing[@]}"; fi
   case "$*" in
-    *i386*) tryCairo32 ;;
+    *i386* | *package*) tryCairo32 ;;
   esac
 }
 

@@ -29,16 +29,19 @@ ulmar-render --room hall --save-response hall.wav --quiet
 ulmar-inspect hall.wav --csv >hall.csv
 /usr/bin/python3 - <<'PYTHON'
 import numpy
+import soundfile
 import ulmar
 dry = numpy.zeros((4800, 2), numpy.float32)
 dry[0] = 0.5
-assert ulmar.read_response("hall.wav", 44100).shape[1] == 2
+hall = ulmar.read_response("hall.wav", 44100)
+assert len(hall) > 44100 and abs(hall).max() > 0.0, hall.shape
+soundfile.write("dry.wav", dry, 44100)
 wet = ulmar.render(dry, numpy.ones((10, 2), numpy.float32))
 assert abs(wet[5, 0] - 0.5) < 1e-5, wet[:12]
 numpy.ones((10, 2), numpy.float32).tofile("response.f32")
 dry.tofile("dry.f32")
 PYTHON
-/usr/bin/python3 render.py hall.wav hall.wav wet.wav
+/usr/bin/python3 render.py dry.wav hall.wav wet.wav
 [ -s wet.wav ] || fail "the renderer in Python wrote nothing."
 ./host response.f32 <dry.f32 >wet.f32
 ./host32 response.f32 <dry.f32 | cmp - wet.f32
