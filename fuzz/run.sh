@@ -11,12 +11,13 @@ cd "$(dirname "$0")/.."
 seconds=$1 preset=${2:-x86_64-fuzz}
 mkdir -p build
 installFor "$preset"
-build "$preset" fuzz_stream fuzz_snapshot fuzz_read fuzz_render_options fuzz_inspect_options >&2
+build "$preset" fuzz_stream fuzz_snapshot fuzz_read fuzz_render_options fuzz_inspect_options \
+  fuzz_plugin >&2
 mkdir -p "build/$preset/findings"
 found=()
 # What libraries leak of broken files is theirs.
 export LSAN_OPTIONS=suppressions=$PWD/tests/leaks.supp:print_suppressions=0
-for fuzzer in stream snapshot read render_options inspect_options; do
+for fuzzer in stream snapshot read render_options inspect_options plugin; do
   corpus=fuzz/corpus/${fuzzer#*_}
   grown=build/$preset/grown/$fuzzer
   log=build/$preset/$fuzzer.log

@@ -40,7 +40,7 @@ set(below_apps/render ulmar/host ulmar/audio ulmar/room apps/common apps/draw)
 set(below_plugins/ulmar.lv2 ulmar/host ulmar/audio ulmar/room)
 set(below_bench ${library} ulmar/host)
 set(below_tests ${folders})
-set(below_fuzz ulmar/host ulmar/audio apps/inspect apps/render tests)
+set(below_fuzz ulmar/host ulmar/audio apps/inspect apps/render plugins/ulmar.lv2 tests)
 
 list(TRANSFORM PUBLIC_HEADERS REPLACE "^${ROOT}/" "")
 

@@ -46,8 +46,8 @@ void playFile(SmallHost& host, const std::string& path) {
 }
 
 // What the ports are of a variant: responses [input][output] from the channels of a
-// file, after which the means of its pairs are counted, and the input that each output's
-// dry signal is.
+// file, after which the means of its pairs are counted, and the input that each
+// output's dry signal is.
 struct Wiring {
   const char* symbol;
   int fileChannels;
@@ -68,10 +68,7 @@ const Wiring kWirings[] = {
      {{0, -1, 2, 0, -1}, {-1, 1, 2, -1, 1}},
      {0, 1, -1, -1, -1},
      kMinus3dB},
-    {"stereo_to_five",
-     4,
-     {{0, 1, 4, 0, 1}, {2, 3, 5, 2, 3}},
-     {0, 1, -1, -1, -1}},
+    {"stereo_to_five", 4, {{0, 1, 4, 0, 1}, {2, 3, 5, 2, 3}}, {0, 1, -1, -1, -1}},
     {"mono_to_five", 5, {{0, 1, 2, 3, 4}}, {-1, -1, 0, -1, -1}},
     {"stereo_to_five", 10, {{0, 1, 2, 3, 4}, {5, 6, 7, 8, 9}}, {0, 1, -1, -1, -1}}};
 
@@ -82,7 +79,8 @@ TEST(Plugin, ConvolvesAndDelaysTheDrySignalByItsLatency) {
     const ScratchDir folder;
     Planar response = noise(wiring.fileChannels, 700, 1, 0.05F);
     writeFile(folder / "ir.wav", response);
-    for (std::size_t k = 0; k + 1 < static_cast<std::size_t>(wiring.fileChannels); k += 2) {
+    for (std::size_t k = 0; k + 1 < static_cast<std::size_t>(wiring.fileChannels);
+         k += 2) {
       std::vector<float> mean(700);
       for (std::size_t n = 0; n < 700; ++n) {
         mean[n] = (response[k][n] + response[k + 1][n]) / 2;
