@@ -2,7 +2,7 @@
 # Runs every fuzzer in turn for SECONDS each, from the corpus on:
 #   fuzz/run.sh SECONDS [PRESET]    x86_64-fuzz unless it says i386-fuzz
 # What is found stays in build/PRESET/findings; new inputs in build/PRESET/grown. Prints a line
-# for each: name, executions, edges reached. An input may take 2 s and 1.5 GiB at most.
+# for each, name, executions, edges reached, and one for all. An input may take 2 s and 1.5 GiB at most.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . cmake/setup.sh
@@ -14,7 +14,7 @@ installFor "$preset"
 build "$preset" fuzz_stream fuzz_snapshot fuzz_read fuzz_render_options fuzz_inspect_options \
   fuzz_plugin >&2
 mkdir -p "build/$preset/findings"
-found=()
+found=() said=()
 # What libraries leak of broken files is theirs.
 export LSAN_OPTIONS=suppressions=$PWD/tests/leaks.supp:print_suppressions=0
 for fuzzer in stream snapshot read render_options inspect_options plugin; do
@@ -29,5 +29,8 @@ for fuzzer in stream snapshot read render_options inspect_options plugin; do
   edges=$(sed -n 's/.* cov: \([0-9]*\).*/\1/p' "$log" | tail -n 1)
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
   printf '%s %s inputs, %s edges\n' "$fuzzer" "${runs:-0}" "${edges:-0}"
+  said+=("$fuzzer ${runs:-0}")
 done
 [ ${#found[@]} -eq 0 ] || fail "found by: ${found[*]}; build/$preset/findings has the inputs."
+printf '%s, ' "${said[@]}"
+echo "inputs in $seconds s each: nothing found"

@@ -3,7 +3,7 @@
 # shellcheck shell=bash
 
 figures=build/promises.tsv
-fuzzMinutes=3  # for each fuzzer
+fuzzSeconds=75  # for each fuzzer
 broken=()
 
 # promise NAME COMMAND...: the last line that the command prints is the figure.
@@ -98,7 +98,7 @@ keepAllPromises() {
     build "$preset" ulmar_bench ulmar_hostile ulmar_real_time
   done
   promise memory randomStreams 1000
-  promise calls testsOf '^(memory|plugin)$' x86_64 i386
+  promise calls testsOf '^(memory|plugin|plugin_threads)$' x86_64 i386
   promise bits compilersAgree
   promise jobs testsOf '^render$' x86_64 i386
   promise load worstBoundary
@@ -107,8 +107,8 @@ keepAllPromises() {
   promise starved inBoth python3 tests/promises/faults.py BUILD memory
   promise killed inBoth python3 tests/promises/faults.py BUILD kills
   promise full inBoth python3 tests/promises/faults.py BUILD disk
-  promise crash fuzz/run.sh "$((60 * fuzzMinutes))"
-  promise arithmetic inBoth BUILD/fuzz/fuzz_stream --random 300000
+  promise crash fuzz/run.sh "$fuzzSeconds"
+  promise arithmetic inBoth BUILD/fuzz/fuzz_stream --random 150000
   promise interface testsOf '^abi$' x86_64 i386
   promise hardened testsOf 'frame.hardened' x86_64 i386
   promise sanitized sanitized
