@@ -20,15 +20,20 @@ void refuseToReplace(const std::string& output, const std::string& read) {
 
 void noteIfCutShort(const audio::AudioInfo& info, bool strict) {
   const std::int64_t missing = info.missingFrames();
-  if (missing <= 0) return;
-  const double part =
-      static_cast<double>(missing) / static_cast<double>(info.promisedFrames);
-  // Of two digits, and never all.
-  const std::string percent = significant(100.0 * part, part < 0.99 ? 2 : 4);
-  const std::string text =
-      "is cut short: of the " + secondsText(info.promisedFrames, info.sampleRate) +
-      " that its header promises, " + secondsText(missing, info.sampleRate) + " (" +
-      percent + " %) are missing";
+  if (missing <= 0 && !info.lacksLastPage) return;
+  std::string text = "is cut short: ";
+  if (missing > 0) {
+    const double part =
+        static_cast<double>(missing) / static_cast<double>(info.promisedFrames);
+    // Of two digits, and never all.
+    const std::string percent = significant(100.0 * part, part < 0.99 ? 2 : 4);
+    text += "of the " + secondsText(info.promisedFrames, info.sampleRate) +
+            " that its header promises, " + secondsText(missing, info.sampleRate) +
+            " (" + percent + " %) are missing";
+  } else {
+    text += "after the " + secondsText(info.frames, info.sampleRate) +
+            " that are there its last page is missing";
+  }
   if (strict) {
     fail("cannot read ", info.path, ": it ", text,
          ", and --strict takes whole files only");

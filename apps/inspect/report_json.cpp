@@ -15,7 +15,7 @@ Json fileFigures(const Results& results) {
           {"sampleRate", info.sampleRate},
           {"frames", info.frames},
           {"seconds", results.seconds},
-          {"missingFrames", info.missingFrames()}};
+          {"missingFrames", info.lacksLastPage ? Json() : Json(info.missingFrames())}};
 }
 
 Json timeFigures(const std::optional<DecayTime>& time) {

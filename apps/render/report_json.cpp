@@ -11,13 +11,14 @@ using apps::Json;
 
 Json inputFigures(const RenderPlan& plan) {
   const audio::AudioInfo& input = plan.input;
-  return {{"path", input.path},
-          {"format", input.format},
-          {"layout", wordFor(plan.routing.input, kChannelLayoutWords)},
-          {"channels", input.channels},
-          {"sampleRate", input.sampleRate},
-          {"frames", input.frames},
-          {"missingFrames", input.missingFrames()}};
+  return {
+      {"path", input.path},
+      {"format", input.format},
+      {"layout", wordFor(plan.routing.input, kChannelLayoutWords)},
+      {"channels", input.channels},
+      {"sampleRate", input.sampleRate},
+      {"frames", input.frames},
+      {"missingFrames", input.lacksLastPage ? Json() : Json(input.missingFrames())}};
 }
 
 Json responseFigures(const ResponseInfo& info, const Routing& routing) {

@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sndfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -273,6 +274,44 @@ TEST(AudioFile, WhatIsThereOfATruncatedFileIsRead) {
       damaged.replace(bytes.size() / 2, 200, 200, '\x55');
       writeBytes(path, damaged);
       expectUnreadable(path, {"damaged", "promises 20000 frames"});
+    }
+  }
+}
+
+// Kinds that are read only: a third of the file is gone, or its last byte.
+TEST(AudioFile, TruncatedFilesOfOtherKindsAreToldToo) {
+  constexpr int kFrames = 200000;
+  const ScratchDir dir;
+  const std::vector<float> signal = noise(2 * kFrames);
+  for (const int format :
+       {SF_FORMAT_W64 | SF_FORMAT_PCM_24, SF_FORMAT_CAF | SF_FORMAT_PCM_16,
+        SF_FORMAT_AU | SF_FORMAT_FLOAT,
+        SF_FORMAT_AU | SF_FORMAT_PCM_16 | SF_ENDIAN_LITTLE,
+        SF_FORMAT_OGG | SF_FORMAT_VORBIS, SF_FORMAT_OGG | SF_FORMAT_OPUS,
+        SF_FORMAT_MPEG | SF_FORMAT_MPEG_LAYER_III}) {
+    SCOPED_TRACE(testing::Message() << std::hex << format);
+    const std::string path = dir / "a";
+    SF_INFO info = {};
+    info.channels = 2;
+    info.samplerate = 48000;
+    info.format = format;
+    SNDFILE* const file = sf_open(path.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(sf_writef_float(file, signal.data(), kFrames), kFrames);
+    sf_close(file);
+    const std::string bytes = bytesOf(path);
+    const std::vector<float> whole = readAudio(path);
+    const auto isCut = [&] {
+      const AudioInfo found = AudioReader(path).info();
+      return found.missingFrames() > 0 || found.lacksLastPage;
+    };
+    EXPECT_FALSE(isCut());
+    for (const std::size_t left : {bytes.size() * 2 / 3, bytes.size() - 1}) {
+      writeBytes(path, bytes.substr(0, left));
+      EXPECT_TRUE(isCut());
+      const std::size_t there = readAudio(path).size();
+      EXPECT_LE(there, whole.size());
+      EXPECT_GT(there, whole.size() / 3);
     }
   }
 }

@@ -85,6 +85,9 @@ struct AudioInfo {
   std::int64_t missingFrames() const {
     return promisedFrames > frames ? promisedFrames - frames : 0;
   }
+  /// Whether an Ogg file, which states no length, lacks its last page: then it is cut
+  /// short by nobody knows how much.
+  bool lacksLastPage = false;
   std::vector<Speaker> speakers;  // one per channel, or empty if the file does not say
   Tags tags;
 };

@@ -1,12 +1,15 @@
 // Layouts: RIFF/WAVE (IBM and Microsoft 1991), RF64 (EBU Tech 3306), AIFF/AIFC (Apple
-// 1989), FLAC (RFC 9639).
+// 1989), FLAC (RFC 9639), Ogg (RFC 3533), AU (Sun 1992), CAF (Apple 2005), Wave64
+// (Sonic Foundry 1998).
 #include "ulmar/audio/audio_header.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace ulmar::audio {
 namespace {
@@ -149,6 +152,96 @@ AudioHeader readFlacHeader(ByteSource& source) {
   return header;
 }
 
+// The samples' length and where they begin, if the length is one.
+AudioHeader headerOf(const ByteSource& source, std::int64_t start, std::uint64_t len) {
+  AudioHeader header;
+  header.presentBytes = std::max<std::int64_t>(source.size() - start, 0);
+  if (!isPlaceholder(len)) header.statedBytes = static_cast<std::int64_t>(len);
+  return header;
+}
+
+AudioHeader readAuHeader(ByteSource& source, ByteOrder order) {
+  const Bytes<12> head(source, 0);
+  return headerOf(source, static_cast<std::int64_t>(head.number(4, 4, order)),
+                  head.number(8, 4, order));
+}
+
+std::string bigEndian(std::uint64_t number) {
+  std::string bytes;
+  for (int shift = 56; shift >= 0; shift -= 8) {
+    bytes += static_cast<char>(number >> shift & 0xFF);
+  }
+  return bytes;
+}
+
+// How the chunks of a container are written: a name whose first four bytes tell it, a
+// length of 64 bits that counts `counted` bytes before the content, and content that
+// begins with `before` bytes if it is audio and is filled up to whole `unit`s.
+struct LongChunks {
+  std::int64_t first;  // position
+  std::size_t nameLen;
+  std::uint64_t counted;
+  std::uint64_t before;
+  std::uint64_t unit;
+  ByteOrder order;
+};
+constexpr LongChunks kWave64 = {40, 16, 24, 0, 8, ByteOrder::little};
+constexpr LongChunks kCaf = {8, 4, 0, 4, 1, ByteOrder::big};
+
+AudioHeader readLongChunks(ByteSource& source, const LongChunks& form) {
+  constexpr int kMaxChunks = 1000;
+  std::int64_t pos = form.first;
+  for (int i = 0; i < kMaxChunks && pos < source.size(); ++i) {
+    const Bytes<24> chunk(source, pos);
+    const std::int64_t start = pos + static_cast<std::int64_t>(form.nameLen) + 8;
+    const std::uint64_t stated = chunk.number(form.nameLen, 8, form.order);
+    const std::uint64_t len = stated - form.counted;
+    if (chunk.text(0, 4) == "data") {
+      const AudioHeader header =
+          headerOf(source, start + static_cast<std::int64_t>(form.before),
+                   isPlaceholder(stated) ? stated : len - form.before);
+      // libsndfile takes no CAF file that lacks much of its audio, so it is told less.
+      if (header.isCutShort() && form.order == ByteOrder::big) {
+        source.replace(
+            pos + 4,
+            bigEndian(form.before + static_cast<std::uint64_t>(header.presentBytes)));
+      }
+      return header;
+    }
+    if (stated < form.counted || len > static_cast<std::uint64_t>(source.size())) break;
+    pos = start +
+          static_cast<std::int64_t>((len + form.unit - 1) / form.unit * form.unit);
+  }
+  return {};
+}
+
+// The last page of a stream is marked; one that is cut in its midst is none.
+AudioHeader readOggPages(ByteSource& source) {
+  constexpr std::size_t kMostPage = 27 + 255 + 255 * 255;  // bytes
+  constexpr std::size_t kHead = 27;
+  constexpr unsigned kEndOfStream = 4;
+  std::vector<unsigned char> bytes(kMostPage);
+  const std::int64_t start =
+      std::max<std::int64_t>(source.size() - static_cast<std::int64_t>(kMostPage), 0);
+  bytes.resize(static_cast<std::size_t>(std::max<std::int64_t>(
+      source.read(start, bytes.data(), static_cast<std::int64_t>(kMostPage)), 0)));
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()),
+                              bytes.size());
+  AudioHeader header;
+  const std::size_t page = text.rfind(std::string_view("OggS\0", 5));
+  if (page == text.npos) return header;
+  std::size_t end = page + kHead;
+  if (end < bytes.size()) {
+    const std::size_t numSegments = bytes[page + kHead - 1];
+    end += numSegments;
+    for (std::size_t k = page + kHead; k < page + kHead + numSegments; ++k) {
+      if (k < bytes.size()) end += bytes[k];
+    }
+  }
+  header.lacksLastPage = end > bytes.size() || (bytes[page + 5] & kEndOfStream) == 0;
+  return header;
+}
+
 }  // namespace
 
 AudioHeader readAudioHeader(ByteSource& source) {
@@ -156,6 +249,11 @@ AudioHeader readAudioHeader(ByteSource& source) {
   const std::string_view container = start.text(0, 4);
   const std::string_view form = start.text(8, 4);
   if (container == "fLaC") return readFlacHeader(source);
+  if (container == ".snd") return readAuHeader(source, ByteOrder::big);
+  if (container == "dns.") return readAuHeader(source, ByteOrder::little);
+  if (container == "caff") return readLongChunks(source, kCaf);
+  if (container == "riff") return readLongChunks(source, kWave64);
+  if (container == "OggS") return readOggPages(source);
   const bool isWav = form == "WAVE" && (container == "RIFF" || container == "RIFX" ||
                                         container == "RF64");
   const bool isAiff = container == "FORM" && (form == "AIFF" || form == "AIFC");

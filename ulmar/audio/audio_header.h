@@ -10,8 +10,8 @@
 
 namespace ulmar::audio {
 
-/// The claims of a WAV, RF64, AIFF or FLAC header; all fields stay empty for other
-/// files.
+/// The claims of a WAV, RF64, W64, AIFF, AU, CAF, FLAC or Ogg file; all fields stay
+/// empty for others.
 struct AudioHeader {
   std::optional<double> sampleRate;  // Hz
   // Of the samples, as stated. Not given where writers could not seek back to fill
@@ -19,6 +19,8 @@ struct AudioHeader {
   std::optional<std::int64_t> statedBytes;
   // From the first sample to the end of the file.
   std::int64_t presentBytes = 0;
+  // Of Ogg, which states no length: whether its last page, marked as such, is missing.
+  bool lacksLastPage = false;
 
   bool isCutShort() const { return statedBytes.value_or(0) > presentBytes; }
 };

@@ -71,6 +71,7 @@ struct AudioReader::Impl {
     info.sampleRate = sfInfo.samplerate;
     info.speakers = statedSpeakers(file.get(), sfInfo);
     info.tags = tagsOf(file.get());
+    info.lacksLastPage = header.lacksLastPage;
     refuseImpossibleInfo();
     settleLength(sfInfo);
     if (info.frames < 1) {
@@ -94,15 +95,16 @@ struct AudioReader::Impl {
 
   void settleLength(const SF_INFO& sfInfo) {
     info.frames = sfInfo.frames;
-    // A FLAC file gives its length in frames, or none. Whether all are there shows
-    // where the last one should be.
-    const bool isFlac = (sfInfo.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC;
+    // FLAC and MP3 files give their length in frames, or none. Whether all are there
+    // shows where the last one should be.
+    const int type = sfInfo.format & SF_FORMAT_TYPEMASK;
+    const bool isInFrames = type == SF_FORMAT_FLAC || type == SF_FORMAT_MPEG;
     const bool isUnknown = info.frames == SF_COUNT_MAX;
-    if (isUnknown || (isFlac && !hasFrame(info.frames - 1))) {
+    if (isUnknown || (isInFrames && !hasFrame(info.frames - 1))) {
       openDecoder();
       info.frames = countFrames();
       openDecoder();
-    } else if (isFlac) {
+    } else if (isInFrames) {
       openDecoder();
     }
     info.promisedFrames =

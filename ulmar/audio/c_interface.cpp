@@ -80,7 +80,7 @@ UlmarResponse read(const char* path, int sampleRate, int layout) {
   UlmarResponse result;
   result.rate = sampleRate != 0 ? sampleRate : fileRate;
   result.delay = ulmar::audio::resampleRinging(fileRate, result.rate);
-  result.missing = file.info.missingFrames();
+  result.missing = file.info.lacksLastPage ? -1 : file.info.missingFrames();
   const ResponseLayout kind = layoutIn(file, layout);
   checkLength(file, result.rate, result.delay);
   result.samples = ulmar::audio::resampleResponse(channelsFor(std::move(file), kind),

@@ -54,7 +54,7 @@ ULMAR_API int32_t ulmar_response_rate(const UlmarResponse* response);
 ULMAR_API int32_t ulmar_response_delay(const UlmarResponse* response);
 
 /* Frames that the file promises and lacks, at its own rate: more than 0 if it was cut
- * short. */
+ * short, -1 if nobody knows of how much, as of Ogg. */
 ULMAR_API int64_t ulmar_response_missing(const UlmarResponse* response);
 
 #ifdef __cplusplus
