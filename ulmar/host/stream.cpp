@@ -33,8 +33,16 @@ void advance(OstinSoundBuf* records, int channels, int run) {
   for (int k = 0; k < channels; ++k) records[k].data += stepOf(records, k) * run;
 }
 
-// Not so for NaN.
-bool isUsable(float sample) { return std::fabs(sample) <= kMaxInputSample; }
+// Zero, or a normal number within the limit: neither NaN nor a denormal one, which
+// would only take time. By the bits, as a processor may take that time to compare as
+// well.
+bool isUsable(float sample) {
+  constexpr auto kLeast =
+      std::bit_cast<std::int32_t>(std::numeric_limits<float>::min());
+  constexpr auto kMost = std::bit_cast<std::int32_t>(kMaxInputSample);
+  const std::int32_t magnitude = std::bit_cast<std::int32_t>(sample) & 0x7FFFFFFF;
+  return ((magnitude >= kLeast) & (magnitude <= kMost)) | (magnitude == 0);
+}
 
 // Without a branch, so that consecutive samples are looked at four at a time.
 bool areUsable(const float* samples, std::ptrdiff_t step, int count) {

@@ -22,7 +22,8 @@ inline constexpr float kMaxInputSample = 0x1p64F;
 
 /// Owns everything of one stream. An input sample that is NaN or beyond kMaxInputSample
 /// is taken for 0: the library itself would carry it on for one response length, in the
-/// decoder of five outputs for ever, with outputs of -1 that its meters do not show.
+/// decoder of five outputs for ever, with outputs of -1 that its meters do not show. So
+/// is a denormal one, below 2^-126, which would only make blocks dearer.
 ///
 /// process*, the setters, peaks() and clearPeaks() are real-time safe as long as they
 /// do not throw; the others allocate or take as long as the memory is large. Calls must
