@@ -40,6 +40,7 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "\rseed %llu", seed + static_cast<unsigned long long>(i));
       run(bytes);
     }
+    std::fputc('\n', stderr);
   } else {
     for (const std::string& arg : args) {
       if (!std::filesystem::is_directory(arg)) {
