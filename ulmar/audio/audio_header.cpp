@@ -229,7 +229,7 @@ AudioHeader readOggPages(ByteSource& source) {
                               bytes.size());
   AudioHeader header;
   const std::size_t page = text.rfind(std::string_view("OggS\0", 5));
-  if (page == text.npos) return header;
+  if (page == std::string_view::npos) return header;
   std::size_t end = page + kHead;
   if (end < bytes.size()) {
     const std::size_t numSegments = bytes[page + kHead - 1];

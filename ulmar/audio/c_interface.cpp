@@ -96,7 +96,7 @@ UlmarResponse read(const char* path, int sampleRate, int layout) {
 
 const char* ulmar_audio_error(void) { return ulmar::host::lastSentence(); }
 
-UlmarCode ulmar_response_read(const char* path, int32_t sample_rate, int32_t layout,
+UlmarCode ulmar_response_read(const char* path, int32_t rate, int32_t layout,
                               UlmarResponse** response) {
   if (response == nullptr) {
     return failed(ULMAR_BAD_ARGUMENT, "response is null, and must not be");
@@ -106,15 +106,14 @@ UlmarCode ulmar_response_read(const char* path, int32_t sample_rate, int32_t lay
     need(path, "path");
     using ulmar::audio::kMaxFileRate;
     using ulmar::audio::kMinFileRate;
-    if (sample_rate != 0 &&
-        (sample_rate < kMinFileRate || sample_rate > kMaxFileRate)) {
-      fail("the sample rate is ", sample_rate, " Hz, and the limits are ", kMinFileRate,
+    if (rate != 0 && (rate < kMinFileRate || rate > kMaxFileRate)) {
+      fail("the sample rate is ", rate, " Hz, and the limits are ", kMinFileRate,
            " and ", kMaxFileRate, " Hz");
     }
     if (layout < ULMAR_LAYOUT_STEREO || layout > ULMAR_LAYOUT_FEEDS) {
       fail("the layout is ", layout, ", and the limits are 0 and 3");
     }
-    *response = new UlmarResponse(read(path, sample_rate, layout));
+    *response = new UlmarResponse(read(path, rate, layout));
   });
 }
 

@@ -28,14 +28,14 @@ typedef struct UlmarResponse UlmarResponse;
  * null; its text lives until this thread's next failing call. */
 ULMAR_API const char* ulmar_audio_error(void);
 
-/* Reads WAV, FLAC, AIFF, Ogg and what else libsndfile decodes. sample_rate: of the
+/* Reads WAV, FLAC, AIFF, Ogg and what else libsndfile decodes. rate: of the
  * stream, 1000 to 768000 Hz, to which the response is resampled so that it filters
  * alike; 0 leaves it at the file's. layout: UlmarLayout, for which the file shall have
  * the channels: 1, 2 or 4 for ULMAR_LAYOUT_STEREO; 3, 4, 6 or 8 for ULMAR_LAYOUT_FUMA;
  * 4 or 8 for ULMAR_LAYOUT_AMBIX; those of 5.0, 5.1 (whose low-frequency channel is left
  * out) or twice 5.0 for ULMAR_LAYOUT_FEEDS. *response is null after a failure. */
-ULMAR_API UlmarCode ulmar_response_read(const char* path, int32_t sample_rate,
-                                        int32_t layout, UlmarResponse** response);
+ULMAR_API UlmarCode ulmar_response_read(const char* path, int32_t rate, int32_t layout,
+                                        UlmarResponse** response);
 /* Null is allowed. */
 ULMAR_API void ulmar_response_destroy(UlmarResponse* response);
 

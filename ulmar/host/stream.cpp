@@ -41,7 +41,7 @@ bool isUsable(float sample) {
       std::bit_cast<std::int32_t>(std::numeric_limits<float>::min());
   constexpr auto kMost = std::bit_cast<std::int32_t>(kMaxInputSample);
   const std::int32_t magnitude = std::bit_cast<std::int32_t>(sample) & 0x7FFFFFFF;
-  return ((magnitude >= kLeast) & (magnitude <= kMost)) | (magnitude == 0);
+  return magnitude == 0 || (magnitude >= kLeast && magnitude <= kMost);
 }
 
 // Without a branch, so that consecutive samples are looked at four at a time.
