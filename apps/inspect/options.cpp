@@ -31,7 +31,7 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
   CLI::App app(kDescription, "ulmar-inspect");
   app.option_defaults()->group("Files");
   app.add_option("response", options.responses,
-                 "The impulse responses: WAV, FLAC or AIFF, also\n"
+                 "The impulse responses: WAV, FLAC, AIFF, Ogg, MP3, also\n"
                  "from a pipe, or - for standard input; of several\n"
                  "a line each is printed")
       ->option_text("FILE ...");

@@ -59,7 +59,8 @@ void refuseCount(const audio::AudioInfo& response, ResponseLayout layout,
 ResponseLayout layoutByCount(const audio::AudioInfo& response) {
   if (const auto layout = audio::layoutOfResponse(response)) return *layout;
   fail("cannot tell what the ", response.channels, " channels of ", response.path,
-       " are: 1, 2, 4, 5 or 10 say so by their number, B-format by --bformat fuma "
+       " are: 1, 2, 4, 5, 6 (5.1) or 10 say so by their number, B-format by --bformat "
+       "fuma "
        "or ambix");
 }
 
@@ -141,7 +142,7 @@ void refuseMismatch(const Routing& routing, const std::string& input,
   if (isBed(routing.output) && !routing.forFive() && !isBed(routing.input)) {
     fail(through,
          ", and five loudspeakers take B-format (--bformat fuma or ambix) or "
-         "speaker feeds (5 or 10 channels)");
+         "speaker feeds (5, 6 or 10 channels)");
   }
   if (routing.forFive() && !hasFive(routing.output)) {
     fail(through, ", which is for five loudspeakers; give --out-layout 5.0 or 5.1",

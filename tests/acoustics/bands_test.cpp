@@ -27,7 +27,9 @@ TEST(OctaveFilter, HasItsEdgesHalfABandFromItsCentre) {
          {std::tuple{63.0, 1, std::sqrt(2.0)},
           {1000.0, 1, std::sqrt(2.0)},
           {8000.0, 1, std::sqrt(2.0)},
+          {16000.0, 1, std::sqrt(2.0)},
           {1000.0, 3, std::pow(2.0, 1.0 / 6.0)}}) {
+      if (centre * edge >= 0.5 * rate) continue;
       OctaveFilter filter({centre, perOctave}, rate);
       std::vector<double> response;
       for (std::size_t n = 0; n < framesIn(filter.ringing(), rate); ++n) {

@@ -313,6 +313,15 @@ TEST(AudioFile, TruncatedFilesOfOtherKindsAreToldToo) {
       EXPECT_LE(there, whole.size());
       EXPECT_GT(there, whole.size() / 3);
     }
+    // MP3 need not count its frames; the guess of a decoder is no promise.
+    if ((format & SF_FORMAT_TYPEMASK) != SF_FORMAT_MPEG) continue;
+    std::string uncounted = bytes;
+    for (const char* const name : {"Xing", "Info"}) {
+      const std::size_t pos = uncounted.find(name);
+      if (pos < 64) uncounted.replace(pos, 4, "none");
+    }
+    writeBytes(path, uncounted.substr(0, bytes.size() * 2 / 3));
+    EXPECT_FALSE(isCut());
   }
 }
 

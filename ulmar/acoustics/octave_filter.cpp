@@ -1,5 +1,7 @@
 #include "ulmar/acoustics/octave_filter.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <complex>
 #include <numbers>
@@ -18,7 +20,8 @@ OctaveFilter::OctaveFilter(const Band& band, double sampleRate) {
 
   // Each pole p of the low-pass prototype becomes two of the band-pass, the roots of
   // s^2 - p bandwidth s + middle^2. Of the prototype's three poles the one on the real
-  // axis gives a conjugate pair, and the other two give two such pairs. Each pair makes
+  // axis gives a conjugate pair, or two real ones where the band is as wide as the
+  // octave of 16 kHz at 48 kHz; the other two give two conjugate pairs. Each pair makes
   // a section.
   const Complex upper = std::polar(1.0, 2.0 * std::numbers::pi / 3.0);
   const auto roots = [&](Complex pole) {
@@ -26,23 +29,29 @@ OctaveFilter::OctaveFilter(const Band& band, double sampleRate) {
     const Complex reach = std::sqrt(half * half - middle * middle);
     return std::array{half + reach, half - reach};
   };
-  const std::array poles = {roots(-1.0)[0], roots(upper)[0], roots(upper)[1]};
+  const auto conjugates = [](Complex pole) {
+    return std::array{pole, std::conj(pole)};
+  };
+  const std::array pairs = {roots(-1.0), conjugates(roots(upper)[0]),
+                            conjugates(roots(upper)[1])};
+  const auto bilinear = [](Complex pole) { return (1.0 + pole) / (1.0 - pole); };
+  double slowest = 0.0;  // the largest magnitude of a pole
   for (std::size_t i = 0; i < sections_.size(); ++i) {
-    const Complex z = (1.0 + poles[i]) / (1.0 - poles[i]);
+    const Complex first = bilinear(pairs[i][0]);
+    const Complex second = bilinear(pairs[i][1]);
+    slowest = std::max({slowest, std::abs(first), std::abs(second)});
     Section& section = sections_[i];
-    section.a1 = -2.0 * z.real();
-    section.a2 = std::norm(z);
+    section.a1 = -(first + second).real();
+    section.a2 = (first * second).real();
     const Complex gain =
         (1.0 - 1.0 / (atCentre * atCentre)) /
         (1.0 + section.a1 / atCentre + section.a2 / (atCentre * atCentre));
     section.gain = 1.0 / std::abs(gain);
   }
 
-  // The slowest of the six poles: in the low-pass prototype of cut-off 1 its real part
-  // is -1/2, and the transform to a band-pass multiplies that by half the bandwidth. A
-  // half more than its 60 dB makes room for the other poles.
-  const double rate = 0.25 * 2.0 * std::numbers::pi * centre * (edge - 1.0 / edge);
-  ringing_ = 3.0 * std::numbers::ln10 / rate * 1.5;
+  // The slowest of the six poles takes this long for 60 dB. A half more makes room for
+  // the other poles.
+  ringing_ = 1.5 * 3.0 * std::numbers::ln10 / (-std::log(slowest) * sampleRate);
 }
 
 void OctaveFilter::flushTinyStates() {

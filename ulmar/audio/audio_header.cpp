@@ -242,6 +242,27 @@ AudioHeader readOggPages(ByteSource& source) {
   return header;
 }
 
+// MP3, behind a tag of ID3v2 if there is one: the first frame of audio may be a count
+// of all, under one of three names.
+AudioHeader readMp3Header(ByteSource& source) {
+  std::int64_t pos = 0;
+  const Bytes<10> tag(source, 0);
+  if (tag.text(0, 3) == "ID3") {
+    pos = 10;
+    for (std::size_t k = 6; k < 10; ++k) {
+      pos += static_cast<std::int64_t>(tag.number(k, 1, ByteOrder::big))
+             << (7 * (9 - k));
+    }
+  }
+  const Bytes<64> frame(source, pos);
+  const std::string_view text = frame.text(0, 64);
+  AudioHeader header;
+  for (const char* const name : {"Xing", "Info", "VBRI"}) {
+    header.statesFrames |= text.find(name) != std::string_view::npos;
+  }
+  return header;
+}
+
 }  // namespace
 
 AudioHeader readAudioHeader(ByteSource& source) {
@@ -257,7 +278,7 @@ AudioHeader readAudioHeader(ByteSource& source) {
   const bool isWav = form == "WAVE" && (container == "RIFF" || container == "RIFX" ||
                                         container == "RF64");
   const bool isAiff = container == "FORM" && (form == "AIFF" || form == "AIFC");
-  return isWav || isAiff ? readChunks(source, container) : AudioHeader{};
+  return isWav || isAiff ? readChunks(source, container) : readMp3Header(source);
 }
 
 }  // namespace ulmar::audio

@@ -21,6 +21,9 @@ struct AudioHeader {
   std::int64_t presentBytes = 0;
   // Of Ogg, which states no length: whether its last page, marked as such, is missing.
   bool lacksLastPage = false;
+  // Of MP3: whether it states how many frames it has. Without that they are guessed
+  // from the bytes and the first bit rate.
+  bool statesFrames = false;
 
   bool isCutShort() const { return statedBytes.value_or(0) > presentBytes; }
 };

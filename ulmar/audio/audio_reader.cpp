@@ -95,11 +95,12 @@ struct AudioReader::Impl {
 
   void settleLength(const SF_INFO& sfInfo) {
     info.frames = sfInfo.frames;
-    // FLAC and MP3 files give their length in frames, or none. Whether all are there
-    // shows where the last one should be.
+    // FLAC and MP3 files give their length in frames, or none that can be relied on.
+    // Whether all are there shows where the last one should be.
     const int type = sfInfo.format & SF_FORMAT_TYPEMASK;
     const bool isInFrames = type == SF_FORMAT_FLAC || type == SF_FORMAT_MPEG;
-    const bool isUnknown = info.frames == SF_COUNT_MAX;
+    const bool isUnknown =
+        info.frames == SF_COUNT_MAX || (type == SF_FORMAT_MPEG && !header.statesFrames);
     if (isUnknown || (isInFrames && !hasFrame(info.frames - 1))) {
       openDecoder();
       info.frames = countFrames();
